@@ -1,0 +1,42 @@
+# The two commands of the README:
+#   make demo   builds everything and runs the emulated Outlook with the add-in
+#               against the SharePoint emulator, printing the transcript
+#   make test   builds both architectures and runs every test
+# Both install what is missing first (Debian packages), so they work on a
+# fresh machine.
+
+BUILD ?= build
+JOBS ?= $(shell nproc)
+
+.PHONY: all deps build build-x64 build-x86 test demo clean bench
+
+all: build
+
+deps:
+	@bash cmake/install_deps.sh
+
+$(BUILD)/x64/CMakeCache.txt:
+	cmake -S . -B $(BUILD)/x64 -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-x64.cmake -DCMAKE_BUILD_TYPE=Release
+
+$(BUILD)/x86/CMakeCache.txt:
+	cmake -S . -B $(BUILD)/x86 -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-x86.cmake -DCMAKE_BUILD_TYPE=Release
+
+build-x64: deps $(BUILD)/x64/CMakeCache.txt
+	cmake --build $(BUILD)/x64 -j $(JOBS)
+
+build-x86: deps $(BUILD)/x86/CMakeCache.txt
+	cmake --build $(BUILD)/x86 -j $(JOBS)
+
+build: build-x64 build-x86
+
+test: build
+	@bash tests/run_tests.sh $(BUILD)/x64
+
+demo: build-x64
+	@bash testbed/run_demo.sh $(BUILD)/x64
+
+bench: build-x64
+	@bash bench/run_bench.sh $(BUILD)/x64
+
+clean:
+	rm -rf $(BUILD)

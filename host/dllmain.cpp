@@ -1,0 +1,79 @@
+// The DLL's entry points: the class factory Outlook reaches through
+// DllGetClassObject, and the registration entry points regsvr32 calls.
+#include "host/QBXOutlookConnect.h"
+#include "host/registration.h"
+
+#include <atomic>
+
+namespace {
+
+std::atomic<long> serverLocks{0};
+
+class ClassFactory final : public IClassFactory {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        if (!out) return E_POINTER;
+        if (iid == IID_IUnknown || iid == IID_IClassFactory) {
+            *out = static_cast<IClassFactory*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        ULONG n = --refs_;
+        if (!n) delete this;
+        return n;
+    }
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
+        if (!out) return E_POINTER;
+        *out = nullptr;
+        if (outer) return CLASS_E_NOAGGREGATION;
+        try {
+            qbx::ComPtr<IDTExtensibility2> object(new QBXOutlookConnect());
+            return object->QueryInterface(iid, out);
+        } catch (...) {
+            return E_OUTOFMEMORY;
+        }
+    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override {
+        lock ? ++serverLocks : --serverLocks;
+        return S_OK;
+    }
+
+private:
+    std::atomic<ULONG> refs_{0};
+};
+
+}  // namespace
+
+extern "C" {
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD, LPVOID) { return TRUE; }
+
+HRESULT WINAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** out) {
+    if (!out) return E_POINTER;
+    *out = nullptr;
+    if (clsid != CLSID_QBXOutlookConnect) return CLASS_E_CLASSNOTAVAILABLE;
+    qbx::ComPtr<IClassFactory> factory(new ClassFactory());
+    return factory->QueryInterface(iid, out);
+}
+
+HRESULT WINAPI DllCanUnloadNow() {
+    return QBXOutlookConnect::liveObjects() == 0 && serverLocks.load() == 0 ? S_OK : S_FALSE;
+}
+
+HRESULT WINAPI DllRegisterServer() { return registerAddin(Scope::Machine); }
+
+HRESULT WINAPI DllUnregisterServer() { return unregisterAddin(Scope::Machine); }
+
+// regsvr32 /n /i:user registers for the current user only; without "user"
+// it registers machine-wide as DllRegisterServer does.
+HRESULT WINAPI DllInstall(BOOL install, LPCWSTR commandLine) {
+    Scope scope = (commandLine && lstrcmpiW(commandLine, L"user") == 0) ? Scope::User : Scope::Machine;
+    return install ? registerAddin(scope) : unregisterAddin(scope);
+}
+
+}  // extern "C"

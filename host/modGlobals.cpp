@@ -1,0 +1,46 @@
+#include "host/modGlobals.h"
+
+#include "host/cOutlookReactions.h"
+
+std::shared_ptr<cOutlookReactions> objOutlookReactions;
+qbx::Disp ouaOutlook;
+qbx::Disp objSettingsFolder;
+std::shared_ptr<cPersonalSettings> objPersonalSettings;
+std::wstring strListSeparator;
+std::wstring strAddinPath;
+short intInspectorCount = 0;
+bool blnShuttingDown = false;
+
+void ReleaseOutlookObjects() noexcept {
+    // Errors are ignored here: an already-empty variable is no error, and a
+    // failing release must not stop the ones after it.
+    try {
+        auto reactions = std::move(objOutlookReactions);
+        reactions.reset();  // its destructor detaches the Outlook event sinks
+    } catch (...) {
+    }
+    try {
+        objSettingsFolder.reset();
+    } catch (...) {
+    }
+    try {
+        ouaOutlook.reset();
+    } catch (...) {
+    }
+    blnShuttingDown = true;
+}
+
+HMODULE fncAddinModule() noexcept {
+    HMODULE m = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                       reinterpret_cast<LPCWSTR>(&fncAddinModule), &m);
+    return m;
+}
+
+std::wstring fncAddinFolder() {
+    wchar_t buf[MAX_PATH * 2] = {};
+    DWORD n = GetModuleFileNameW(fncAddinModule(), buf, static_cast<DWORD>(std::size(buf)));
+    std::wstring path(buf, n);
+    size_t cut = path.find_last_of(L"\\/");
+    return cut == std::wstring::npos ? std::wstring() : path.substr(0, cut);
+}

@@ -1,0 +1,40 @@
+// Process-wide state shared by every part of the add-in, and the release
+// routine that ends the add-in's connection to Outlook.
+#pragma once
+
+#include "support/com.h"
+
+#include <memory>
+#include <string>
+
+class cOutlookReactions;
+class cPersonalSettings;
+
+// The one application-reactions object (created by OnConnection).
+extern std::shared_ptr<cOutlookReactions> objOutlookReactions;
+// The Outlook Application.
+extern qbx::Disp ouaOutlook;
+// The settings folder "QBXSettings" under the Inbox.
+extern qbx::Disp objSettingsFolder;
+// The user's settings, read at start-up.
+extern std::shared_ptr<cPersonalSettings> objPersonalSettings;
+// The list separator of the computer's regional settings.
+extern std::wstring strListSeparator;
+// The folder the add-in was loaded from, without a trailing separator.
+extern std::wstring strAddinPath;
+// How many inspectors Outlook had at the last NewInspector.
+extern short intInspectorCount;
+// True once the release routine has run; the add-in then does nothing more
+// until Outlook loads it again.
+extern bool blnShuttingDown;
+
+// Drops the reactions object, the settings folder and the Outlook application
+// (in that order) and sets the shutting-down flag. Safe to call any number of
+// times; errors of its own are ignored.
+void ReleaseOutlookObjects() noexcept;
+
+// The module (DLL, or the test program linking the add-in's code) whose
+// resources and folder the add-in uses.
+HMODULE fncAddinModule() noexcept;
+// The folder of that module, without a trailing separator.
+std::wstring fncAddinFolder();

@@ -1,0 +1,9 @@
+// Writing and removing the add-in's registry keys.
+#pragma once
+
+#include <windows.h>
+
+enum class Scope { Machine, User };
+
+HRESULT registerAddin(Scope scope);
+HRESULT unregisterAddin(Scope scope);

@@ -1,0 +1,151 @@
+// Base for the objects this project implements and hands to others through
+// IDispatch: members are registered by name (looked up without regard to case,
+// as Outlook and Visual Basic do), called with their arguments in declaration
+// order, and an Error raised by a member reaches the caller as
+// DISP_E_EXCEPTION with its number and text. No C++ exception ever leaves a
+// COM call.
+#pragma once
+
+#include "com.h"
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace qbx {
+
+// The arguments of an incoming call, in declaration order (rgvarg reversed).
+class Args {
+public:
+    explicit Args(DISPPARAMS* dp) noexcept;
+    size_t count() const noexcept { return count_; }
+    // True when the argument is present and not an omitted optional one.
+    bool has(size_t i) const noexcept;
+    // The argument's value, by-reference values dereferenced; raises 449 when
+    // it is absent.
+    Variant value(size_t i) const;
+    Variant valueOr(size_t i, const Variant& fallback) const { return has(i) ? value(i) : fallback; }
+    std::wstring str(size_t i) const { return value(i).toString(); }
+    long i32(size_t i) const { return value(i).toLong(); }
+    bool boolean(size_t i) const { return value(i).toBool(); }
+    Disp obj(size_t i) const { return value(i).toDisp(); }
+    // Writes through a by-reference argument (VT_BYREF of any simple type, or
+    // of a VARIANT); does nothing when the argument was passed by value.
+    void setRef(size_t i, const Variant& v) const;
+    VARIANT* raw(size_t i) const noexcept;
+
+private:
+    DISPPARAMS* dp_;
+    size_t count_ = 0;  // positional arguments
+};
+
+// A table of members reached by name: the IDispatch logic shared by every
+// object this project implements (DispatchObject, and classes that must offer
+// several dual interfaces with different member sets).
+class MemberTable {
+public:
+    using Getter = std::function<Variant(Args&)>;
+    using Setter = std::function<void(Args&, const Variant&)>;
+
+    // Registers a method (also answers a property get, as automation allows).
+    DISPID method(const std::wstring& name, Getter fn, DISPID id = DISPID_UNKNOWN);
+    // Registers a property; without a setter it is read-only. The setter
+    // answers both Let and Set.
+    DISPID property(const std::wstring& name, Getter get, Setter put = nullptr, DISPID id = DISPID_UNKNOWN);
+    // Makes a registered member the default one (DISPID_VALUE).
+    void setDefaultMember(DISPID id) { defaultMember_ = id; }
+    // Gives the object a _NewEnum that walks the values the function returns.
+    void setEnumerator(std::function<std::vector<Variant>()> items) { enumerate_ = std::move(items); }
+
+    // Looks a member up by name (case-insensitive); DISPID_UNKNOWN if absent.
+    DISPID find(const std::wstring& name) const;
+    HRESULT getIDsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const;
+    // Runs a member; an Error it raises becomes DISP_E_EXCEPTION with the
+    // EXCEPINFO filled (source = the object's type name), and no other C++
+    // exception leaves.
+    HRESULT invoke(DISPID id, WORD flags, DISPPARAMS* dp, VARIANT* result, EXCEPINFO* info,
+                   const std::wstring& source) const;
+
+private:
+    struct Member {
+        std::wstring name;
+        DISPID id;
+        Getter get;
+        Setter put;
+    };
+    const Member* byId(DISPID id) const;
+
+    std::vector<Member> members_;
+    DISPID nextId_ = 1000;
+    DISPID defaultMember_ = DISPID_UNKNOWN;
+    std::function<std::vector<Variant>()> enumerate_;
+};
+
+// Type information that holds nothing but the type's name, so that
+// TypeName() of an object gives it.
+HRESULT nameOnlyTypeInfo(const std::wstring& name, ITypeInfo** out);
+
+class DispatchObject : public IDispatch {
+public:
+    using Getter = MemberTable::Getter;
+    using Setter = MemberTable::Setter;
+
+    // IUnknown
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
+    ULONG STDMETHODCALLTYPE AddRef() override;
+    ULONG STDMETHODCALLTYPE Release() override;
+    // IDispatch
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* n) override;
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT i, LCID lcid, ITypeInfo** out) override;
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override;
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* dp, VARIANT* result,
+                                     EXCEPINFO* info, UINT* argErr) override;
+
+    const std::wstring& className() const noexcept { return typeName_; }
+    ULONG refCount() const noexcept { return refs_.load(); }
+    DISPID findMember(const std::wstring& name) const { return members_.find(name); }
+
+protected:
+    explicit DispatchObject(std::wstring typeName);
+    virtual ~DispatchObject() = default;
+    DispatchObject(const DispatchObject&) = delete;
+    DispatchObject& operator=(const DispatchObject&) = delete;
+
+    DISPID method(const std::wstring& name, Getter fn, DISPID id = DISPID_UNKNOWN) {
+        return members_.method(name, std::move(fn), id);
+    }
+    DISPID property(const std::wstring& name, Getter get, Setter put = nullptr, DISPID id = DISPID_UNKNOWN) {
+        return members_.property(name, std::move(get), std::move(put), id);
+    }
+    void setDefaultMember(DISPID id) { members_.setDefaultMember(id); }
+    void setEnumerator(std::function<std::vector<Variant>()> items) { members_.setEnumerator(std::move(items)); }
+
+    // Extra interfaces of a derived object (connection points, vtable
+    // interfaces); return E_NOINTERFACE for the rest.
+    virtual HRESULT queryOther(REFIID iid, void** out);
+    // Called when the last reference goes; the default deletes the object.
+    // Objects whose lifetime someone else owns override it with nothing.
+    virtual void finalRelease() { delete this; }
+    // Hook before every incoming call (the test bed injects failures here).
+    virtual void beforeCall(DISPID, WORD) {}
+
+private:
+    std::atomic<ULONG> refs_{0};
+    std::wstring typeName_;
+    MemberTable members_;
+};
+
+// Makes a new object of a DispatchObject class and hands out the first reference.
+template <class T, class... A>
+ComPtr<T> makeObject(A&&... args) {
+    return ComPtr<T>(new T(std::forward<A>(args)...));
+}
+
+// An IEnumVARIANT over a fixed list of values.
+ComPtr<IEnumVARIANT> makeVariantEnum(std::vector<Variant> items);
+
+// Fills an EXCEPINFO from an Error, as a Visual Basic object raising it would.
+void fillExcepInfo(EXCEPINFO* info, const Error& e, const std::wstring& source);
+
+}  // namespace qbx

@@ -1,0 +1,132 @@
+#include "events.h"
+
+#include <atomic>
+
+namespace qbx {
+
+VARIANT* EventArgs::raw(size_t i) const noexcept {
+    if (!dp_ || i >= dp_->cArgs) return nullptr;
+    return &dp_->rgvarg[dp_->cArgs - 1 - i];
+}
+
+Variant EventArgs::value(size_t i) const {
+    VARIANT* v = raw(i);
+    if (!v) raise(449, L"Argument not optional", Here(0));
+    return Variant::copyOf(*v);
+}
+
+void EventArgs::setBool(size_t i, bool b) const {
+    VARIANT* v = raw(i);
+    if (!v) return;
+    VARIANT_BOOL vb = b ? VARIANT_TRUE : VARIANT_FALSE;
+    if (v->vt == (VT_BYREF | VT_BOOL) && v->pboolVal) {
+        *v->pboolVal = vb;
+    } else if (v->vt == (VT_BYREF | VT_VARIANT) && v->pvarVal) {
+        VariantClear(v->pvarVal);
+        v->pvarVal->vt = VT_BOOL;
+        v->pvarVal->boolVal = vb;
+    }
+}
+
+class EventConnection::Sink final : public IDispatch {
+public:
+    Sink(const IID& iid, EventHandlers handlers) : iid_(iid), handlers_(std::move(handlers)) {}
+    void detach() { handlers_.clear(); }
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        if (!out) return E_POINTER;
+        if (iid == IID_IUnknown || iid == IID_IDispatch || iid == iid_) {
+            *out = static_cast<IDispatch*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        ULONG n = --refs_;
+        if (!n) delete this;
+        return n;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* n) override {
+        if (n) *n = 0;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo** out) override {
+        if (out) *out = nullptr;
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+        return DISP_E_UNKNOWNNAME;
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* dp, VARIANT* result, EXCEPINFO*,
+                                     UINT*) override {
+        if (result) VariantInit(result);
+        auto it = handlers_.find(id);
+        if (it == handlers_.end()) return S_OK;
+        EventHandler handler = it->second;  // the handler may disconnect this sink
+        ComPtr<IDispatch> keepAlive(this);
+        try {
+            EventArgs args(dp);
+            handler(args);
+        } catch (...) {
+            // Handlers report their own failures; nothing goes back to the source.
+        }
+        return S_OK;
+    }
+
+private:
+    IID iid_;
+    EventHandlers handlers_;
+    std::atomic<ULONG> refs_{0};
+};
+
+EventConnection::EventConnection(EventConnection&& o) noexcept
+    : point_(std::move(o.point_)), sink_(std::move(o.sink_)), sinkImpl_(std::exchange(o.sinkImpl_, nullptr)),
+      cookie_(std::exchange(o.cookie_, 0)), iid_(o.iid_) {}
+
+EventConnection& EventConnection::operator=(EventConnection&& o) noexcept {
+    if (this != &o) {
+        disconnect();
+        point_ = std::move(o.point_);
+        sink_ = std::move(o.sink_);
+        sinkImpl_ = std::exchange(o.sinkImpl_, nullptr);
+        cookie_ = std::exchange(o.cookie_, 0);
+        iid_ = o.iid_;
+    }
+    return *this;
+}
+
+bool EventConnection::connect(const Disp& source, std::initializer_list<IID> diids, EventHandlers handlers) {
+    disconnect();
+    if (!source) return false;
+    ComPtr<IConnectionPointContainer> cpc = source.ptr().as<IConnectionPointContainer>(IID_IConnectionPointContainer);
+    if (!cpc) return false;
+    for (const IID& iid : diids) {
+        ComPtr<IConnectionPoint> cp;
+        if (FAILED(cpc->FindConnectionPoint(iid, cp.put())) || !cp) continue;
+        auto* impl = new Sink(iid, handlers);
+        ComPtr<IDispatch> sink(impl);
+        DWORD cookie = 0;
+        if (FAILED(cp->Advise(sink.get(), &cookie))) continue;
+        point_ = std::move(cp);
+        sink_ = std::move(sink);
+        sinkImpl_ = impl;
+        cookie_ = cookie;
+        iid_ = iid;
+        return true;
+    }
+    return false;
+}
+
+void EventConnection::disconnect() noexcept {
+    if (sinkImpl_) sinkImpl_->detach();
+    if (point_) point_->Unadvise(cookie_);
+    point_.reset();
+    sink_.reset();
+    sinkImpl_ = nullptr;
+    cookie_ = 0;
+}
+
+}  // namespace qbx

@@ -1,0 +1,112 @@
+// The action trail, the error report and the debug log, and the error
+// convention every procedure of the add-in follows:
+//
+//   bool cThing::fncDoWork() {
+//       bool result = false;
+//       subSetAction(L"Doing the work");             // the action trail first
+//       qbx::guarded(L"fncDoWork", [&] {            // the body, guarded
+//           ... late-bound calls, raises ...
+//           result = true;
+//       });
+//       return result;                              // initial value on failure
+//   }
+//
+// A failure inside the body (a failed late-bound call, a raise, a Type
+// mismatch) reaches subHandleError with its description, number, the source
+// line of the failing statement and the procedure's name; the procedure then
+// ends with its result as it was.
+//
+// Stretches that run with errors ignored use an Err, statement by statement:
+//
+//   qbx::Err err;
+//   err.resume([&] { item.call(L"Delete"); });       // a failure is remembered
+//   if (err.number() != 0) ...;
+//   err.clear();
+#pragma once
+
+#include "support/com.h"
+
+#include <string>
+
+// Module state of the error handling (all start empty / False).
+extern std::wstring strCurrentAction;
+extern std::wstring strErrorReport;
+extern bool blnErrorOccurred;
+extern bool blnErrorReported;
+// The debug-log switch; set from the build (QBX_DEBUG_LOG), nothing in the
+// add-in changes it.
+extern bool blnDebugLog;
+
+// The support address the error report mail goes to.
+extern const wchar_t* const kSupportAddress;
+// The product's display name, used as every message's title.
+extern const wchar_t* const kProductName;
+
+void subSetAction(const std::wstring& action);
+std::wstring fncGetAction();
+std::wstring fncGetOSVersion();
+void subHandleError(const std::wstring& description, long number, short line, const std::wstring& procedure) noexcept;
+void subSendErrorMail() noexcept;
+void subWriteLog(const std::wstring& action) noexcept;
+
+// The add-in's version as major.minor.revision, read from its version resource.
+std::wstring fncAddinVersion();
+
+// The operating-system query behind fncGetOSVersion; tests replace it.
+using GetVersionFn = BOOL(WINAPI*)(LPOSVERSIONINFOA);
+void subSetVersionQuery(GetVersionFn fn) noexcept;
+
+namespace qbx {
+
+// Runs a procedure's body under the error trap. Returns true when the body
+// ran to its end.
+template <class F>
+bool guarded(const wchar_t* procedure, F&& body) noexcept {
+    try {
+        body();
+        return true;
+    } catch (const Error& e) {
+        subHandleError(e.description(), e.number(), static_cast<short>(e.line()), procedure);
+    } catch (const std::bad_alloc&) {
+        subHandleError(L"Out of memory", 7, 0, procedure);
+    } catch (...) {
+        subHandleError(L"Unexpected error", 51, 0, procedure);
+    }
+    return false;
+}
+
+// The error state of a stretch that runs with errors ignored, like Visual
+// Basic's Err under "On Error Resume Next": each statement runs through
+// resume(); a failure is recorded and the next statement runs.
+class Err {
+public:
+    template <class F>
+    bool resume(F&& statement) noexcept {
+        try {
+            statement();
+            return true;
+        } catch (const Error& e) {
+            number_ = e.number();
+            description_ = e.description();
+        } catch (const std::bad_alloc&) {
+            number_ = 7;
+            description_ = L"Out of memory";
+        } catch (...) {
+            number_ = 51;
+            description_ = L"Unexpected error";
+        }
+        return false;
+    }
+    long number() const noexcept { return number_; }
+    const std::wstring& description() const noexcept { return description_; }
+    void clear() noexcept {
+        number_ = 0;
+        description_.clear();
+    }
+
+private:
+    long number_ = 0;
+    std::wstring description_;
+};
+
+}  // namespace qbx
