@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Runs one Windows test program of a build under Wine, with the SharePoint
+# emulator beside it, as CTest does:
+#   tests/run_one.sh build/x64 tests/test_support.exe [doctest options]
+set -u
+build=$1
+shift
+program=$1
+shift
+here=$(cd "$(dirname "$0")" && pwd)
+. "$here/wine_env.sh" "$build"
+trap qbx_wine_stop EXIT
+qbx_wine_start
+case "$program" in /*) ;; *) program="$qbx_build/$program" ;; esac
+"$here/with_spemu.sh" wine "$program" "$@"
