@@ -1,0 +1,38 @@
+// The scripting components the add-in creates by name: the keyed dictionary
+// and the shell object, each with a silent repair of the component's
+// registration when it can't be created.
+#pragma once
+
+#include "support/com.h"
+
+#include <functional>
+#include <string>
+
+// True once the dictionary's repair has run in this load (never reset by the
+// add-in itself).
+extern bool blnDicRepairTried;
+
+// A new "Scripting.Dictionary" with CompareMode 1 (keys compare without regard
+// to case), or no object when it can't be created even after the repair (the
+// failure has then been reported).
+qbx::Disp fncCreateDic();
+
+// A "Wscript.Shell" object, or no object: then the user has been told and the
+// add-in has stopped (ReleaseOutlookObjects).
+qbx::Disp fncGetShell();
+
+// Starts "regsvr32 scrrun.dll /s" minimised, without waiting for it.
+void subRegisterScrrun();
+
+// Starts a command line as a separate process, window minimised with focus,
+// without waiting; errors are ignored.
+void subStartMinimised(const std::wstring& commandLine) noexcept;
+
+// Every process start of this module goes through one replaceable function,
+// so tests see the command lines without running them. An empty starter
+// restores the real one (CreateProcess).
+using ProcessStarter = std::function<void(const std::wstring& commandLine)>;
+void subSetProcessStarter(ProcessStarter starter);
+
+// Tests only: forgets that the dictionary's repair has run.
+void subResetScriptingRepairsForTests() noexcept;
