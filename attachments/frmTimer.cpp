@@ -1,0 +1,124 @@
+#include "attachments/frmTimer.h"
+
+#include "host/modGlobals.h"
+#include "support/modErroHandling.h"
+
+#include <olectl.h>
+
+namespace {
+
+constexpr const wchar_t* kWindowClass = L"QuillboxTimerForm";
+constexpr UINT_PTR kTimerId = 1;
+// Visual Basic's "Invalid property value".
+constexpr long vbErrInvalidPropertyValue = 380;
+
+// The window class lives while any form does, so a library that is unloaded
+// leaves no class behind that points into it.
+long liveForms = 0;
+
+void subRegisterClass(WNDPROC proc) {
+    if (liveForms++ > 0) return;
+    WNDCLASSEXW wc = {};
+    wc.cbSize = sizeof(wc);
+    wc.lpfnWndProc = proc;
+    wc.hInstance = fncAddinModule();
+    wc.lpszClassName = kWindowClass;
+    if (!RegisterClassExW(&wc) && GetLastError() != ERROR_CLASS_ALREADY_EXISTS) {
+        --liveForms;
+        qbx::raise(static_cast<long>(GetLastError()), L"The timer window class could not be registered");
+    }
+}
+
+void subUnregisterClass() noexcept {
+    if (--liveForms == 0) UnregisterClassW(kWindowClass, fncAddinModule());
+}
+
+}  // namespace
+
+frmTimer::frmTimer() {
+    subRegisterClass(&frmTimer::windowProc);
+    window_ = CreateWindowExW(0, kWindowClass, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, fncAddinModule(), nullptr);
+    if (!window_) {
+        DWORD code = GetLastError();
+        subUnregisterClass();
+        qbx::raise(static_cast<long>(code), L"The timer window could not be created");
+    }
+    SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+}
+
+frmTimer::~frmTimer() {
+    listener_ = nullptr;
+    if (window_) {
+        // The window forgets this object first: a destruction that runs inside
+        // this form's own tick must not let the tick touch it afterwards.
+        SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
+        if (running_) KillTimer(window_, kTimerId);
+        DestroyWindow(window_);
+        window_ = nullptr;
+    }
+    subUnregisterClass();
+}
+
+void frmTimer::TimerEnabled(bool enabled) {
+    enabled_ = enabled;
+    subApply();
+}
+
+void frmTimer::TimerInterval(long milliseconds) {
+    if (milliseconds < 0) qbx::raise(vbErrInvalidPropertyValue, L"Invalid property value");
+    interval_ = milliseconds;
+    subApply();
+}
+
+void frmTimer::subApply() {
+    if (enabled_ && interval_ > 0) {
+        // SetTimer on a running timer replaces it: the count starts again.
+        if (!SetTimer(window_, kTimerId, static_cast<UINT>(interval_), nullptr))
+            qbx::raise(static_cast<long>(GetLastError()), L"The timer could not be started");
+        running_ = true;
+    } else if (running_) {
+        KillTimer(window_, kTimerId);
+        running_ = false;
+    }
+}
+
+void frmTimer::timTimer_Timer() {
+    if (!enabled_ || !listener_) return;
+    // The listener may drop this form: hold the function itself meanwhile,
+    // and touch nothing of this object after it returns.
+    TimerListener listener = listener_;
+    listener();
+}
+
+LRESULT CALLBACK frmTimer::windowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_TIMER && wParam == kTimerId) {
+        if (auto* form = reinterpret_cast<frmTimer*>(GetWindowLongPtrW(window, GWLP_USERDATA))) {
+            try {
+                form->timTimer_Timer();
+            } catch (...) {
+                // The holder's handler reports its own failures; none may
+                // cross the message loop.
+            }
+        }
+        return 0;
+    }
+    return DefWindowProcW(window, message, wParam, lParam);
+}
+
+qbx::ComPtr<IPictureDisp> frmTimer::imgQBXToolbar() {
+    HICON icon = static_cast<HICON>(
+        LoadImageW(fncAddinModule(), L"QBXBUTTON", IMAGE_ICON, 32, 32, LR_DEFAULTCOLOR));
+    if (!icon) qbx::raise(qbx::vbErrInvalidCall, L"The button picture is missing from the resources");
+    PICTDESC desc = {};
+    desc.cbSizeofstruct = sizeof(desc);
+    desc.picType = PICTYPE_ICON;
+    desc.icon.hicon = icon;
+    qbx::ComPtr<IPictureDisp> picture;
+    // The picture object owns the icon from here on (fOwn TRUE).
+    HRESULT hr = OleCreatePictureIndirect(&desc, IID_IPictureDisp, TRUE, picture.putVoid());
+    if (FAILED(hr) || !picture) {
+        DestroyIcon(icon);
+        qbx::raiseHr(FAILED(hr) ? hr : E_FAIL, nullptr, __LINE__);
+    }
+    return picture;
+}
