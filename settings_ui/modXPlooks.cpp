@@ -1,0 +1,131 @@
+#include "settings_ui/modXPlooks.h"
+
+#include "support/modErroHandling.h"
+
+#include <commctrl.h>
+
+#include <cmath>
+#include <map>
+
+namespace {
+
+struct KeptColour {
+    COLORREF colour;
+    HBRUSH brush;
+};
+
+// Every coloured control of the process (all on the user-interface thread).
+std::map<HWND, KeptColour>& keptColours() {
+    static std::map<HWND, KeptColour> colours;
+    return colours;
+}
+
+constexpr UINT_PTR kSubclassId = 0x51425843;  // "QBXC"
+
+void subForget(HWND control) noexcept {
+    auto& colours = keptColours();
+    auto found = colours.find(control);
+    if (found == colours.end()) return;
+    DeleteObject(found->second.brush);
+    colours.erase(found);
+}
+
+// Watches a coloured control so that its colour goes with it: a later window
+// that gets the same handle must not inherit it.
+LRESULT CALLBACK subControlWatch(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR id,
+                                 DWORD_PTR) {
+    if (message == WM_NCDESTROY) {
+        subForget(window);
+        RemoveWindowSubclass(window, &subControlWatch, id);
+    }
+    return DefSubclassProc(window, message, wParam, lParam);
+}
+
+// The control's centre in its parent's client coordinates, rounded to whole pixels.
+POINT fncControlCentre(HWND control, qbx::Here where = {}) {
+    RECT r;
+    if (!GetWindowRect(control, &r)) qbx::raise(static_cast<long>(GetLastError()), L"The control has no position", where);
+    HWND parent = GetAncestor(control, GA_PARENT);
+    MapWindowPoints(HWND_DESKTOP, parent, reinterpret_cast<POINT*>(&r), 2);
+    const double width = r.right - r.left;
+    const double height = r.bottom - r.top;
+    POINT centre;
+    centre.x = std::lround(r.left + width / 2);
+    centre.y = std::lround(r.top + height / 2);
+    return centre;
+}
+
+}  // namespace
+
+COLORREF fncGetControlBackColor(HWND hControl) {
+    auto found = keptColours().find(hControl);
+    return found == keptColours().end() ? CLR_INVALID : found->second.colour;
+}
+
+void subSetControlBackColor(HWND hControl, COLORREF colour) {
+    if (colour == CLR_INVALID) {
+        subForget(hControl);
+        if (IsWindow(hControl)) RemoveWindowSubclass(hControl, &subControlWatch, kSubclassId);
+    } else {
+        if (!IsWindow(hControl)) qbx::raise(qbx::vbErrInvalidCall, L"The control is not a window");
+        HBRUSH brush = CreateSolidBrush(colour);
+        if (!brush) qbx::raise(static_cast<long>(GetLastError()), L"No brush for the control's colour");
+        subForget(hControl);
+        keptColours()[hControl] = {colour, brush};
+        SetWindowSubclass(hControl, &subControlWatch, kSubclassId, 0);
+    }
+    if (IsWindow(hControl)) InvalidateRect(hControl, nullptr, TRUE);
+}
+
+bool fncAnswerCtlColor(HWND hControl, HDC hdcControl, INT_PTR& brush) {
+    auto found = keptColours().find(hControl);
+    if (found == keptColours().end()) return false;
+    SetBkColor(hdcControl, found->second.colour);
+    brush = reinterpret_cast<INT_PTR>(found->second.brush);
+    return true;
+}
+
+void subSetBackColorFromWindow(HDC hdcWindow, HWND hControl) {
+    subSetAction(L"Setting the background color of the control");
+    // From here on errors don't stop the routine; a failure puts the kept
+    // colour back.
+    qbx::Err err;
+    COLORREF previous = CLR_INVALID;
+    err.resume([&] { previous = fncGetControlBackColor(hControl); });
+    POINT centre{};
+    err.resume([&] { centre = fncControlCentre(hControl); });
+    COLORREF pixel = CLR_INVALID;
+    err.resume([&] { if (err.number() == 0) pixel = GetPixel(hdcWindow, centre.x, centre.y); });
+    err.resume([&] { if (pixel != CLR_INVALID) subSetControlBackColor(hControl, pixel); });
+    if (err.number() != 0) {
+        qbx::Err restore;
+        restore.resume([&] { subSetControlBackColor(hControl, previous); });
+    }
+    err.clear();
+}
+
+cWindowSurface::cWindowSurface(HWND hWindow) {
+    RECT client{};
+    GetClientRect(hWindow, &client);
+    HDC screen = GetDC(hWindow);
+    dc_ = CreateCompatibleDC(screen);
+    bitmap_ = CreateCompatibleBitmap(screen, client.right > 0 ? client.right : 1, client.bottom > 0 ? client.bottom : 1);
+    ReleaseDC(hWindow, screen);
+    if (!dc_ || !bitmap_) {
+        if (bitmap_) DeleteObject(bitmap_);
+        if (dc_) DeleteDC(dc_);
+        dc_ = nullptr;
+        bitmap_ = nullptr;
+        qbx::raise(static_cast<long>(GetLastError()), L"No memory surface for the window");
+    }
+    previous_ = SelectObject(dc_, bitmap_);
+    SendMessageW(hWindow, WM_ERASEBKGND, reinterpret_cast<WPARAM>(dc_), 0);
+}
+
+cWindowSurface::~cWindowSurface() {
+    if (dc_) {
+        SelectObject(dc_, previous_);
+        DeleteObject(bitmap_);
+        DeleteDC(dc_);
+    }
+}

@@ -1,0 +1,58 @@
+// Control colouring: a control takes as its background the colour that its
+// window actually shows at the control's centre, so that check boxes, option
+// buttons and frames blend into whatever surface lies beneath them (a themed
+// page, a tinted window).
+//
+// Win32 controls don't carry a background colour of their own: the colour is
+// kept here, per control, and the window that holds the controls hands it out
+// when they ask for their colours:
+//
+//     case WM_CTLCOLORSTATIC:
+//     case WM_CTLCOLORBTN: {
+//         INT_PTR brush = 0;
+//         if (fncAnswerCtlColor(reinterpret_cast<HWND>(lParam), reinterpret_cast<HDC>(wParam), brush))
+//             return brush;
+//         break;
+//     }
+//
+// A colour is forgotten when its control is destroyed.
+#pragma once
+
+#include <windows.h>
+
+// Samples the pixel of hdcWindow (the device context of the window holding the
+// control, in that window's client coordinates) under the centre of hControl
+// and gives the control that colour. A pixel outside the device context's
+// visible area (CLR_INVALID) leaves the control as it was; any other failure
+// puts the control's previous colour back. Nothing is reported.
+void subSetBackColorFromWindow(HDC hdcWindow, HWND hControl);
+
+// The colour kept for a control; CLR_INVALID when it has its default colours.
+COLORREF fncGetControlBackColor(HWND hControl);
+// Sets (or with CLR_INVALID drops) a control's colour explicitly and repaints it.
+void subSetControlBackColor(HWND hControl, COLORREF colour);
+
+// For the window procedure of the control's parent, on WM_CTLCOLORSTATIC and
+// WM_CTLCOLORBTN: when a colour is kept for the control, sets it as the text
+// background of the control's device context, puts the brush to answer with in
+// brush and returns true; false leaves the message to its default handling.
+bool fncAnswerCtlColor(HWND hControl, HDC hdcControl, INT_PTR& brush);
+
+// What a window shows beneath its controls, before it is on screen: a memory
+// device context of the window's client size on which the window has painted
+// its own background (WM_ERASEBKGND), without its child windows. A window
+// that is not painted yet has nothing to sample; this gives it something.
+class cWindowSurface {
+public:
+    explicit cWindowSurface(HWND hWindow);
+    ~cWindowSurface();
+    cWindowSurface(const cWindowSurface&) = delete;
+    cWindowSurface& operator=(const cWindowSurface&) = delete;
+
+    HDC hDC() const noexcept { return dc_; }
+
+private:
+    HDC dc_ = nullptr;
+    HBITMAP bitmap_ = nullptr;
+    HGDIOBJ previous_ = nullptr;
+};
