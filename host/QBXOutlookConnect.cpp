@@ -68,8 +68,18 @@ void QBXOutlookConnect::addCallbacks(qbx::MemberTable& table) {
         OnLoadRead(qbx::Disp(objectArg(a, 0)));
         return qbx::Variant();
     }, kOnLoadRead);
-    (void)kGetImages;
-    (void)kCmdShowSettings;
+    // Office passes the image id by value or by reference; a caller that
+    // passes a second, by-reference argument gets the picture there too.
+    table.method(L"getImages", [this](qbx::Args& a) {
+        qbx::ComPtr<IPictureDisp> picture = getImages(a.has(0) ? a.str(0) : std::wstring());
+        qbx::Variant result(static_cast<IDispatch*>(picture.get()));
+        if (a.count() > 1) a.setRef(1, result);
+        return result;
+    }, kGetImages);
+    table.method(L"cmdShowSettings", [this](qbx::Args& a) {
+        cmdShowSettings(qbx::Disp(objectArg(a, 0)));
+        return qbx::Variant();
+    }, kCmdShowSettings);
 }
 
 QBXOutlookConnect::~QBXOutlookConnect() {

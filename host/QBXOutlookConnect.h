@@ -41,6 +41,12 @@ public:
     std::wstring IRibbonExtensibility_GetCustomUI(const std::wstring& ribbonId);
     void OnLoadCompose(const qbx::Disp& ribbon);
     void OnLoadRead(const qbx::Disp& ribbon);
+    // The ribbon's image callback: the button picture, whatever the id.
+    qbx::ComPtr<IPictureDisp> getImages(const std::wstring& imageId);
+    // The ribbon button's action: opens the settings for the mail at hand.
+    void cmdShowSettings(const qbx::Disp& control);
+    // The ribbon user-interface object last handed to OnLoadCompose/OnLoadRead.
+    const qbx::Disp& ribbonUI() const noexcept { return objRibbonUI; }
 
     // How many connection objects are alive (for DllCanUnloadNow).
     static long liveObjects() noexcept { return live_.load(); }

@@ -3,8 +3,12 @@
 #include "host/QBXOutlookConnect.h"
 #include "host/ribbon.h"
 
+#include "attachments/frmTimer.h"
+#include "host/modGlobals.h"
+#include "settings_ui/modSettingsWindow.h"
 #include "support/modErroHandling.h"
 #include "support/phrases.h"
+#include "support/prompt.h"
 
 namespace {
 
@@ -58,3 +62,34 @@ std::wstring QBXOutlookConnect::IRibbonExtensibility_GetCustomUI(const std::wstr
 void QBXOutlookConnect::OnLoadCompose(const qbx::Disp& ribbon) { objRibbonUI = ribbon; }
 
 void QBXOutlookConnect::OnLoadRead(const qbx::Disp& ribbon) { objRibbonUI = ribbon; }
+
+qbx::ComPtr<IPictureDisp> QBXOutlookConnect::getImages(const std::wstring&) {
+    qbx::ComPtr<IPictureDisp> result;
+    subSetAction(L"Loading the button picture");
+    qbx::guarded(L"getImages", [&] { result = frmTimer::imgQBXToolbar(); });
+    return result;
+}
+
+void QBXOutlookConnect::cmdShowSettings(const qbx::Disp&) { subOpenSettings(); }
+
+void subOpenSettings() {
+    subSetAction(L"Opening settings form");
+    qbx::guarded(L"subOpenSettings", [&] {
+        if (!ouaOutlook) {
+            qbx::fncMsgBox(std::wstring(L"Failed to connect to Outlook!\r\nPlease contact support at ") +
+                               kSupportAddress + L".",
+                           MB_ICONEXCLAMATION, kProductName);
+            return;
+        }
+        subSetAction(L"Getting currently selected mail item");
+        qbx::Disp mailItem;
+        // Errors ignored: no open window, or an empty selection, leaves no item.
+        qbx::Err err;
+        qbx::Disp inspector;
+        err.resume([&] { inspector = ouaOutlook.getObj(L"ActiveInspector"); });
+        if (inspector) err.resume([&] { mailItem = inspector.getObj(L"CurrentItem"); });
+        if (!mailItem) err.resume([&] { mailItem = ouaOutlook.getObj(L"ActiveExplorer").getObj(L"Selection").item(1); });
+        err.clear();
+        subShowSettingsWindow(mailItem);
+    });
+}
