@@ -1,0 +1,108 @@
+#include "sharepoint/modUpload.h"
+
+#include "support/com.h"
+#include "support/modErroHandling.h"
+
+#include <algorithm>
+
+namespace {
+
+// A stream component can be registered yet useless to late binding: its type
+// library is missing (so no member can be found by name) or a member is not
+// implemented. These are the only failures after which the file is read
+// without it; anything else (a missing file above all) is a real error.
+bool isStreamUnusable(const qbx::Error& e) {
+    switch (static_cast<unsigned long>(e.number())) {
+        case 0x8002801DUL:  // type library not registered
+        case 0x80029C4AUL:  // type library can't be loaded
+        case 0x80004001UL:  // not implemented
+            return true;
+    }
+    return e.number() == qbx::vbErrNoMember;
+}
+
+// Runs one call on the stream; false when the stream turned out unusable.
+template <class F>
+bool streamStep(F&& call) {
+    try {
+        call();
+        return true;
+    } catch (const qbx::Error& e) {
+        if (!isStreamUnusable(e)) throw;
+        return false;
+    }
+}
+
+struct FileHandle {
+    HANDLE h;
+    ~FileHandle() {
+        if (h != INVALID_HANDLE_VALUE) CloseHandle(h);
+    }
+};
+
+// The whole file as one byte array (VT_ARRAY|VT_UI1), read straight into the
+// array so the content is held in memory once, as the stream would hold it.
+// Errors read as the stream's own would.
+qbx::Variant fncReadFileBytes(const std::wstring& strPath) {
+    FileHandle file{CreateFileW(strPath.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr)};
+    if (file.h == INVALID_HANDLE_VALUE) qbx::raise(3002, L"File could not be opened.");
+    LARGE_INTEGER size{};
+    if (!GetFileSizeEx(file.h, &size)) qbx::raise(3002, L"File could not be opened.");
+    if (size.QuadPart > 0x7FFFFFFFLL) qbx::raise(7, L"Out of memory");
+    const ULONG total = static_cast<ULONG>(size.QuadPart);
+    qbx::SafeArray bytes(SafeArrayCreateVector(VT_UI1, 0, total));
+    if (!bytes.get()) qbx::raise(7, L"Out of memory");
+    if (total) {
+        void* data = nullptr;
+        SafeArrayAccessData(bytes.get(), &data);
+        ULONG done = 0;
+        while (done < total) {
+            DWORD got = 0;
+            DWORD want = std::min<ULONG>(total - done, 16u << 20);
+            if (!ReadFile(file.h, static_cast<char*>(data) + done, want, &got, nullptr) || got == 0) break;
+            done += got;
+        }
+        SafeArrayUnaccessData(bytes.get());
+        if (done != total) qbx::raise(3002, L"File could not be opened.");
+    }
+    return std::move(bytes).toVariant(VT_UI1);
+}
+
+}  // namespace
+
+bool fncUploadFile(const std::wstring& strLocalPath, const std::wstring& strTargetUrl) {
+    bool result = false;
+    const std::wstring strUploading = L"Uploading " + strLocalPath + L" to " + strTargetUrl;
+    subSetAction(strUploading);
+    qbx::guarded(L"fncUploadFile", [&] {
+        // Both objects live only inside this block, so they are released on
+        // every path, before an error report is shown.
+        subSetAction(L"Creating ADODB.Stream object");
+        qbx::Disp objStream = qbx::Disp::create(L"ADODB.Stream");
+        subSetAction(L"Creating MSXML2.XMLHTTP.3.0 object");
+        qbx::Disp objRequest = qbx::Disp::create(L"MSXML2.XMLHTTP.3.0");
+        // From here on a failure is the upload's own: the trail names the file
+        // and the address again.
+        subSetAction(strUploading);
+
+        bool blnStream = streamStep([&] { objStream.put(L"Type", 1L); }) &&
+                         streamStep([&] { objStream.call(L"Open"); }) &&
+                         streamStep([&] { objStream.call(L"LoadFromFile", strLocalPath); });
+        qbx::Variant varBody;
+        if (!blnStream) varBody = fncReadFileBytes(strLocalPath);
+
+        objRequest.call(L"Open", L"PUT", strTargetUrl, false);
+        if (blnStream && !streamStep([&] { varBody = objStream.call(L"Read"); }))
+            varBody = fncReadFileBytes(strLocalPath);
+        objRequest.call(L"send", varBody);
+        varBody = qbx::Variant();
+
+        // Exact, case-sensitive comparisons of the reason text; the numeric
+        // status is not looked at.
+        const bool blnCreated = objRequest.get(L"statusText").toString() == L"CREATED";
+        const bool blnOk = objRequest.get(L"statusText").toString() == L"OK";
+        if (blnCreated || blnOk) result = true;
+    });
+    return result;
+}
