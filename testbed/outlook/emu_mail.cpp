@@ -1,0 +1,486 @@
+// Attachments, inspectors (mail windows) and their editors.
+#include "testbed/outlook/emulator.h"
+
+#include <winhttp.h>
+
+#include <algorithm>
+
+namespace emu {
+
+using qbx::Args;
+using qbx::Variant;
+
+namespace {
+
+const wchar_t* const kDeletedText = L"The item has been moved or deleted.";
+const wchar_t* const kClosedText = L"The window has been closed.";
+
+bool startsWithText(const std::wstring& s, const wchar_t* prefix) {
+    size_t n = wcslen(prefix);
+    return s.size() >= n && qbx::textEquals(s.substr(0, n), prefix);
+}
+
+// Percent-encodes what may not stand raw in a URL's path (blanks, non-ASCII
+// as UTF-8 ...). '%' is left alone: the address may already carry escapes.
+std::wstring encodePath(const std::wstring& path) {
+    static const char* const keep = "-._~!$&'()*+,;=:@/%";
+    std::string bytes = qbx::toUtf8(path);
+    std::wstring out;
+    for (unsigned char c : bytes) {
+        if (isalnum(c) || (c < 0x80 && strchr(keep, c))) {
+            out += static_cast<wchar_t>(c);
+        } else {
+            wchar_t buf[4];
+            swprintf(buf, 4, L"%%%02X", c);
+            out += buf;
+        }
+    }
+    return out;
+}
+
+struct HttpHandle {
+    HINTERNET h = nullptr;
+    ~HttpHandle() {
+        if (h) WinHttpCloseHandle(h);
+    }
+};
+
+// Sends the bytes with an HTTP PUT, as Outlook 2002/2003 do through web
+// folders. Only loopback addresses are contacted. Returns the status line
+// ("201 CREATED") or raises.
+std::wstring httpPut(const std::wstring& url, const std::vector<unsigned char>& bytes) {
+    size_t schemeEnd = url.find(L"://");
+    size_t pathStart = url.find(L'/', schemeEnd + 3);
+    std::wstring encoded = pathStart == std::wstring::npos ? url + L"/" : url.substr(0, pathStart) + encodePath(url.substr(pathStart));
+    URL_COMPONENTS parts{};
+    parts.dwStructSize = sizeof parts;
+    wchar_t host[256] = {}, path[4096] = {};
+    parts.lpszHostName = host;
+    parts.dwHostNameLength = 256;
+    parts.lpszUrlPath = path;
+    parts.dwUrlPathLength = 4096;
+    if (!WinHttpCrackUrl(encoded.c_str(), 0, 0, &parts))
+        fail(errors::kPathNotFound, L"Cannot save the attachment. The address is not valid.");
+    std::wstring hostName(host);
+    if (hostName != L"127.0.0.1" && !qbx::textEquals(hostName, L"localhost"))
+        fail(errors::kPathNotFound, L"Cannot save the attachment. The test bed reaches loopback servers only.");
+    HttpHandle session, connection, request;
+    session.h = WinHttpOpen(L"Microsoft Data Access Internet Publishing Provider DAV", WINHTTP_ACCESS_TYPE_NO_PROXY,
+                            WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0);
+    if (session.h) WinHttpSetTimeouts(session.h, 10000, 10000, 60000, 60000);
+    connection.h = session.h ? WinHttpConnect(session.h, host, parts.nPort, 0) : nullptr;
+    request.h = connection.h ? WinHttpOpenRequest(connection.h, L"PUT", path, nullptr, WINHTTP_NO_REFERER,
+                                                  WINHTTP_DEFAULT_ACCEPT_TYPES,
+                                                  parts.nScheme == INTERNET_SCHEME_HTTPS ? WINHTTP_FLAG_SECURE : 0)
+                             : nullptr;
+    const wchar_t* headers = L"Content-Type: application/octet-stream\r\n";
+    DWORD size = static_cast<DWORD>(bytes.size());
+    if (!request.h ||
+        !WinHttpSendRequest(request.h, headers, static_cast<DWORD>(-1L), const_cast<unsigned char*>(bytes.data()), size,
+                            size, 0) ||
+        !WinHttpReceiveResponse(request.h, nullptr))
+        fail(errors::kFailed, L"Cannot save the attachment. The server could not be reached.");
+    DWORD status = 0, len = sizeof status;
+    WinHttpQueryHeaders(request.h, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER, WINHTTP_HEADER_NAME_BY_INDEX,
+                        &status, &len, WINHTTP_NO_HEADER_INDEX);
+    wchar_t reason[256] = {};
+    len = sizeof reason;
+    WinHttpQueryHeaders(request.h, WINHTTP_QUERY_STATUS_TEXT, WINHTTP_HEADER_NAME_BY_INDEX, reason, &len,
+                        WINHTTP_NO_HEADER_INDEX);
+    for (;;) {  // the reply's body, if any
+        DWORD avail = 0;
+        if (!WinHttpQueryDataAvailable(request.h, &avail) || !avail) break;
+        std::vector<char> sink(avail);
+        DWORD read = 0;
+        if (!WinHttpReadData(request.h, sink.data(), avail, &read) || !read) break;
+    }
+    std::wstring line = std::to_wstring(status) + L" " + reason;
+    if (status != 200 && status != 201 && status != 204)
+        fail(errors::kFailed, L"Cannot save the attachment. The server refused it (" + line + L").");
+    return line;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- Attachments
+
+Attachments::Attachments(Outlook& o, Item& it) : Object(o, L"Attachments"), item(it) {
+    property(L"Application", [this](Args&) { return ol().app()->var(); });
+    property(L"Parent", [this](Args&) { return item.var(); });
+    property(L"Class", [](Args&) { return Variant(18L); });  // olAttachments
+    property(L"Count", [this](Args&) { return Variant(static_cast<long>(list.size())); });
+    // By position only: Outlook's attachments have no name lookup.
+    DISPID itemId = method(L"Item", [this](Args& a) {
+        Variant v = a.value(0);
+        if (v.type() == VT_BSTR) failInvalidArg();
+        long i = v.toLong();
+        if (i < 1 || i > static_cast<long>(list.size())) failIndex();
+        return list[static_cast<size_t>(i - 1)]->var();
+    });
+    setDefault(itemId);
+    // Add(Source[, Type[, Position[, DisplayName]]]): a file path.
+    method(L"Add", [this](Args& a) {
+        Variant source = a.value(0);
+        if (source.type() != VT_BSTR) fail(errors::kInvalidArg, L"The test bed's Outlook attaches files only.");
+        return addFile(source.toString(), a.has(3) ? a.str(3) : std::wstring())->var();
+    });
+    method(L"Remove", [this](Args& a) {
+        long i = a.i32(0);
+        if (i < 1 || i > static_cast<long>(list.size())) failIndex();
+        list[static_cast<size_t>(i - 1)]->remove();
+        return Variant();
+    });
+    liveEnumerator([this] { return static_cast<long>(list.size()); },
+                   [this](long i) { return list[static_cast<size_t>(i - 1)]->var(); });
+}
+
+Attachment* Attachments::addFile(const std::wstring& path, const std::wstring& displayName) {
+    HANDLE h = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (h == INVALID_HANDLE_VALUE)
+        fail(errors::kFileNotFound, L"Cannot find this file. Verify the path and file name are correct.");
+    std::vector<unsigned char> bytes;
+    unsigned char buf[65536];
+    DWORD got = 0;
+    while (ReadFile(h, buf, sizeof buf, &got, nullptr) && got) bytes.insert(bytes.end(), buf, buf + got);
+    CloseHandle(h);
+    size_t slash = path.find_last_of(L"\\/");
+    std::wstring name = slash == std::wstring::npos ? path : path.substr(slash + 1);
+    Attachment* a = ol().make<Attachment>(item, name, std::move(bytes));
+    if (!displayName.empty()) a->displayName = displayName;
+    list.push_back(a);
+    ++item.inAttachmentAdd;
+    item.fire(qbx::dispid::AttachmentAdd, {a->var()});
+    --item.inAttachmentAdd;
+    // Outside Word the attachment is written into the item at once.
+    Inspector* w = item.inspector;
+    if (ol().knobs().beforeSaveOnAdd && w && w->open && !w->wordMail && !a->gone()) {
+        if (!item.fire(qbx::dispid::BeforeAttachmentSave, {a->var()}, true) && !a->gone()) a->saved = true;
+    }
+    return a;
+}
+
+// ---------------------------------------------------------------- Attachment
+
+Attachment::Attachment(Outlook& o, Item& it, std::wstring name, std::vector<unsigned char> data)
+    : Object(o, L"Attachment"), item(it), fileName(name), displayName(name), bytes(std::move(data)) {
+    property(L"Application", [this](Args&) { return ol().app()->var(); });
+    property(L"Parent", [this](Args&) { return item.var(); });
+    property(L"Class", [](Args&) { return Variant(5L); });  // olAttachment
+    property(L"FileName", [this](Args&) { return Variant(fileName); });
+    DISPID display = property(L"DisplayName", [this](Args&) { return Variant(displayName); },
+                              [this](Args&, const Variant& v) { displayName = v.toString(); });
+    setDefault(display);
+    property(L"PathName", [](Args&) { return Variant(L""); });
+    property(L"Type", [](Args&) { return Variant(1L); });  // olByValue
+    property(L"Size", [this](Args&) { return Variant(static_cast<long>(bytes.size())); });
+    property(L"Index", [this](Args&) {
+        auto& l = item.attachments->list;
+        return Variant(static_cast<long>(std::find(l.begin(), l.end(), this) - l.begin()) + 1);
+    });
+    property(L"Position", [](Args&) { return Variant(0L); });
+    method(L"SaveAsFile", [this](Args& a) {
+        saveAsFile(a.str(0));
+        return Variant();
+    });
+    method(L"Delete", [this](Args&) {
+        if (item.inAttachmentAdd > 0 && ol().knobs().refuseDeleteInAttachmentAdd)
+            fail(errors::kFailed, L"The operation failed.");
+        remove();
+        return Variant();
+    });
+}
+
+void Attachment::remove() {
+    auto& l = item.attachments->list;
+    l.erase(std::remove(l.begin(), l.end(), this), l.end());
+    kill(errors::kDeleted, kDeletedText);
+}
+
+void Attachment::saveAsFile(const std::wstring& target) {
+    SaveRecord r;
+    r.target = target;
+    r.fileName = fileName;
+    try {
+        if (startsWithText(target, L"http://") || startsWithText(target, L"https://")) {
+            // Only Outlook 2002 and 2003 save to a web address (through web folders).
+            int v = ol().version();
+            if (v != 10 && v != 11)
+                fail(errors::kPathNotFound, L"Cannot save the attachment. Path does not exist. Verify the path is correct.");
+            httpPut(target, bytes);
+        } else {
+            HANDLE h = CreateFileW(target.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+            if (h == INVALID_HANDLE_VALUE) {
+                DWORD e = GetLastError();
+                if (e == ERROR_ACCESS_DENIED || e == ERROR_SHARING_VIOLATION)
+                    fail(static_cast<long>(HRESULT_FROM_WIN32(e)), L"Cannot save the attachment. Access is denied.");
+                fail(errors::kPathNotFound, L"Cannot save the attachment. Path does not exist. Verify the path is correct.");
+            }
+            DWORD written = 0;
+            BOOL ok = bytes.empty() || WriteFile(h, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+            CloseHandle(h);
+            if (!ok || written != bytes.size()) fail(errors::kFailed, L"Cannot save the attachment. The disk is full.");
+        }
+        r.ok = true;
+    } catch (const qbx::Error& e) {
+        r.error = e.description();
+        ol().recordSave(r);
+        throw;
+    }
+    ol().recordSave(r);
+}
+
+// ---------------------------------------------------------------- editors
+
+namespace {
+
+// Word's Selection over the mail text and its cursor.
+class WordSelection final : public Object {
+public:
+    WordSelection(Outlook& o, Item& it) : Object(o, L"Selection"), item_(it) {
+        auto text = [this] {
+            size_t a = std::min(item_.selStart, item_.selEnd), b = std::max(item_.selStart, item_.selEnd);
+            return item_.body.substr(std::min(a, item_.body.size()), b - a);
+        };
+        DISPID textId = property(L"Text", [text](Args&) { return Variant(text()); },
+                                 [this](Args&, const Variant& v) {
+                                     size_t a = std::min(item_.selStart, item_.selEnd);
+                                     item_.insertText(v.toString());
+                                     item_.selStart = a;  // the new text stays selected
+                                 });
+        setDefault(textId);
+        property(L"Start", [this](Args&) { return Variant(static_cast<long>(std::min(item_.selStart, item_.selEnd))); },
+                 [this](Args&, const Variant& v) { item_.selStart = clamp(v.toLong()); });
+        property(L"End", [this](Args&) { return Variant(static_cast<long>(std::max(item_.selStart, item_.selEnd))); },
+                 [this](Args&, const Variant& v) { item_.selEnd = clamp(v.toLong()); });
+        method(L"TypeText", [this](Args& a) {
+            item_.insertText(a.str(0));
+            return Variant();
+        });
+        method(L"TypeParagraph", [this](Args&) {
+            item_.insertText(L"\r\n");
+            return Variant();
+        });
+        method(L"InsertAfter", [this](Args& a) {
+            item_.insertText(a.str(0), Item::Insert::After);
+            return Variant();
+        });
+        method(L"InsertBefore", [this](Args& a) {
+            item_.insertText(a.str(0), Item::Insert::Before);
+            return Variant();
+        });
+        // Collapse([Direction]): wdCollapseStart 1 (the default), wdCollapseEnd 0.
+        method(L"Collapse", [this](Args& a) {
+            long d = a.has(0) ? a.i32(0) : 1;
+            size_t lo = std::min(item_.selStart, item_.selEnd), hi = std::max(item_.selStart, item_.selEnd);
+            item_.selStart = item_.selEnd = d == 0 ? hi : lo;
+            return Variant();
+        });
+        // HomeKey / EndKey with wdStory (6) go to the start / end of the text.
+        method(L"HomeKey", [this](Args& a) {
+            if (a.has(0) && a.i32(0) == 6) item_.selStart = item_.selEnd = 0;
+            return Variant();
+        });
+        method(L"EndKey", [this](Args& a) {
+            if (a.has(0) && a.i32(0) == 6) item_.selStart = item_.selEnd = item_.body.size();
+            return Variant();
+        });
+    }
+
+private:
+    size_t clamp(long p) const { return p < 0 ? 0 : std::min(static_cast<size_t>(p), item_.body.size()); }
+    Item& item_;
+};
+
+class WordApplication final : public Object {
+public:
+    WordApplication(Outlook& o, Item& it, WordDocument& doc) : Object(o, L"Application") {
+        selection_ = o.make<WordSelection>(it);
+        property(L"Name", [](Args&) { return Variant(L"Microsoft Word"); });
+        property(L"Selection", [this](Args&) { return selection_->var(); });
+        property(L"ActiveDocument", [&doc](Args&) { return doc.var(); });
+    }
+    WordSelection* selection_;
+};
+
+// The whole text as a Word Range (Document.Content).
+class WordRange final : public Object {
+public:
+    WordRange(Outlook& o, Item& it) : Object(o, L"Range"), item_(it) {
+        DISPID textId = property(L"Text", [this](Args&) { return Variant(item_.body); });
+        setDefault(textId);
+        property(L"Start", [](Args&) { return Variant(0L); });
+        property(L"End", [this](Args&) { return Variant(static_cast<long>(item_.body.size())); });
+        method(L"InsertAfter", [this](Args& a) {
+            item_.body += a.str(0);
+            return Variant();
+        });
+        method(L"InsertBefore", [this](Args& a) {
+            std::wstring t = a.str(0);
+            item_.body.insert(0, t);
+            item_.selStart += t.size();
+            item_.selEnd += t.size();
+            return Variant();
+        });
+    }
+
+private:
+    Item& item_;
+};
+
+// MSHTML's pieces: body, selection, text range.
+class HtmlBody final : public Object {
+public:
+    HtmlBody(Outlook& o, Item& it) : Object(o, L"HTMLBody") {
+        property(L"innerText", [&it](Args&) { return Variant(it.body); });
+        property(L"innerHTML", [&it](Args&) {
+            std::wstring h = it.htmlBody();
+            return Variant(h.substr(12, h.size() - 12 - 14));  // inside <HTML><BODY>...</BODY></HTML>
+        });
+    }
+};
+
+class HtmlRange final : public Object {
+public:
+    HtmlRange(Outlook& o, Item& it) : Object(o, L"HTMLTextRange"), item_(it) {
+        start_ = std::min(it.selStart, it.selEnd);
+        end_ = std::max(it.selStart, it.selEnd);
+        DISPID textId = property(L"text", [this](Args&) {
+            fit();
+            return Variant(item_.body.substr(start_, end_ - start_));
+        }, [this](Args&, const Variant& v) { put(v.toString()); });
+        setDefault(textId);
+        property(L"htmlText", [this](Args&) {
+            fit();
+            return Variant(item_.body.substr(start_, end_ - start_));
+        });
+        method(L"pasteHTML", [this](Args& a) {
+            put(htmlToText(a.str(0)));
+            return Variant();
+        });
+        method(L"collapse", [this](Args& a) {
+            bool toStart = a.has(0) ? a.boolean(0) : true;
+            if (toStart) end_ = start_;
+            else start_ = end_;
+            return Variant();
+        });
+        method(L"select", [this](Args&) {
+            fit();
+            item_.selStart = start_;
+            item_.selEnd = end_;
+            return Variant();
+        });
+    }
+
+private:
+    void fit() {
+        end_ = std::min(end_, item_.body.size());
+        start_ = std::min(start_, end_);
+    }
+    // The text takes the range's place; range and cursor end after it.
+    void put(const std::wstring& text) {
+        fit();
+        item_.body.replace(start_, end_ - start_, text);
+        start_ = end_ = start_ + text.size();
+        item_.selStart = item_.selEnd = start_;
+    }
+    Item& item_;
+    size_t start_, end_;
+};
+
+class HtmlSelection final : public Object {
+public:
+    HtmlSelection(Outlook& o, Item& it) : Object(o, L"HTMLSelectionObject") {
+        property(L"type", [&it](Args&) { return Variant(it.selStart == it.selEnd ? L"None" : L"Text"); });
+        method(L"createRange", [this, &it](Args&) { return ol().make<HtmlRange>(it)->var(); });
+        method(L"empty", [&it](Args&) {
+            it.selStart = it.selEnd = std::max(it.selStart, it.selEnd);
+            return Variant();
+        });
+    }
+};
+
+}  // namespace
+
+WordDocument::WordDocument(Outlook& o, Item& it) : Object(o, L"Document"), item(it) {
+    auto* app = o.make<WordApplication>(it, *this);
+    auto* content = o.make<WordRange>(it);
+    property(L"Application", [app](Args&) { return app->var(); });
+    property(L"Content", [content](Args&) { return content->var(); });
+    property(L"Name", [](Args&) { return Variant(L"Document1"); });
+}
+
+HtmlDocument::HtmlDocument(Outlook& o, Item& it) : Object(o, L"HTMLDocument"), item(it) {
+    auto* body = o.make<HtmlBody>(it);
+    auto* selection = o.make<HtmlSelection>(it);
+    property(L"body", [body](Args&) { return body->var(); });
+    property(L"selection", [selection](Args&) { return selection->var(); });
+}
+
+// ---------------------------------------------------------------- Inspector
+
+Inspector::Inspector(Outlook& o, Item& it, bool wordEditor) : Object(o, L"Inspector"), item(&it), wordMail(wordEditor) {
+    answers(qbx::IID_OutlookInspector);
+    sources(qbx::DIID_InspectorEvents, 9);
+    sources(qbx::DIID_InspectorEvents_10, 10);
+    bars = o.make<CommandBars>(this);
+    property(L"Application", [this](Args&) { return ol().app()->var(); });
+    property(L"Parent", [this](Args&) { return ol().app()->var(); });
+    property(L"Session", [this](Args&) { return ol().ns()->var(); });
+    property(L"Class", [](Args&) { return Variant(35L); });  // olInspector
+    property(L"CurrentItem", [this](Args&) { return item->var(); });
+    property(L"Caption", [this](Args&) { return Variant(caption()); });
+    property(L"CommandBars", [this](Args&) { return bars->var(); });
+    method(L"IsWordMail", [this](Args&) { return Variant(wordMail); });
+    property(L"EditorType", [this](Args&) { return Variant(wordMail ? 4L : 2L); });  // olEditorWord / olEditorHTML
+    property(L"WordEditor", [this](Args&) {
+        if (!wordMail) return Variant::nothing();
+        if (!word) word = ol().make<WordDocument>(*item);
+        return word->var();
+    });
+    property(L"HTMLEditor", [this](Args&) {
+        if (wordMail) return Variant::nothing();
+        if (!html) html = ol().make<HtmlDocument>(*item);
+        return html->var();
+    });
+    method(L"Activate", [this](Args&) {
+        if (!open) {
+            ol().openItem(item);
+        } else if (ol().activeWindow() != this) {
+            ol().setActiveWindow(this);
+            fire(qbx::dispid::InspectorActivate, {});
+        }
+        return Variant();
+    });
+    method(L"Display", [this](Args&) {
+        ol().openItem(item);
+        return Variant();
+    });
+    method(L"Close", [this](Args& a) {
+        close(a.i32(0));
+        return Variant();
+    });
+}
+
+std::wstring Inspector::caption() const {
+    std::wstring kind = item->kind == ItemKind::Post ? L"Discussion" : item->kind == ItemKind::Task ? L"Task" : L"Message";
+    std::wstring c = (item->subject.empty() ? std::wstring(L"Untitled") : item->subject) + L" - " + kind;
+    if (model() && model()->version() >= 12 && item->isMail()) c += L" (HTML)";
+    return c;
+}
+
+bool Inspector::close(long saveMode, bool itemClose) {
+    if (!open) return true;
+    if (itemClose && item->fire(kItemClose, {}, true)) return false;
+    if (saveMode == 0) item->save();  // olSave; olDiscard and olPromptForSave (answered No) drop the changes
+    fire(qbx::dispid::InspectorClose, {});
+    open = false;
+    closed = true;
+    ol().windowClosed(this);
+    bars->destroy();
+    if (word) word->kill(errors::kDeleted, kClosedText);
+    if (html) html->kill(errors::kDeleted, kClosedText);
+    kill(errors::kDeleted, kClosedText);
+    return true;
+}
+
+}  // namespace emu
