@@ -1,8 +1,16 @@
 #include "host/cOutlookReactions.h"
 
+#include "attachments/cMailInspector.h"
 #include "host/modGlobals.h"
+#include "settings/cPersonalSettings.h"
+#include "settings/modSettingsStore.h"
+#include "support/modAssistant.h"
 #include "support/modErroHandling.h"
+#include "support/modLanguage.h"
+#include "support/modOutlookCode.h"
+#include "support/modShell.h"
 #include "support/office_interfaces.h"
+#include "support/phrases.h"
 
 cOutlookReactions::cOutlookReactions() = default;
 
@@ -74,9 +82,86 @@ void cOutlookReactions::ouaMyOutlook_Quit() {
 }
 
 void cOutlookReactions::ouaMyOutlook_Startup() {
-    // The start-up sequence arrives with the settings store and phrase table.
+    qbx::guarded(L"ouaMyOutlook_Startup", [&] {
+        strListSeparator = fncGetListSeparator();
+        subSetAction(L"Creating a new object for holding buttons");
+        ouaOutlook = ouaMyOutlook;
+        subResetOutlookVersion();
+        subSetPhrases(fncGetLanguageColumn());
+
+        // The settings folder, with errors ignored: a mailbox that can't be
+        // read counts as one without the folder. The last error seen here is
+        // the one the failure message quotes.
+        qbx::Err err;
+        qbx::Disp folders;
+        err.resume([&] {
+            folders = fncGetMAPINamespace().getObj(L"GetDefaultFolder", qbx::olFolderInbox).getObj(L"Folders");
+        });
+        qbx::Disp found;
+        if (folders) {
+            err.resume([&] {
+                folders.forEach([&](const qbx::Variant& entry) {
+                    if (found) return;  // the first match counts
+                    err.resume([&] {
+                        qbx::Disp folder = entry.toDisp();
+                        if (folder.get(L"Name").toString() == kSettingsFolderName) found = folder;
+                    });
+                });
+            });
+        }
+        objSettingsFolder = found;
+
+        // The error trap is in force again from here.
+        if (!objSettingsFolder) subCreateSettingsItem();
+        objPersonalSettings = std::make_shared<cPersonalSettings>();
+        if (objPersonalSettings->GetSettings()) {
+            strAddinPath = fncAddinFolder();
+            // A failure reported meanwhile has dropped this object: it then
+            // stays deaf to new windows.
+            if (objOutlookReactions.get() == this) setOuisMyInspectors(ouaMyOutlook.getObj(L"Inspectors"));
+        } else {
+            fncAssistantAlert(ouaOutlook, L"Failed to save settings appointment in current folder\r\n" + LNGCHECKPERM +
+                                              L"\r\n" + err.description());
+            ReleaseOutlookObjects();
+        }
+    });
 }
 
-void cOutlookReactions::ouisMyInspectors_NewInspector(const qbx::Disp&) {}
+bool cOutlookReactions::fncIsMailClass(const std::wstring& messageClass) {
+    return messageClass.size() > 7 && qbx::toUpper(messageClass.substr(0, 8)) == L"IPM.NOTE";
+}
 
-void cOutlookReactions::subClearInspectors() noexcept {}
+void cOutlookReactions::ouisMyInspectors_NewInspector(const qbx::Disp& inspector) {
+    subSetAction(L"Adding the new inspector object to the collection");
+    qbx::guarded(L"ouisMyInspectors_NewInspector", [&] {
+        qbx::Disp item = inspector.getObj(L"CurrentItem");
+        std::wstring messageClass = item.get(L"MessageClass").toString();
+        intInspectorCount = ouaMyOutlook.getObj(L"Inspectors").get(L"Count").toShort();
+        if (!fncIsMailClass(messageClass)) return;
+
+        auto wrapper = qbx::makeObject<cMailInspector>();
+        wrapper->setOuiMailItem(item);
+        colInspectors.push_back(wrapper);
+        // The window is handed to the newest entry by name, as to any object.
+        qbx::Disp last(static_cast<IDispatch*>(colInspectors.back().get()));
+        last.putRef(L"ouiMyInspector", inspector);
+        last.call(L"subAddButtons");
+    });
+}
+
+void cOutlookReactions::subClearInspectors() noexcept {
+    // Errors ignored throughout. Backwards, so that a removal never shifts an
+    // entry still to be visited.
+    if (colInspectors.empty()) return;
+    qbx::Err err;
+    for (size_t index = colInspectors.size(); index >= 1; --index) {
+        qbx::Disp window;
+        bool read = err.resume([&] {
+            window = qbx::Disp(static_cast<IDispatch*>(colInspectors[index - 1].get())).getObj(L"ouiMyInspector");
+        });
+        if (!read || !window) {
+            err.resume([&] { colInspectors.erase(colInspectors.begin() + static_cast<std::ptrdiff_t>(index - 1)); });
+        }
+    }
+    err.clear();
+}

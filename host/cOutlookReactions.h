@@ -7,6 +7,7 @@
 #include "support/events.h"
 
 #include <memory>
+#include <string>
 #include <vector>
 
 class cMailInspector;
@@ -20,8 +21,9 @@ public:
     // (raising Type mismatch for anything else) and attaches the event sinks.
     void setOuaMyOutlook(const qbx::Disp& application);
 
-    // One entry per mail window opened in this session.
-    std::vector<std::shared_ptr<cMailInspector>> colInspectors;
+    // One entry per mail window opened in this session, in the order opened;
+    // entries are reached late-bound, as the objects Outlook sees.
+    std::vector<qbx::ComPtr<cMailInspector>> colInspectors;
     // The application's inspectors collection and the application itself.
     qbx::Disp ouisMyInspectors;
     qbx::Disp ouaMyOutlook;
@@ -32,6 +34,10 @@ public:
     void ouaMyOutlook_Startup();
     void ouisMyInspectors_NewInspector(const qbx::Disp& inspector);
     void subClearInspectors() noexcept;
+
+    // The mail-class test: true for message classes longer than 7 characters
+    // whose first 8, in upper case, are "IPM.NOTE".
+    static bool fncIsMailClass(const std::wstring& messageClass);
 
 private:
     void setOuisMyInspectors(const qbx::Disp& inspectors);

@@ -1,0 +1,60 @@
+// The object behind one open mail window. It keeps the window's settings
+// button on the "Standard" command bar, opens the settings from it, lets go
+// of the window when it closes (so the reactions object can prune it), and
+// carries an added attachment to a document library.
+//
+// It is reached through IDispatch as well: the reactions object sets
+// ouiMyInspector and reads it back by name.
+#pragma once
+
+#include "attachments/frmTimer.h"
+#include "support/dispatch_object.h"
+#include "support/events.h"
+
+#include <memory>
+
+class cMailInspector final : public qbx::DispatchObject {
+public:
+    cMailInspector();            // Class_Initialize
+    ~cMailInspector() override;  // Class_Terminate
+
+    // The settings button this window's "Standard" bar carries; nothing until added.
+    const qbx::Disp& cmdSettings() const noexcept { return cmdSettings_; }
+    void setCmdSettings(const qbx::Disp& button);
+    // The mail shown in the window (an Outlook MailItem, with its events).
+    const qbx::Disp& ouiMailItem() const noexcept { return ouiMailItem_; }
+    void setOuiMailItem(const qbx::Disp& mailItem);
+    // The window (an Outlook Inspector, with its events).
+    const qbx::Disp& ouiMyInspector() const noexcept { return ouiMyInspector_; }
+    void setOuiMyInspector(const qbx::Disp& inspector);
+
+    // Puts the settings button on the window's "Standard" bar, reusing one
+    // left there by an earlier activation.
+    void subAddButtons();
+
+    // Event handlers.
+    void ouiMyInspector_Activate();
+    void ouiMyInspector_Close();
+    void cmdSettings_Click();
+    void ouiMailItem_AttachmentAdd(const qbx::Disp& attachment);
+    void ouiMailItem_BeforeAttachmentSave(const qbx::Disp& attachment, const qbx::EventArgs& args);
+
+    // The pending-removal timer; nothing while no removal is pending.
+    std::unique_ptr<frmTimer> objDeleteAttTimer;
+
+private:
+    // The attachment the timer is to remove; nothing while none is pending.
+    qbx::Disp objAttToDelete;
+    // Writes text into the window's editor.
+    qbx::Disp objSafeInspector;
+    // When an attachment was last handled from AttachmentAdd (the zero date
+    // at first, so the first event always qualifies).
+    double datLastHandled = 0.0;
+
+    qbx::Disp cmdSettings_;
+    qbx::Disp ouiMailItem_;
+    qbx::Disp ouiMyInspector_;
+    qbx::EventConnection cmdSettingsEvents_;
+    qbx::EventConnection mailItemEvents_;
+    qbx::EventConnection inspectorEvents_;
+};
