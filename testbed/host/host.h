@@ -1,0 +1,78 @@
+// The host program: an emulated Outlook that loads the registered add-ins
+// the way Outlook does and plays a scenario of user actions, printing what
+// happens as a readable transcript.
+#pragma once
+
+#include "testbed/outlook/emulator.h"
+
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace qbxhost {
+
+// One queued answer to a prompt or an Assistant balloon.
+struct Answer {
+    int button = 0;      // IDOK, IDCANCEL, IDYES, IDNO ... (the balloons use the same numbers)
+    std::wstring text;   // input boxes
+};
+
+struct Options {
+    std::wstring scenario;
+    emu::Knobs knobs;
+    std::vector<std::wstring> onlyAddins;  // --addin: load these ProgIDs only
+    bool noAddins = false;
+};
+
+class Host {
+public:
+    explicit Host(Options options);
+    ~Host();
+
+    // Plays the scenario; returns the exit status (0: every step and
+    // expectation held, 1: something failed).
+    int run();
+
+    // Writes a line of the transcript (UTF-8 on stdout).
+    void say(const std::wstring& line);
+    // Answers a prompt of the add-in or a balloon of the Assistant.
+    int answerPrompt(int kind, const std::wstring& text, const std::wstring& title, unsigned style,
+                     const std::wstring& defaultText, std::wstring& answerText);
+    long answerBalloon(const emu::Balloon& b);
+
+private:
+    using Words = std::vector<std::wstring>;
+    void step(const Words& w, int lineNumber);
+    void knob(const Words& w);
+    emu::Outlook& model();
+    void start();
+    void quit();
+    emu::Inspector* current();
+    emu::Folder* folderAt(const std::wstring& path);
+    emu::Item* postIn(emu::Folder* f, const std::wstring& subject);
+    void expect(const Words& w);
+    void check(bool ok, const std::wstring& what);
+    void showWindow(emu::Inspector* w);
+    void summary();
+    void printLibraries();
+    void need(const Words& w, size_t n);
+
+    Options options_;
+    std::unique_ptr<emu::Outlook> ol_;
+    bool started_ = false;
+    bool quit_ = false;
+    emu::Inspector* current_ = nullptr;
+    std::deque<Answer> answers_;
+    long prompts_ = 0;
+    long failures_ = 0;
+    emu::References afterShutdown_;
+};
+
+// Splits a scenario line into words: blanks separate, double quotes group
+// (with \" \\ \n \r \t inside), ${NAME} is replaced by the environment
+// variable, and a word starting with "/" is a Unix path (Wine's Z: drive).
+std::vector<std::wstring> splitLine(const std::wstring& line);
+std::wstring windowsPath(const std::wstring& path);
+
+}  // namespace qbxhost

@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# The host program end to end under Wine: registers the add-in DLL with
+# regsvr32 (machine-wide, as Wine needs), plays the check scenarios with
+# qbxhost.exe, and unregisters the DLL whatever happens.
+#   host_test.sh DLL QBXHOST SCENARIO_DIR
+set -u
+dll=$(winepath -w "$1" 2>/dev/null)
+host=$2
+scenarios=$3
+work=$(mktemp -d "${TMPDIR:-/tmp}/qbx-host.XXXXXX")
+trap 'wine regsvr32 /u /s "$dll" >/dev/null 2>&1; rm -rf "$work"' EXIT
+wine regsvr32 /s "$dll" || { echo "FAILED: regsvr32 $dll"; exit 1; }
+rc=0
+for name in check-outlook2003 check-outlook2007; do
+  echo "=== $name"
+  wine "$host" --mailbox "$work/$name.mailbox" "$scenarios/$name.txt" || rc=1
+done
+exit $rc
