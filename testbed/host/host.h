@@ -23,6 +23,9 @@ struct Options {
     emu::Knobs knobs;
     std::vector<std::wstring> onlyAddins;  // --addin: load these ProgIDs only
     bool noAddins = false;
+    // Offer the emulated Outlook as the running "Outlook.Application", so
+    // that creating it by ProgID attaches to it, as with Outlook itself.
+    bool outlookClass = true;
 };
 
 class Host {
@@ -57,6 +60,8 @@ private:
     void summary();
     void printLibraries();
     void need(const Words& w, size_t n);
+    void offerOutlookClass();
+    void withdrawOutlookClass();
 
     Options options_;
     std::unique_ptr<emu::Outlook> ol_;
@@ -67,6 +72,8 @@ private:
     long prompts_ = 0;
     long failures_ = 0;
     emu::References afterShutdown_;
+    DWORD classCookie_ = 0;
+    std::vector<std::wstring> classKeys_;  // registry keys made for the ProgIDs
 };
 
 // Splits a scenario line into words: blanks separate, double quotes group

@@ -6,7 +6,7 @@
 //
 //   qbxhost.exe [--version N] [--editor word|html] [--assistant auto|present|absent]
 //               [--mailbox FILE] [--through-dispatch] [--addin PROGID]... [--no-addins]
-//               SCENARIO
+//               [--no-outlook-class] SCENARIO
 //
 // The scenario language is described in testbed/README.md.
 #include "testbed/host/host.h"
@@ -300,8 +300,76 @@ std::vector<std::wstring> splitLine(const std::wstring& line) {
 Host::Host(Options options) : options_(std::move(options)) { activeHost = this; }
 
 Host::~Host() {
+    withdrawOutlookClass();
     ol_.reset();
     activeHost = nullptr;
+}
+
+namespace {
+
+// {0006F03A-0000-0000-C000-000000000046}: Outlook's Application class.
+constexpr CLSID kOutlookApplicationClass = {0x0006F03A, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+
+// Hands out the one running Application, as Outlook (a single-instance
+// server) does.
+class ApplicationFactory final : public IClassFactory {
+public:
+    explicit ApplicationFactory(emu::Outlook& ol) : ol_(ol) {}
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        if (iid == IID_IUnknown || iid == IID_IClassFactory) {
+            *out = static_cast<IClassFactory*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        ULONG n = --refs_;
+        if (!n) delete this;
+        return n;
+    }
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
+        if (outer) return CLASS_E_NOAGGREGATION;
+        return ol_.app()->QueryInterface(iid, out);
+    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+
+private:
+    emu::Outlook& ol_;
+    ULONG refs_ = 0;
+};
+
+}  // namespace
+
+void Host::offerOutlookClass() {
+    if (!options_.outlookClass || classCookie_) return;
+    qbx::ComPtr<IClassFactory> factory(new ApplicationFactory(*ol_));
+    if (FAILED(CoRegisterClassObject(kOutlookApplicationClass, factory.get(), CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE,
+                                     &classCookie_)))
+        return;
+    wchar_t clsid[64];
+    StringFromGUID2(kOutlookApplicationClass, clsid, 64);
+    for (std::wstring progId : {std::wstring(L"Outlook.Application"),
+                                L"Outlook.Application." + std::to_wstring(ol_->version())}) {
+        std::wstring key = L"Software\\Classes\\" + progId;
+        HKEY k = nullptr;
+        if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &k) == ERROR_SUCCESS) {
+            RegCloseKey(k);  // there already: leave it as it is
+            continue;
+        }
+        if (RegSetKeyValueW(HKEY_LOCAL_MACHINE, (key + L"\\CLSID").c_str(), nullptr, REG_SZ, clsid,
+                            static_cast<DWORD>((wcslen(clsid) + 1) * sizeof(wchar_t))) == ERROR_SUCCESS)
+            classKeys_.push_back(key);
+    }
+}
+
+void Host::withdrawOutlookClass() {
+    if (classCookie_) CoRevokeClassObject(classCookie_);
+    classCookie_ = 0;
+    for (const auto& key : classKeys_) RegDeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str());
+    classKeys_.clear();
 }
 
 void Host::say(const std::wstring& line) {
@@ -352,6 +420,7 @@ emu::Outlook& Host::model() {
     if (!ol_) {
         ol_ = std::make_unique<emu::Outlook>(options_.knobs);
         ol_->setBalloonAnswerer([this](const emu::Balloon& b) { return answerBalloon(b); });
+        offerOutlookClass();
         const char* editor = ol_->editorIsWord() ? "Word" : "HTML";
         say(L"  Outlook " + ol_->versionText() + L", " + qbx::fromUtf8(editor) + L" editor, mailbox " +
             (options_.knobs.mailboxFile.empty() ? std::wstring(L"in memory") : options_.knobs.mailboxFile));
@@ -495,6 +564,14 @@ void Host::expect(const Words& w) {
         for (const auto& s : ol.saveTargets())
             if (s.target.size() >= w[2].size() && qbx::textEquals(s.target.substr(0, w[2].size()), w[2])) ++n;
         check(n == _wtol(w[3].c_str()), L"SaveAsFile targets under " + w[2] + L": " + w[3] + L" (there are " + std::to_wstring(n) + L")");
+    } else if (what == L"outlook-by-progid") {
+        // Creating "Outlook.Application" attaches to this Outlook, as the add-in's start-up helper expects.
+        CLSID clsid;
+        qbx::ComPtr<IDispatch> made;
+        if (SUCCEEDED(CLSIDFromProgID(L"Outlook.Application", &clsid)))
+            CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER, IID_IDispatch, made.putVoid());
+        check(made && emu::ours<emu::Application>(qbx::Variant(made.get())) == ol.app(),
+              L"Outlook.Application by ProgID is this Outlook");
     } else if (what == L"references") {
         need(w, 2);
         if (!quit_) qbx::raise(5, L"\"expect references\" comes after \"quit\"");
@@ -760,7 +837,8 @@ namespace {
 void usage() {
     const char* text =
         "usage: qbxhost.exe [--version N] [--editor word|html] [--assistant auto|present|absent]\n"
-        "                   [--mailbox FILE] [--through-dispatch] [--addin PROGID]... [--no-addins] SCENARIO\n";
+        "                   [--mailbox FILE] [--through-dispatch] [--addin PROGID]... [--no-addins]\n"
+        "                   [--no-outlook-class] SCENARIO\n";
     DWORD w = 0;
     WriteFile(GetStdHandle(STD_ERROR_HANDLE), text, static_cast<DWORD>(strlen(text)), &w, nullptr);
 }
@@ -789,6 +867,7 @@ int wmain(int argc, wchar_t** argv) {
         else if (a == L"--through-dispatch") options.knobs.addinThroughDispatch = true;
         else if (a == L"--addin") options.onlyAddins.push_back(next());
         else if (a == L"--no-addins") options.noAddins = true;
+        else if (a == L"--no-outlook-class") options.outlookClass = false;
         else if (a.rfind(L"--", 0) == 0) {
             usage();
             return 2;
