@@ -251,6 +251,8 @@ bool Outlook::connectAddin(IUnknown* addin, const std::wstring& progId, int conn
     AddinSlot& slot = addins_.back();
     slot.connected = true;
     callAddin(slot, L"OnConnection", 1, connectMode);
+    // Outlook 2010 and later ask for the explorer's ribbon as the add-in connects.
+    if (knobs_.version >= 14 && !ribbons_.count(L"Microsoft.Outlook.Explorer")) loadRibbon(L"Microsoft.Outlook.Explorer");
     callAddin(slot, L"OnAddInsUpdate", 3, 0);
     callAddin(slot, L"OnStartupComplete", 4, 0);
     return true;

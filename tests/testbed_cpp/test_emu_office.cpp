@@ -186,12 +186,17 @@ TEST_CASE("a ribbon document Office would not take: not well-formed, or a namesp
         CHECK(ol.callbacks().empty());
         ol.shutdown();
     }
-    // Outlook 2003 has no ribbon at all.
-    qbx::ComPtr<FakeAddin> addin(new FakeAddin());
-    addin->ribbonXml = emutest::sampleRibbon();
-    emu::Outlook ol;
-    ol.connectAddin(addin.get());
-    ol.openCompose();
-    CHECK(addin->ribbonIds.empty());
-    ol.shutdown();
+    // Outlook 2003 has no ribbon at all; from 2010 on the explorer's is asked for at connection.
+    for (int version : {11, 16}) {
+        qbx::ComPtr<FakeAddin> addin(new FakeAddin());
+        emu::Knobs k;
+        k.version = version;
+        emu::Outlook ol(k);
+        ol.connectAddin(addin.get());
+        ol.openCompose();
+        CHECK(addin->ribbonIds == (version == 11 ? std::vector<std::wstring>{}
+                                                 : std::vector<std::wstring>{L"Microsoft.Outlook.Explorer",
+                                                                             L"Microsoft.Outlook.Mail.Compose"}));
+        ol.shutdown();
+    }
 }
