@@ -4,6 +4,7 @@
 #include "support/modErroHandling.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace {
 
@@ -69,6 +70,45 @@ qbx::Variant fncReadFileBytes(const std::wstring& strPath) {
     return std::move(bytes).toVariant(VT_UI1);
 }
 
+// Calls a method with one argument that is handed over as it is: a call by
+// name copies its arguments, and this one is the whole file.
+void fncCallWithoutCopy(const qbx::Disp& obj, const wchar_t* member, qbx::Variant& arg, qbx::Here where = {}) {
+    const DISPID id = qbx::dispIdOf(obj.get(), member);
+    if (id == DISPID_UNKNOWN) qbx::raiseHr(DISP_E_UNKNOWNNAME, nullptr, where.line);
+    std::vector<qbx::Variant> args;
+    args.push_back(std::move(arg));
+    EXCEPINFO info{};
+    const HRESULT hr = qbx::invokeById(obj.get(), id, DISPATCH_METHOD, args, nullptr, &info);
+    arg = std::move(args[0]);
+    struct Free {
+        EXCEPINFO& ei;
+        ~Free() {
+            SysFreeString(ei.bstrSource);
+            SysFreeString(ei.bstrDescription);
+            SysFreeString(ei.bstrHelpFile);
+        }
+    } freeInfo{info};
+    if (FAILED(hr)) qbx::raiseHr(hr, &info, where.line);
+}
+
+// A synchronous send that brought no complete reply failed on the way, even
+// where the request object lets it return normally: no status line at all
+// (status 0), or a body shorter than the length the reply announced. That is
+// raised here as the failed download it is, so that a broken connection
+// never passes for an answer. Success itself is judged by the status text
+// alone.
+void subCheckReplyArrived(const qbx::Disp& objRequest) {
+    const HRESULT kDownloadFailed = static_cast<HRESULT>(0x800C0008L);
+    if (objRequest.get(L"status").toLong() == 0) qbx::raiseHr(kDownloadFailed, nullptr, __LINE__);
+    std::wstring strLength;
+    qbx::Err err;
+    err.resume([&] { strLength = objRequest.get(L"getResponseHeader", L"Content-Length").toString(); });
+    if (strLength.empty() || strLength.find_first_not_of(L"0123456789") != std::wstring::npos) return;
+    const qbx::Variant varBody = objRequest.get(L"responseBody");
+    const size_t received = varBody.isArray() ? qbx::bytesOf(varBody).size() : 0;
+    if (strLength.size() > 15 || received < std::stoull(strLength)) qbx::raiseHr(kDownloadFailed, nullptr, __LINE__);
+}
+
 }  // namespace
 
 bool fncUploadFile(const std::wstring& strLocalPath, const std::wstring& strTargetUrl) {
@@ -95,8 +135,9 @@ bool fncUploadFile(const std::wstring& strLocalPath, const std::wstring& strTarg
         objRequest.call(L"Open", L"PUT", strTargetUrl, false);
         if (blnStream && !streamStep([&] { varBody = objStream.call(L"Read"); }))
             varBody = fncReadFileBytes(strLocalPath);
-        objRequest.call(L"send", varBody);
+        fncCallWithoutCopy(objRequest, L"send", varBody);
         varBody = qbx::Variant();
+        subCheckReplyArrived(objRequest);
 
         // Exact, case-sensitive comparisons of the reason text; the numeric
         // status is not looked at.
