@@ -3,6 +3,7 @@
 #include "support/modErroHandling.h"
 #include "support/modScriptingDic.h"
 
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -37,11 +38,11 @@ std::vector<std::wstring> segmentsBetweenSlashes(const std::wstring& strPath) {
 // True when the text declares a document type: a DOCTYPE in its prolog,
 // after an optional byte-order mark, XML declaration, processing
 // instructions, comments and blanks.
-bool fncHasDocumentType(const std::wstring& strXml) {
+bool fncHasDocumentType(std::wstring_view strXml) {
     size_t i = 0;
     if (!strXml.empty() && strXml[0] == 0xFEFF) ++i;
     for (;;) {
-        while (i < strXml.size() && (strXml[i] == L' ' || strXml[i] == L'\t' || strXml[i] == L'\r' || strXml[i] == L'\n')) ++i;
+        while (i < strXml.size() && std::wstring_view(L" \t\r\n").find(strXml[i]) != std::wstring_view::npos) ++i;
         if (strXml.compare(i, 2, L"<?") == 0) {
             i = strXml.find(L"?>", i + 2);
             if (i == std::wstring::npos) return false;
@@ -56,40 +57,94 @@ bool fncHasDocumentType(const std::wstring& strXml) {
     }
 }
 
-}  // namespace
+// A member of the reply's nodes, looked up by name on first use and then
+// called by its number: the walk over a large site makes thousands of calls
+// on nodes of the same kind, and the look-up would be most of their cost. A
+// node without the member fails the call as a look-up by name would.
+class NodeMember {
+public:
+    explicit NodeMember(const wchar_t* name) : name_(name) {}
+    qbx::Variant call(const qbx::Disp& node, std::vector<qbx::Variant> args = {}) {
+        if (!node) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+        if (id_ == DISPID_UNKNOWN) id_ = qbx::dispIdOf(node.get(), name_);
+        if (id_ == DISPID_UNKNOWN) qbx::raiseHr(DISP_E_UNKNOWNNAME, nullptr, 0);
+        qbx::Variant result;
+        HRESULT hr = qbx::invokeById(node.get(), id_, DISPATCH_METHOD | DISPATCH_PROPERTYGET, args, &result, nullptr);
+        if (FAILED(hr)) qbx::raiseHr(hr, nullptr, 0);
+        return result;
+    }
 
-// A server's reply as an XML document that fetches nothing and reads no
-// document type declaration: external entities and schemas are not resolved,
-// and a reply that declares a document type is not loaded at all (a DTD has
-// no business in a web service reply; refusing it keeps entity tricks of any
-// kind away from the parser on every platform, also where the parser accepts
-// the switch that forbids DTDs but ignores it).
-qbx::Disp fncParseReply(const std::wstring& strXml) {
+private:
+    const wchar_t* name_;
+    DISPID id_ = DISPID_UNKNOWN;
+};
+
+// The node after this one, or no object at the end (or on any failure).
+qbx::Disp fncNextSibling(NodeMember& nextSibling, const qbx::Disp& objNode) {
+    qbx::Disp next;
+    qbx::Err err;
+    err.resume([&] { next = nextSibling.call(objNode).toDisp(); });
+    return next;
+}
+
+// The reply of a SOAP call as the request object hands it over (a BSTR in a
+// Variant). A large reply is millions of characters: it travels from the
+// request object to the parser without being copied.
+qbx::Variant fncPostSoapReply(const std::wstring& strServiceUrl, const std::wstring& strBody) {
+    qbx::Disp objHttp = qbx::Disp::create(L"Microsoft.XMLHTTP");
+    objHttp.call(L"Open", L"POST", strServiceUrl, false);
+    objHttp.call(L"setRequestHeader", L"SOAPAction", kGetListCollectionAction);
+    objHttp.call(L"setRequestHeader", L"Content-Type", L"text/xml");
+    objHttp.call(L"send", strBody);
+    qbx::Variant varReply = objHttp.get(L"responseText");
+    if (varReply.type() != VT_BSTR) varReply = qbx::Variant(varReply.toString());
+    return varReply;
+}
+
+qbx::Variant fncListCollectionReply(const std::wstring& strServiceUrl) {
+    std::wstring strBody = qbx::replaceAll(kListCollectionTemplate, L"*", L"\"");
+    strBody = qbx::replaceAll(strBody, L";", L"\r\n");
+    return fncPostSoapReply(strServiceUrl, strBody);
+}
+
+// A server's reply (a Variant holding a BSTR) as an XML document that fetches
+// nothing and reads no document type declaration: external entities and
+// schemas are not resolved, and a reply that declares a document type is not
+// loaded at all (a DTD has no business in a web service reply; refusing it
+// keeps entity tricks of any kind away from the parser on every platform,
+// also where the parser accepts the switch that forbids DTDs but ignores it).
+qbx::Disp fncLoadReply(qbx::Variant varXml) {
     qbx::Disp objXml = qbx::Disp::create(L"MSXML2.DOMDocument");
     objXml.put(L"async", false);
     objXml.put(L"resolveExternals", false);
     objXml.put(L"validateOnParse", false);
     qbx::Err err;
     err.resume([&] { objXml.call(L"setProperty", L"ProhibitDTD", true); });
+    // A nesting deeper than any reply needs is refused rather than recursed into.
+    err.resume([&] { objXml.call(L"setProperty", L"MaxElementDepth", 256L); });
     err.clear();
-    if (!fncHasDocumentType(strXml)) objXml.call(L"loadXML", strXml);
+    if (varXml.type() != VT_BSTR) varXml = qbx::Variant(varXml.toString());
+    const BSTR bstrXml = varXml.raw().bstrVal;
+    if (fncHasDocumentType(std::wstring_view(bstrXml ? bstrXml : L"", SysStringLen(bstrXml)))) return objXml;
+    // The text is handed over as it is (a call by name would copy it).
+    std::vector<qbx::Variant> args;
+    args.push_back(std::move(varXml));
+    HRESULT hr = qbx::invokeById(objXml.get(), qbx::dispIdOf(objXml.get(), L"loadXML"), DISPATCH_METHOD, args, nullptr,
+                                 nullptr);
+    if (FAILED(hr)) qbx::raiseHr(hr, nullptr, 0);
     return objXml;
 }
 
+}  // namespace
+
+qbx::Disp fncParseReply(const std::wstring& strXml) { return fncLoadReply(qbx::Variant(strXml)); }
 
 std::wstring fncPostSoap(const std::wstring& strServiceUrl, const std::wstring& strBody) {
-    qbx::Disp objHttp = qbx::Disp::create(L"Microsoft.XMLHTTP");
-    objHttp.call(L"Open", L"POST", strServiceUrl, false);
-    objHttp.call(L"setRequestHeader", L"SOAPAction", kGetListCollectionAction);
-    objHttp.call(L"setRequestHeader", L"Content-Type", L"text/xml");
-    objHttp.call(L"send", strBody);
-    return objHttp.get(L"responseText").toString();
+    return fncPostSoapReply(strServiceUrl, strBody).toString();
 }
 
 std::wstring fncGetListCollection(const std::wstring& strServiceUrl) {
-    std::wstring strBody = qbx::replaceAll(kListCollectionTemplate, L"*", L"\"");
-    strBody = qbx::replaceAll(strBody, L";", L"\r\n");
-    return fncPostSoap(strServiceUrl, strBody);
+    return fncListCollectionReply(strServiceUrl).toString();
 }
 
 std::wstring fncAbsoluteFromRelative(const std::wstring& strViewUrl, const std::wstring& strSiteUrl) {
@@ -97,11 +152,11 @@ std::wstring fncAbsoluteFromRelative(const std::wstring& strViewUrl, const std::
     subSetAction(L"Finding absolute from " + strViewUrl + L" in site " + strSiteUrl);
     qbx::guarded(L"fncAbsoluteFromRelative", [&] {
         if (strViewUrl.empty()) return;
-        // Upper-casing keeps every character in its place, so the position
-        // found in the upper-cased copy is the position in the original.
-        std::wstring strLibraryPath;
-        const size_t p = qbx::toUpper(strViewUrl).find(L"FORMS/");
-        if (p != std::wstring::npos) strLibraryPath = qbx::toUpper(strViewUrl.substr(0, p));
+        // Upper-casing keeps every character in its place, so the text before
+        // "FORMS/" in the upper-cased copy is the upper-cased text before it.
+        std::wstring strLibraryPath = qbx::toUpper(strViewUrl);
+        const size_t p = strLibraryPath.find(L"FORMS/");
+        strLibraryPath.resize(p == std::wstring::npos ? 0 : p);
 
         const std::vector<std::wstring> libSegments = segmentsBetweenSlashes(strLibraryPath);
         const std::vector<std::wstring> siteSegments = segmentsBetweenSlashes(strSiteUrl);
@@ -124,27 +179,24 @@ qbx::Disp fncGetListsFromSite(const std::wstring& strSiteUrl) {
     // failure leaves the result as it stands.
     qbx::Err err;
     const std::wstring strServiceUrl = strSiteUrl + L"_vti_bin/lists.asmx";
-    std::wstring strReply;
-    qbx::Disp objXml, objLists, objChildren;
-    long lngCount = 0;
-    err.resume([&] { strReply = fncGetListCollection(strServiceUrl); });
-    err.resume([&] { objXml = fncParseReply(strReply); });
-    strReply.clear();
+    qbx::Variant varReply;
+    qbx::Disp objXml, objLists, objList;
+    // The reply of fncGetListCollection, kept as the request object gave it.
+    err.resume([&] { varReply = fncListCollectionReply(strServiceUrl); });
+    err.resume([&] { objXml = fncLoadReply(std::move(varReply)); });
     err.resume([&] { objLists = objXml.getObj(L"getElementsByTagName", L"Lists").getObj(L"item", 0L); });
-    err.resume([&] { objChildren = objLists.getObj(L"childNodes"); });
-    err.resume([&] { lngCount = objChildren.get(L"length").toLong(); });
 
-    for (long i = 0; i < lngCount; ++i) {
-        qbx::Disp objList;
+    // The children in order, from sibling to sibling (reaching them by index
+    // costs time in proportion to the index on some platforms).
+    NodeMember getAttribute(L"getAttribute"), nextSibling(L"nextSibling");
+    err.resume([&] { objList = objLists.getObj(L"firstChild"); });
+    for (; objList; objList = fncNextSibling(nextSibling, objList)) {
+        // A child that isn't an element has no attributes: reading one fails
+        // and the child is passed over.
         qbx::Variant varType, varView;
-        if (!err.resume([&] { objList = objChildren.getObj(L"item", i); })) continue;
-        // Only elements carry attributes; text between them is passed over.
-        long lngNodeType = 0;
-        err.resume([&] { lngNodeType = objList.get(L"nodeType").toLong(); });
-        if (lngNodeType != 1) continue;
-        err.resume([&] { varType = objList.get(L"getAttribute", L"BaseType"); });
+        err.resume([&] { varType = getAttribute.call(objList, {L"BaseType"}); });
         if (varType.type() != VT_BSTR || varType.toString() != L"1") continue;
-        err.resume([&] { varView = objList.get(L"getAttribute", L"DefaultViewUrl"); });
+        err.resume([&] { varView = getAttribute.call(objList, {L"DefaultViewUrl"}); });
         if (varView.type() != VT_BSTR) continue;
         const std::wstring strUrl = qbx::toLower(fncAbsoluteFromRelative(varView.toString(), strSiteUrl));
         if (strUrl.empty()) continue;
