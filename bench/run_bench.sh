@@ -1,0 +1,103 @@
+#!/usr/bin/env bash
+# The SharePoint client's figures, against the SharePoint emulator on loopback:
+#   - upload of 1, 20 and 100 MB files: the add-in's fncUploadFile against a
+#     bare request-object PUT of the same file from a minimal program (both
+#     under Wine) and against curl -T; wall time and peak memory;
+#   - discovery of a site with 5000 lists against loadXML of the same reply.
+# Ratios come from one run; they are figures, not tests.
+#   bench/run_bench.sh BUILD_DIR [ROUNDS]
+set -u
+here=$(cd "$(dirname "$0")" && pwd)
+repo=$(dirname "$here")
+
+if [ "${1:-}" != "--inside" ]; then
+    [ $# -ge 1 ] || { echo "usage: $0 BUILD_DIR [ROUNDS]" >&2; exit 2; }
+    . "$repo/tests/wine_env.sh" "$1"
+    trap qbx_wine_stop EXIT
+    qbx_wine_start
+    QBX_SPEMU_MAX_SECONDS=900 "$repo/tests/with_spemu.sh" bash "$0" --inside "$qbx_build" "${2:-3}"
+    exit $?
+fi
+
+build=$2
+rounds=$3
+bin=$build/bench
+work=$(mktemp -d "${TMPDIR:-/tmp}/qbx-bench.XXXXXX")
+trap 'rm -rf "$work"' EXIT
+library="${QBX_SP_URL}sites/team/Proposals"
+results=$work/results.txt
+
+control() { curl -sS -o /dev/null -X POST "${QBX_SP_URL}_emu/$1"; }
+
+# One upload by each of the three clients; each appends
+# "client size_mb time_s peak_bytes ok" to the results.
+measure_upload() {
+    local size=$1 file=$2 winfile=$3 line
+    for client in addin bare; do
+        if [ $client = addin ]; then prog=$bin/bench_upload.exe; else prog=$bin/bare_put.exe; fi
+        line=$(wine "$prog" "$winfile" "$library/$client-$size.bin" 2>/dev/null | tr -d '\r')
+        echo "$client $size $(echo "$line" | sed -n 's/.*time_s=\([0-9.]*\).*/\1/p') \
+$(echo "$line" | sed -n 's/.*peak_bytes=\([0-9]*\).*/\1/p') $(echo "$line" | sed -n 's/^ok=\([01]\).*/\1/p')" >>"$results"
+    done
+    line=$( { /usr/bin/time -f "%M" curl -sS -T "$file" -o /dev/null -w "%{time_total} %{http_code}\n" \
+              "$library/curl-$size.bin"; } 2>&1 | tr '\n' ' ')
+    # line: "<time_total> <code> <max rss KB>"
+    set -- $line
+    echo "curl $size $1 $(( $3 * 1024 )) $([ "$2" = 201 ] || [ "$2" = 200 ] && echo 1 || echo 0)" >>"$results"
+}
+
+echo "Upload: $rounds round(s) per size, best time and highest peak memory kept"
+for size in 1 20 100; do
+    file=$work/upload-$size.bin
+    head -c $((size * 1024 * 1024)) /dev/urandom >"$file"
+    winfile=$(winepath -w "$file" 2>/dev/null)
+    for _ in $(seq "$rounds"); do
+        control "reset?documents=1"
+        measure_upload "$size" "$file" "$winfile"
+    done
+    rm -f "$file"
+done
+
+echo "Discovery: a site answering 5000 lists"
+control "reset"
+control "fault?mode=many&n=5000&path=/sites/team/"
+discovery=$(wine "$bin/bench_discovery.exe" "${QBX_SP_URL}sites/team/" "$((rounds + 2))" 2>/dev/null | tr -d '\r')
+control "reset"
+
+python3 - "$results" "$discovery" <<'PY'
+import sys
+rows = [l.split() for l in open(sys.argv[1]) if l.strip()]
+best = {}
+for client, size, t, peak, ok in rows:
+    if ok != "1":
+        print("  FAILED: %s upload of %s MB" % (client, size))
+        continue
+    key = (client, int(size))
+    b = best.setdefault(key, [float("inf"), 0])
+    b[0] = min(b[0], float(t))
+    b[1] = max(b[1], int(peak))
+print("  %-7s %-9s %-10s %-10s %-12s %s" % ("size", "client", "time s", "MB/s", "peak MB", ""))
+for size in (1, 20, 100):
+    mb = size
+    for client in ("addin", "bare", "curl"):
+        if (client, size) not in best:
+            continue
+        t, peak = best[(client, size)]
+        print("  %-7s %-9s %-10.3f %-10.1f %-12.1f" % ("%d MB" % size, client, t, mb / t if t else 0, peak / 2**20))
+    if ("addin", size) in best and ("bare", size) in best:
+        a, b = best[("addin", size)], best[("bare", size)]
+        file_bytes = size * 2**20
+        print("  -> time addin/bare %.2f (target <= 1.10); peak addin - bare = %.1f MB = %.2f x file (target <= 1.10)"
+              % (a[0] / b[0], (a[1] - b[1]) / 2**20, (a[1] - b[1]) / file_bytes))
+        if ("curl", size) in best:
+            print("  -> time addin/curl %.2f (distance to the machine's limit)" % (a[0] / best[("curl", size)][0]))
+fields = dict(kv.split("=", 1) for kv in sys.argv[2].split() if "=" in kv)
+if "discovery_s" in fields:
+    load, disc = float(fields["loadxml_s"]), float(fields["discovery_s"])
+    print("  reply %s characters, %s libraries; fetch %.3f s, loadXML %.3f s, discovery %.3f s, end to end %.3f s"
+          % (fields["reply_chars"], fields["libraries"], float(fields["fetch_s"]), load, disc,
+             float(fields["end_to_end_s"])))
+    print("  -> discovery/loadXML %.2f (target <= 1.50)" % (disc / load))
+else:
+    print("  discovery bench failed: %s" % sys.argv[2])
+PY
