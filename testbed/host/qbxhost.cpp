@@ -458,6 +458,11 @@ void Host::start() {
     }
     say(L"  Startup");
     ol.fireStartup();
+    emu::Outlook::pumpMessages(0);
+    std::wstring listening;
+    for (const auto& h : ol.references().holders)
+        if (h.find(L" sinks ") != std::wstring::npos) listening += (listening.empty() ? L"" : L", ") + h;
+    say(L"  event sinks advised: " + (listening.empty() ? std::wstring(L"none") : listening));
 }
 
 void Host::quit() {
@@ -509,6 +514,9 @@ void Host::showWindow(emu::Inspector* w) {
     std::wstring names;
     for (const auto& n : ol_->attachmentNames(w)) names += (names.empty() ? L"" : L", ") + n;
     say(L"    attachments: " + (names.empty() ? std::wstring(L"none") : names));
+    if (w->open)
+        say(L"    event sinks: window " + std::to_wstring(w->advisedSinks()) + L", mail " +
+            std::to_wstring(it->advisedSinks()));
 }
 
 void Host::expect(const Words& w) {
