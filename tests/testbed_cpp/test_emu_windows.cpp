@@ -236,3 +236,29 @@ TEST_CASE("sending: Send and ItemSend may cancel; a sent mail closes its window 
     CHECK(second.log == std::vector<std::wstring>{L"Item.Close", L"Item.Close", L"Close"});
     CHECK(ol.defaultFolder(16)->contents.size() == 1);  // olSave kept it in Drafts
 }
+
+TEST_CASE("a mail made by code: CreateItem, Save into Drafts, GetInspector without a window, Display opens it") {
+    emu::Outlook ol;
+    std::vector<std::wstring> opened;
+    qbx::EventConnection inspectors;
+    inspectors.connect(ol.application().getObj(L"Inspectors"), {qbx::DIID_InspectorsEvents},
+                       {{qbx::dispid::NewInspector, [&](qbx::EventArgs& a) {
+                             opened.push_back(a.obj(0).getObj(L"CurrentItem").get(L"Subject").toString());
+                         }}});
+    Disp mail = ol.application().call(L"CreateItem", 0).toDisp();
+    CHECK(mail.typeName() == L"MailItem");
+    mail.put(L"To", L"support@example.com");
+    mail.put(L"Subject", L"Error in Quillbox");
+    mail.put(L"Body", L"report");
+    mail.call(L"Save");
+    CHECK(ol.defaultFolder(16)->contents.size() == 1);
+    Disp hidden = mail.getObj(L"GetInspector");
+    CHECK(opened.empty());  // no window yet
+    CHECK(ol.application().get(L"ActiveInspector").isNothing());
+    mail.call(L"Display");
+    CHECK(opened == std::vector<std::wstring>{L"Error in Quillbox"});
+    CHECK(ol.application().getObj(L"ActiveInspector").sameAs(hidden));  // the same window, now shown
+    CHECK(ol.application().getObj(L"ActiveWindow").get(L"Caption").toString() == L"Error in Quillbox - Message");
+    CHECK(ol.application().getObj(L"ActiveExplorer").get(L"Caption").toString() == L"Inbox - Microsoft Office Outlook");
+    CHECK(errorOf([&] { ol.application().call(L"CreateItem", 1); }) == emu::errors::kInvalidArg);
+}
