@@ -14,7 +14,6 @@
 #include "tests/attachments/test_chooser_util.h"
 #include "tests/test_support.h"
 
-#include <functional>
 #include <memory>
 
 using namespace choosertest;
@@ -45,29 +44,6 @@ struct ChooserSetup {
         qbxtest::resetAddinState();
     }
 };
-
-bool safetyFired = false;
-
-void CALLBACK subSafetyTimer(HWND dialog, UINT, UINT_PTR id, DWORD) {
-    KillTimer(dialog, id);
-    safetyFired = true;
-    EndDialog(dialog, IDCANCEL);
-}
-
-// Shows the chooser the way the attachment flow does (fncChooseSite, modal)
-// and lets drive() act on it once it has loaded. Whatever drive() does, the
-// dialog is ended after five seconds, so no test can hang on it.
-std::wstring chooseModally(const std::wstring& fileName, std::function<void(frmChooseSite&)> drive) {
-    safetyFired = false;
-    subSetChooserOpenedHook([&](frmChooseSite& form) {
-        SetTimer(form.hWnd(), 0x5AFE, 5000, &subSafetyTimer);
-        drive(form);
-    });
-    std::wstring result = fncChooseSite(fileName);
-    subSetChooserOpenedHook({});
-    CHECK_FALSE(safetyFired);
-    return result;
-}
 
 std::wstring listEntry(frmChooseSite& form, int index) {
     HWND list = form.control(IDC_LSTSITES);

@@ -10,6 +10,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <string>
 
 // Wide texts in doctest's messages.
@@ -87,5 +88,28 @@ inline void doubleClickEntry(frmChooseSite& form, int index) {
 
 inline bool checked(frmChooseSite& form, int id) { return IsDlgButtonChecked(form.hWnd(), id) == BST_CHECKED; }
 inline bool enabled(frmChooseSite& form, int id) { return IsWindowEnabled(form.control(id)) != FALSE; }
+
+inline bool safetyFired = false;
+
+inline void CALLBACK subSafetyTimer(HWND dialog, UINT, UINT_PTR id, DWORD) {
+    KillTimer(dialog, id);
+    safetyFired = true;
+    EndDialog(dialog, IDCANCEL);
+}
+
+// Shows the chooser the way the attachment flow does (fncChooseSite, modal)
+// and lets drive() act on it once it has loaded. Whatever drive() does, the
+// dialog is ended after five seconds, so no test can hang on it.
+inline std::wstring chooseModally(const std::wstring& fileName, std::function<void(frmChooseSite&)> drive) {
+    safetyFired = false;
+    subSetChooserOpenedHook([&](frmChooseSite& form) {
+        SetTimer(form.hWnd(), 0x5AFE, 5000, &subSafetyTimer);
+        drive(form);
+    });
+    std::wstring result = fncChooseSite(fileName);
+    subSetChooserOpenedHook({});
+    CHECK_FALSE(safetyFired);
+    return result;
+}
 
 }  // namespace choosertest
