@@ -140,7 +140,7 @@ bool fncUploadFile(const std::wstring& strLocalPath, const std::wstring& strTarg
         subCheckReplyArrived(objRequest);
 
         // Exact, case-sensitive comparisons of the reason text; the numeric
-        // status is not looked at.
+        // status plays no part in success.
         const bool blnCreated = objRequest.get(L"statusText").toString() == L"CREATED";
         const bool blnOk = objRequest.get(L"statusText").toString() == L"OK";
         if (blnCreated || blnOk) result = true;
