@@ -1,291 +1,195 @@
-// The library chooser, driven through window messages: loading, the live
-// address and its five-character rule, the two modes, OK and Cancel, the
-// inspector's activation and the task bar.
+// The library chooser on the test bed's Outlook, its mailbox kept in a file:
+// loading, the live address and its five-character rule, the two modes, OK
+// (with what it saves, read back after Outlook restarts) and Cancel.
 #include <doctest/doctest.h>
 
-#include "attachments/frmChooseSite.h"
 #include "host/modGlobals.h"
 #include "settings/cPersonalSettings.h"
-#include "settings_ui/modXPlooks.h"
-#include "support/dispatch_object.h"
-#include "support/modErroHandling.h"
+#include "settings/modSettingsStore.h"
 #include "support/modLanguage.h"
-#include "support/phrases.h"
+#include "testbed/outlook/emulator.h"
 #include "tests/attachments/test_chooser_util.h"
-#include "tests/test_support.h"
 
+#include <algorithm>
 #include <memory>
 
 using namespace choosertest;
 
 namespace {
 
-const std::wstring kSiteA = L"http://sp.test/sites/a/Shared%20Documents";
+const std::wstring kSiteA = L"http://sp.test/sites/a/Docs";
 const std::wstring kSiteB = L"http://sp.test/sites/b/Docs/";
 const std::wstring kSiteC = L"http://sp.test/sites/c/Lib";
-const std::wstring kFile = L"report%202024.doc";  // as the caller hands it over: converted
+const std::wstring kSites = kSiteA + L"\r\n" + kSiteB + L"\r\n" + kSiteC;
+const std::wstring kFile = L"plan%202024.doc";  // as the caller hands it over: converted
 
-// English phrases and a personal settings object with three libraries (and a
-// blank entry, which the list leaves out), B being the default.
-struct ChooserSetup {
-    explicit ChooserSetup(const std::wstring& sites = kSiteA + L"\r\n" + kSiteB + L"\r\n   \r\n" + kSiteC,
-                          const std::wstring& defaultSite = kSiteB) {
-        qbxtest::resetAddinState();
-        subSetPhrases(4);
-        objPersonalSettings = std::make_shared<cPersonalSettings>();
-        objPersonalSettings->DicList.FromString(sites);
-        objPersonalSettings->strDefaultSite = defaultSite;
-    }
-    ~ChooserSetup() {
-        subSetChooserOpenedHook({});
-        subSetChooserAnswerHook({});
-        objPersonalSettings.reset();
-        ouaOutlook.reset();
-        qbxtest::resetAddinState();
-    }
-};
-
-std::wstring listEntry(frmChooseSite& form, int index) {
-    HWND list = form.control(IDC_LSTSITES);
-    wchar_t buf[1024] = {};
-    SendMessageW(list, LB_GETTEXT, static_cast<WPARAM>(index), reinterpret_cast<LPARAM>(buf));
-    return buf;
-}
-
-// Outlook's application with an active window of the given type.
-class FakeWindow final : public qbx::DispatchObject {
+// Sessions of the emulated Outlook over one mailbox, the settings loaded at
+// each start as the start-up does; stored at first: A, B, C with B the default.
+class Mailbox {
 public:
-    explicit FakeWindow(const std::wstring& type) : DispatchObject(type) {
-        method(L"Activate", [this](qbx::Args&) { ++activations; return qbx::Variant(); });
+    Mailbox() {
+        wchar_t temp[MAX_PATH + 1] = {};
+        GetTempPathW(MAX_PATH + 1, temp);
+        static int n = 0;
+        file_ = std::wstring(temp) + L"qbx_chooser_" + std::to_wstring(GetCurrentProcessId()) + L"_" +
+                std::to_wstring(++n) + L".mbx";
+        DeleteFileW(file_.c_str());
+        start();
+        objPersonalSettings->DicList.FromString(kSites);
+        objPersonalSettings->strDefaultSite = kSiteB;
+        REQUIRE(objPersonalSettings->SaveSettings());
     }
-    int activations = 0;
-};
-
-class FakeApplication final : public qbx::DispatchObject {
-public:
-    explicit FakeApplication(qbx::ComPtr<FakeWindow> window) : DispatchObject(L"Application"), window_(window) {
-        property(L"ActiveWindow", [this](qbx::Args&) { return qbx::Variant(static_cast<IDispatch*>(window_.get())); });
+    ~Mailbox() {
+        stop();
+        DeleteFileW(file_.c_str());
     }
+    void restart() {
+        stop();
+        start();
+    }
+    std::unique_ptr<emu::Outlook> ol;
 
 private:
-    qbx::ComPtr<FakeWindow> window_;
+    void start() {
+        qbxtest::resetAddinState();
+        subSetPhrases(4);
+        emu::Knobs k;
+        k.mailboxFile = file_;
+        ol = std::make_unique<emu::Outlook>(k);
+        ouaOutlook = ol->application();
+        REQUIRE(subFindSettingsFolder());
+        objPersonalSettings = std::make_shared<cPersonalSettings>();
+        REQUIRE(objPersonalSettings->GetSettings());
+    }
+    void stop() {
+        objPersonalSettings.reset();
+        qbxtest::resetAddinState();  // lets go of every Outlook reference
+        ol.reset();
+    }
+    std::wstring file_;
 };
+
+bool enabled(frmChooseSite& form, int id) { return IsWindowEnabled(form.control(id)) != FALSE; }
+bool checked(frmChooseSite& form, int id) { return IsDlgButtonChecked(form.hWnd(), id) == BST_CHECKED; }
 
 }  // namespace
 
-TEST_CASE("chooser: opens in list mode on the configured libraries, the default picked and its address shown") {
-    ChooserSetup setup;
+TEST_CASE_FIXTURE(Mailbox, "chooser: opens over the mail window in list mode, the default picked and its address shown") {
+    ol->openCompose();
+    ol->clearCallLog();
+    objPersonalSettings->DicList.FromString(kSites + L"\r\n   ");  // a blank entry is not listed
     frmChooseSite form;
     form.strSitePath = kFile;
     REQUIRE(form.Load());
 
-    SUBCASE("the list holds the libraries in their order, without the blank one, the default selected") {
-        HWND list = form.control(IDC_LSTSITES);
-        REQUIRE(SendMessageW(list, LB_GETCOUNT, 0, 0) == 3);
-        CHECK(listEntry(form, 0) == kSiteA);
-        CHECK(listEntry(form, 1) == kSiteB);
-        CHECK(listEntry(form, 2) == kSiteC);
-        CHECK(SendMessageW(list, LB_GETCURSEL, 0, 0) == 1);
-    }
-    SUBCASE("the file name is shown and the default's address is built at once") {
-        CHECK(text(form.control(IDC_TXTFILENAME)) == kFile);
-        const std::wstring address = L"http://sp.test/sites/b/Docs/" + kFile;
-        CHECK(text(form.control(IDC_LBLRESULT)) == address);
-        CHECK(form.strSitePath == address);
-    }
-    SUBCASE("list mode: the list side can be used, the new-library side can't") {
-        CHECK(checked(form, IDC_OPTPREDEFINED));
-        CHECK_FALSE(checked(form, IDC_OPTNEW));
-        for (int id : {IDC_FRAPREDEFINED, IDC_LSTSITES, IDC_CHKDEFAULT}) CHECK(enabled(form, id));
-        for (int id : {IDC_FRANEWSITE, IDC_TXTNEWSITE, IDC_CHKADD}) CHECK_FALSE(enabled(form, id));
-        CHECK_FALSE(checked(form, IDC_CHKDEFAULT));
-    }
-    SUBCASE("captions come from the phrases; the dialog is on the task bar; the frames and boxes are coloured") {
-        CHECK(text(form.hWnd()) == L"Choose");
-        CHECK(text(form.control(IDC_FRAPREDEFINED)) == L"Predefined");
-        CHECK(text(form.control(IDC_LBLSITE)) == L"Document libraries");
-        CHECK(text(form.control(IDC_CHKADD)) == L"Add");
-        CHECK(text(form.control(IDCANCEL)) == L"Cancel");
-        CHECK((GetWindowLongW(form.hWnd(), GWL_EXSTYLE) & WS_EX_APPWINDOW) != 0);
-        // Sampled from the dialog's own background before it was on screen.
-        for (int id : {IDC_FRAPREDEFINED, IDC_OPTPREDEFINED, IDC_CHKDEFAULT, IDC_FRANEWSITE, IDC_OPTNEW, IDC_CHKADD})
-            CHECK(fncGetControlBackColor(form.control(id)) == GetSysColor(COLOR_3DFACE));
-    }
-    SUBCASE("a library list without the default selects nothing and builds no address") {
-        form.Unload();
-        objPersonalSettings->strDefaultSite = L"http://elsewhere.test/lib";
-        form.strSitePath = kFile;
-        REQUIRE(form.Load());
-        CHECK(SendMessageW(form.control(IDC_LSTSITES), LB_GETCURSEL, 0, 0) == LB_ERR);
-        CHECK(text(form.control(IDC_LBLRESULT)).empty());
-        CHECK(form.strSitePath == kFile);
-    }
+    HWND list = form.control(IDC_LSTSITES);
+    REQUIRE(SendMessageW(list, LB_GETCOUNT, 0, 0) == 3);
+    CHECK(SendMessageW(list, LB_GETCURSEL, 0, 0) == 1);
+    CHECK(text(form.control(IDC_TXTFILENAME)) == kFile);
+    CHECK(form.strSitePath == kSiteB + kFile);
+    CHECK(text(form.control(IDC_LBLRESULT)) == kSiteB + kFile);
+    CHECK(checked(form, IDC_OPTPREDEFINED));
+    for (int id : {IDC_FRAPREDEFINED, IDC_LSTSITES, IDC_CHKDEFAULT}) CHECK(enabled(form, id));
+    for (int id : {IDC_FRANEWSITE, IDC_TXTNEWSITE, IDC_CHKADD}) CHECK_FALSE(enabled(form, id));
+    CHECK((GetWindowLongW(form.hWnd(), GWL_EXSTYLE) & WS_EX_APPWINDOW) != 0);
+    CHECK(std::count(ol->callLog().begin(), ol->callLog().end(), L"Inspector.Activate") == 1);
 }
 
-TEST_CASE("chooser: a typed library makes an address only from its fifth character on") {
-    ChooserSetup setup;
+TEST_CASE_FIXTURE(Mailbox, "chooser: a typed library makes an address only from its fifth character on") {
     frmChooseSite form;
     form.strSitePath = kFile;
     REQUIRE(form.Load());
-    const std::wstring listAddress = L"http://sp.test/sites/b/Docs/" + kFile;
-
     click(form, IDC_OPTNEW);
-    CHECK(checked(form, IDC_OPTNEW));
     CHECK_FALSE(checked(form, IDC_OPTPREDEFINED));
-    for (int id : {IDC_FRANEWSITE, IDC_TXTNEWSITE, IDC_CHKADD}) CHECK(enabled(form, id));
-    for (int id : {IDC_FRAPREDEFINED, IDC_LSTSITES, IDC_CHKDEFAULT}) CHECK_FALSE(enabled(form, id));
+    CHECK(enabled(form, IDC_TXTNEWSITE));
+    CHECK_FALSE(enabled(form, IDC_LSTSITES));
 
     HWND site = form.control(IDC_TXTNEWSITE);
     type(site, L"http");
-    CHECK(text(site) == L"http");
-    CHECK(text(form.control(IDC_LBLRESULT)) == listAddress);
-    CHECK(form.strSitePath == listAddress);
-
+    CHECK(form.strSitePath == kSiteB + kFile);
+    CHECK(text(form.control(IDC_LBLRESULT)) == kSiteB + kFile);
     type(site, L"s");
     CHECK(text(form.control(IDC_LBLRESULT)) == L"https/" + kFile);
-    CHECK(form.strSitePath == L"https/" + kFile);
-
     type(site, L"://sp.test/new lib/");
-    const std::wstring typedAddress = L"https://sp.test/new%20lib/" + kFile;
-    CHECK(form.strSitePath == typedAddress);
-    CHECK(text(form.control(IDC_LBLRESULT)) == typedAddress);
+    CHECK(form.strSitePath == L"https://sp.test/new%20lib/" + kFile);
 
-    SUBCASE("cut back below five characters, the last address stays") {
-        replaceText(site, L"ftp:");
-        CHECK(form.strSitePath == typedAddress);
-        CHECK(text(form.control(IDC_LBLRESULT)) == typedAddress);
-    }
-    SUBCASE("back in list mode the selected library's address returns") {
-        click(form, IDC_OPTPREDEFINED);
-        CHECK(checked(form, IDC_OPTPREDEFINED));
-        CHECK_FALSE(checked(form, IDC_OPTNEW));
-        CHECK_FALSE(enabled(form, IDC_TXTNEWSITE));
-        CHECK(form.strSitePath == listAddress);
-    }
+    click(form, IDC_OPTPREDEFINED);  // back to the list: its address again
+    CHECK(form.strSitePath == kSiteB + kFile);
 }
 
-TEST_CASE("chooser: the address follows the list and the file name") {
-    ChooserSetup setup(L"http://sp.test/a/Docs/\r\nhttp://sp.test/a/Docs\r\nhttp://sp.test/a/Docs\\", L"");
+TEST_CASE_FIXTURE(Mailbox, "chooser: entries with and without a trailing separator give the same address") {
+    objPersonalSettings->DicList.FromString(L"http://sp.test/a/Docs/\r\nhttp://sp.test/a/Docs\r\nhttp://sp.test/a/Docs\\");
     frmChooseSite form;
     form.strSitePath = L"report.doc";
     REQUIRE(form.Load());
-
-    SUBCASE("an entry with a trailing separator and one without give the same address") {
-        for (int i = 0; i < 3; ++i) {
-            CAPTURE(i);
-            selectEntry(form, i);
-            CHECK(form.strSitePath == std::wstring(L"http://sp.test/a/Docs/report.doc"));
-            CHECK(text(form.control(IDC_LBLRESULT)) == std::wstring(L"http://sp.test/a/Docs/report.doc"));
-        }
+    for (int i = 0; i < 3; ++i) {
+        selectEntry(form, i);
+        CHECK(form.strSitePath == std::wstring(L"http://sp.test/a/Docs/report.doc"));
     }
-    SUBCASE("an edited file name rebuilds the address, which goes through the entity conversion") {
-        selectEntry(form, 1);
-        replaceText(form.control(IDC_TXTFILENAME), L"Q&A #1.doc");
-        CHECK(form.strSitePath == std::wstring(L"http://sp.test/a/Docs/Q&amp;A%201.doc"));
-    }
+    // An edited file name rebuilds it, through the entity conversion.
+    SetWindowTextW(form.control(IDC_TXTFILENAME), L"Q&A #1.doc");
+    CHECK(form.strSitePath == std::wstring(L"http://sp.test/a/Docs/Q&amp;A%201.doc"));
 }
 
-TEST_CASE("chooser: Cancel gives empty text whatever was built, and saves nothing") {
-    ChooserSetup setup;
-    const std::wstring sitesBefore = objPersonalSettings->DicList.ToString();
-
-    SUBCASE("the Cancel button, after a library was typed and Add checked") {
-        std::wstring built;
-        std::wstring result = chooseModally(kFile, [&](frmChooseSite& form) {
-            click(form, IDC_OPTNEW);
-            type(form.control(IDC_TXTNEWSITE), L"http://sp.test/typed");
-            click(form, IDC_CHKADD);
-            built = form.strSitePath;
-            postClick(form, IDCANCEL);
-        });
-        CHECK(built == L"http://sp.test/typed/" + kFile);
-        CHECK(result.empty());
+TEST_CASE_FIXTURE(Mailbox, "chooser: Cancel gives empty text whatever was built, and saves nothing") {
+    SUBCASE("the Cancel button after a library was typed and Add checked") {
+        CHECK(chooseModally(kFile, [](frmChooseSite& form) {
+                  click(form, IDC_OPTNEW);
+                  type(form.control(IDC_TXTNEWSITE), L"http://sp.test/typed");
+                  click(form, IDC_CHKADD);
+                  click(form, IDCANCEL, true);
+              }).empty());
     }
-    SUBCASE("the window's close box, after Default was checked") {
-        std::wstring result = chooseModally(kFile, [&](frmChooseSite& form) {
-            selectEntry(form, 0);
-            click(form, IDC_CHKDEFAULT);
-            PostMessageW(form.hWnd(), WM_CLOSE, 0, 0);
-        });
-        CHECK(result.empty());
+    SUBCASE("the close box after Default was checked") {
+        CHECK(chooseModally(kFile, [](frmChooseSite& form) {
+                  selectEntry(form, 0);
+                  click(form, IDC_CHKDEFAULT);
+                  PostMessageW(form.hWnd(), WM_CLOSE, 0, 0);
+              }).empty());
     }
+    restart();
+    CHECK(objPersonalSettings->DicList.ToString() == kSites);
     CHECK(objPersonalSettings->strDefaultSite == kSiteB);
-    CHECK(objPersonalSettings->DicList.ToString() == sitesBefore);
 }
 
-TEST_CASE("chooser: OK hands back the address as it stands") {
-    ChooserSetup setup;
-    // Neither Default nor Add is checked: the settings stay as they were.
-    auto settingsUnchanged = [] {
-        CHECK(objPersonalSettings->strDefaultSite == kSiteB);
-        CHECK(objPersonalSettings->DicList.Count() == 4);
-    };
-    SUBCASE("the picked library's address") {
-        std::wstring result = chooseModally(kFile, [&](frmChooseSite& form) {
-            selectEntry(form, 2);
-            postClick(form, IDOK);
+TEST_CASE_FIXTURE(Mailbox, "chooser: OK with Default checked makes the picked library the default, after a restart too") {
+    std::wstring result = chooseModally(kFile, [](frmChooseSite& form) {
+        selectEntry(form, 2);
+        click(form, IDC_CHKDEFAULT);
+        click(form, IDOK, true);
+    });
+    CHECK(result == kSiteC + L"/" + kFile);
+    restart();
+    CHECK(objPersonalSettings->strDefaultSite == kSiteC);
+    CHECK(objPersonalSettings->DicList.ToString() == kSites);
+}
+
+TEST_CASE_FIXTURE(Mailbox, "chooser: OK with Add checked adds the typed library once, after a restart too") {
+    auto addTyped = [](const std::wstring& typed) {
+        return chooseModally(kFile, [&](frmChooseSite& form) {
+            click(form, IDC_OPTNEW);
+            type(form.control(IDC_TXTNEWSITE), typed);
+            click(form, IDC_CHKADD);
+            click(form, IDOK, true);
         });
-        CHECK(result == kSiteC + L"/" + kFile);
-        settingsUnchanged();
-    }
-    SUBCASE("a double click on a library is OK") {
-        std::wstring result = chooseModally(kFile, [&](frmChooseSite& form) { doubleClickEntry(form, 0); });
-        CHECK(result == kSiteA + L"/" + kFile);
-        settingsUnchanged();
-    }
-    SUBCASE("with no address built, the file name given") {
-        objPersonalSettings->strDefaultSite.clear();
-        std::wstring result = chooseModally(kFile, [&](frmChooseSite& form) { postClick(form, IDOK); });
-        CHECK(result == kFile);
-    }
+    };
+    CHECK(addTyped(L"http://sp.test/d/New Lib/") == L"http://sp.test/d/New%20Lib/" + kFile);
+    CHECK(addTyped(L"HTTP://SP.TEST/SITES/A/DOCS") == L"HTTP://SP.TEST/SITES/A/DOCS/" + kFile);  // listed already
+    restart();
+    CHECK(objPersonalSettings->DicList.ToString() == kSites + L"\r\nhttp://sp.test/d/New Lib/");
+    // A double click is OK too, and without Add nothing is added.
+    CHECK(chooseModally(kFile, [](frmChooseSite& form) { selectEntry(form, 0, LBN_DBLCLK); }) == kSiteA + L"/" + kFile);
+    CHECK(objPersonalSettings->DicList.Count() == 4);
 }
 
-TEST_CASE("chooser: a load that fails is reported and asks nothing") {
-    ChooserSetup setup;
+TEST_CASE_FIXTURE(Mailbox, "chooser: a load that fails is reported and asks nothing") {
     objPersonalSettings.reset();
     qbxtest::PromptRecorder prompts;
     bool opened = false;
-    subSetChooserOpenedHook([&](frmChooseSite& form) {
-        opened = true;
-        EndDialog(form.hWnd(), IDCANCEL);
-    });
+    subSetChooserOpenedHook([&](frmChooseSite&) { opened = true; });
     CHECK(fncChooseSite(kFile).empty());
+    subSetChooserOpenedHook({});
     CHECK_FALSE(opened);
     REQUIRE(prompts.prompts().size() == 1);
     CHECK(prompts.prompts()[0].text.find(L"Form_Load") != std::wstring::npos);
-    CHECK(blnShuttingDown);
-}
-
-TEST_CASE("chooser: Outlook's mail window comes forward when it is the active one") {
-    ChooserSetup setup;
-    SUBCASE("an inspector is activated") {
-        auto inspector = qbx::makeObject<FakeWindow>(L"Inspector");
-        ouaOutlook = qbx::Disp(static_cast<IDispatch*>(qbx::makeObject<FakeApplication>(inspector).get()));
-        frmChooseSite form;
-        REQUIRE(form.Load());
-        CHECK(inspector->activations == 1);
-    }
-    SUBCASE("an explorer is left alone") {
-        auto explorer = qbx::makeObject<FakeWindow>(L"Explorer");
-        ouaOutlook = qbx::Disp(static_cast<IDispatch*>(qbx::makeObject<FakeApplication>(explorer).get()));
-        frmChooseSite form;
-        REQUIRE(form.Load());
-        CHECK(explorer->activations == 0);
-    }
-}
-
-TEST_CASE("chooser: Timer1 puts the dialog back on the task bar") {
-    ChooserSetup setup;
-    frmChooseSite form;
-    REQUIRE(form.Load());
-    HWND dialog = form.hWnd();
-    SetWindowLongW(dialog, GWL_EXSTYLE, GetWindowLongW(dialog, GWL_EXSTYLE) & ~WS_EX_APPWINDOW);
-    pump(frmChooseSite::kTimer1Interval + 400);
-    CHECK((GetWindowLongW(dialog, GWL_EXSTYLE) & WS_EX_APPWINDOW) != 0);
-}
-
-TEST_CASE("chooser: the answer hook stands in for the dialog") {
-    ChooserSetup setup;
-    subSetChooserAnswerHook([](const std::wstring& name) { return L"http://hooked.test/lib/" + name; });
-    CHECK(fncChooseSite(kFile) == L"http://hooked.test/lib/" + kFile);
 }

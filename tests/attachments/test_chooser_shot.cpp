@@ -23,6 +23,8 @@ int fncEnvNumber(const char* name, int fallback) {
     return value && *value ? std::atoi(value) : fallback;
 }
 
+void CALLBACK subEndShot(HWND dialog, UINT, UINT_PTR, DWORD) { EndDialog(dialog, IDCANCEL); }
+
 }  // namespace
 
 TEST_CASE("chooser screenshot: the dialog on screen with sample data" * doctest::skip()) {
@@ -42,8 +44,7 @@ TEST_CASE("chooser screenshot: the dialog on screen with sample data" * doctest:
     // Shown modally, as the attachment flow shows it; a timer ends it when
     // nobody presses Escape.
     subSetChooserOpenedHook([&](frmChooseSite& form) {
-        SetTimer(form.hWnd(), 0x5407, static_cast<UINT>(seconds) * 1000,
-                 [](HWND dialog, UINT, UINT_PTR, DWORD) { EndDialog(dialog, IDCANCEL); });
+        SetTimer(form.hWnd(), 0x5407, static_cast<UINT>(seconds) * 1000, &subEndShot);
     });
     frmChooseSite form;
     form.strSitePath = L"Project%20plan%202024.docx";
