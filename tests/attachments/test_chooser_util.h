@@ -20,15 +20,6 @@ struct StringMaker<std::wstring> {
 
 namespace choosertest {
 
-inline void pump(DWORD milliseconds) {
-    const ULONGLONG end = GetTickCount64() + milliseconds;
-    MSG msg;
-    do {
-        while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&msg);
-        Sleep(5);
-    } while (GetTickCount64() < end);
-}
-
 inline std::wstring text(HWND window) {
     wchar_t buf[2048] = {};
     GetWindowTextW(window, buf, 2048);
