@@ -1,5 +1,6 @@
 // The DLL's entry points: the class factory Outlook reaches through
 // DllGetClassObject, and the registration entry points regsvr32 calls.
+#include "attachments/cSafeInspector.h"
 #include "host/QBXOutlookConnect.h"
 #include "host/registration.h"
 
@@ -9,8 +10,10 @@ namespace {
 
 std::atomic<long> serverLocks{0};
 
+// One factory per creatable class.
 class ClassFactory final : public IClassFactory {
 public:
+    explicit ClassFactory(const CLSID& clsid) : clsid_(clsid) {}
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
         if (!out) return E_POINTER;
         if (iid == IID_IUnknown || iid == IID_IClassFactory) {
@@ -32,6 +35,10 @@ public:
         *out = nullptr;
         if (outer) return CLASS_E_NOAGGREGATION;
         try {
+            if (clsid_ == CLSID_SafeInspector) {
+                qbx::ComPtr<IDispatch> object(new cSafeInspector());
+                return object->QueryInterface(iid, out);
+            }
             qbx::ComPtr<IDTExtensibility2> object(new QBXOutlookConnect());
             return object->QueryInterface(iid, out);
         } catch (...) {
@@ -44,6 +51,7 @@ public:
     }
 
 private:
+    CLSID clsid_;
     std::atomic<ULONG> refs_{0};
 };
 
@@ -56,13 +64,15 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD, LPVOID) { return TRUE; }
 HRESULT WINAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** out) {
     if (!out) return E_POINTER;
     *out = nullptr;
-    if (clsid != CLSID_QBXOutlookConnect) return CLASS_E_CLASSNOTAVAILABLE;
-    qbx::ComPtr<IClassFactory> factory(new ClassFactory());
+    if (clsid != CLSID_QBXOutlookConnect && clsid != CLSID_SafeInspector) return CLASS_E_CLASSNOTAVAILABLE;
+    qbx::ComPtr<IClassFactory> factory(new ClassFactory(clsid));
     return factory->QueryInterface(iid, out);
 }
 
 HRESULT WINAPI DllCanUnloadNow() {
-    return QBXOutlookConnect::liveObjects() == 0 && serverLocks.load() == 0 ? S_OK : S_FALSE;
+    return QBXOutlookConnect::liveObjects() == 0 && cSafeInspector::liveObjects() == 0 && serverLocks.load() == 0
+               ? S_OK
+               : S_FALSE;
 }
 
 HRESULT WINAPI DllRegisterServer() { return registerAddin(Scope::Machine); }

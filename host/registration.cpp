@@ -8,6 +8,7 @@
 // Unregistering removes exactly the keys registering created.
 #include "host/registration.h"
 
+#include "attachments/cSafeInspector.h"
 #include "host/QBXOutlookConnect.h"
 #include "host/modGlobals.h"
 
@@ -35,6 +36,7 @@ struct ComClass {
 std::vector<ComClass>& classes() {
     static std::vector<ComClass> list = {
         {&CLSID_QBXOutlookConnect, kConnectProgId, L"Quillbox Outlook connection"},
+        {&CLSID_SafeInspector, kSafeInspectorProgId, L"Quillbox safe inspector"},
     };
     return list;
 }
