@@ -1,5 +1,6 @@
 #include "attachments/cMailInspector.h"
 
+#include "host/modGlobals.h"
 #include "settings_ui/modSettingsWindow.h"
 #include "support/modErroHandling.h"
 #include "support/office_interfaces.h"
@@ -59,9 +60,9 @@ void cMailInspector::setCmdSettings(const qbx::Disp& button) {
     if (!button) return;
     cmdSettingsEvents_.connect(button, {qbx::DIID_CommandBarButtonEvents},
                                {
-                                   {qbx::dispid::ButtonClick, [this](qbx::EventArgs&) {
+                                   {qbx::dispid::ButtonClick, [this](qbx::EventArgs& a) {
                                         qbx::ComPtr<cMailInspector> self(this);
-                                        cmdSettings_Click();
+                                        if (fncIsOwnClick(a.obj(0))) cmdSettings_Click();
                                     }},
                                });
 }
@@ -139,6 +140,18 @@ void cMailInspector::ouiMyInspector_Close() {
     err.resume([&] { setOuiMailItem(qbx::Disp()); });
     err.resume([&] { setOuiMyInspector(qbx::Disp()); });
     err.clear();
+}
+
+bool cMailInspector::fncIsOwnClick(const qbx::Disp& clicked) {
+    if (!clicked || clicked.sameAs(cmdSettings_)) return true;
+    // Office may hand out another object for the same control; then the
+    // click was ours when this window is the one in front (a click in a
+    // window brings it forward first).
+    bool front = false;
+    qbx::Err err;
+    err.resume([&] { front = ouaOutlook.getObj(L"ActiveInspector").sameAs(ouiMyInspector_); });
+    err.clear();
+    return front;
 }
 
 void cMailInspector::cmdSettings_Click() {

@@ -36,6 +36,10 @@ public:
     void ouiMyInspector_Activate();
     void ouiMyInspector_Close();
     void cmdSettings_Click();
+    // Office raises a button's Click on every button that shares its tag, so
+    // every window's button hears a click in any window: true when the
+    // clicked control is this window's own button.
+    bool fncIsOwnClick(const qbx::Disp& clicked);
     void ouiMailItem_AttachmentAdd(const qbx::Disp& attachment);
     void ouiMailItem_BeforeAttachmentSave(const qbx::Disp& attachment, const qbx::EventArgs& args);
 
