@@ -37,9 +37,9 @@ TEST_CASE("chooser screenshot: the dialog on screen with sample data" * doctest:
     objPersonalSettings = std::make_shared<cPersonalSettings>();
     objPersonalSettings->DicList.FromString(
         L"http://intranet.example/sites/sales/Shared%20Documents\r\n"
-        L"http://intranet.example/sites/projects/Specifications/\r\n"
+        L"http://intranet.example/sites/projects/Designs/\r\n"
         L"http://intranet.example/sites/finance/Quarterly%20Reports");
-    objPersonalSettings->strDefaultSite = L"http://intranet.example/sites/projects/Specifications/";
+    objPersonalSettings->strDefaultSite = L"http://intranet.example/sites/projects/Designs/";
 
     // Shown modally, as the attachment flow shows it; a timer ends it when
     // nobody presses Escape.
