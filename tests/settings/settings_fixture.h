@@ -1,9 +1,12 @@
-// Shared by the settings tests: shared state put back before and after each
-// test, component creation that can be made to fail, and a recorder of the
-// processes the add-in would start.
+// Shared by the settings tests: the shared state put back around each test,
+// creation by ProgID that can be made to fail, and the processes the add-in
+// would start, recorded instead of run.
 #pragma once
 
-#include "support/com.h"
+#include "host/modGlobals.h"
+#include "support/modFileHandling.h"
+#include "support/modScriptingDic.h"
+#include "tests/test_support.h"
 
 #include <map>
 #include <string>
@@ -11,42 +14,40 @@
 
 namespace settingstest {
 
-// Puts back the error handling, the shared Outlook state, the repair flags,
-// objFS, the process starter and the creation hook.
-void resetAll();
+using Strings = std::vector<std::wstring>;
+
+inline void resetAll() {
+    qbx::setCreateHook(nullptr);
+    subSetProcessStarter(nullptr);
+    subResetScriptingRepairsForTests();
+    subResetFileHandlingForTests();
+    objPersonalSettings.reset();
+    qbxtest::resetAddinState();
+}
 
 struct Fixture {
     Fixture() { resetAll(); }
     ~Fixture() { resetAll(); }
-};
 
-// Makes creation by ProgID fail for the named components: each entry fails
-// its next `count` attempts (-1: always); the rest are created normally.
-// Counts every attempt per ProgID. Removed on destruction.
-class FailingCreation {
-public:
-    FailingCreation();
-    ~FailingCreation();
-    void fail(const std::wstring& progId, int count) { failures_[progId] = count; }
-    int attempts(const std::wstring& progId) const {
-        auto it = attempts_.find(progId);
-        return it == attempts_.end() ? 0 : it->second;
+    // The next `count` creations of the ProgID fail (-1: all); every attempt
+    // made while a failure is set up is counted.
+    void failCreation(const std::wstring& progId, int count) {
+        failures[progId] = count;
+        qbx::setCreateHook([this](const wchar_t* id, IDispatch** out) -> HRESULT {
+            ++attempts[id];
+            int& left = failures[id];
+            if (left == 0) return qbx::createByProgId(id, out);
+            if (left > 0) --left;
+            *out = nullptr;
+            return REGDB_E_CLASSNOTREG;
+        });
+    }
+    void recordProcesses() {
+        subSetProcessStarter([this](const std::wstring& line) { started.push_back(line); });
     }
 
-private:
-    std::map<std::wstring, int> failures_;
-    std::map<std::wstring, int> attempts_;
-};
-
-// Records the command lines the add-in starts instead of running them.
-class StartedProcesses {
-public:
-    StartedProcesses();
-    ~StartedProcesses();
-    const std::vector<std::wstring>& lines() const { return lines_; }
-
-private:
-    std::vector<std::wstring> lines_;
+    std::map<std::wstring, int> failures, attempts;
+    Strings started;
 };
 
 }  // namespace settingstest

@@ -1,155 +1,91 @@
-// The scripting components and their silent repair: the registration tool
-// runs once per load and per component, the retry follows at once, a second
-// failure is silent for the file-system object, and the shell's failure
-// tells the user and stops the add-in. Plus the small file utilities.
+// The scripting components and their silent repair, and the file utilities.
 #include <doctest/doctest.h>
 
-#include "host/modGlobals.h"
 #include "support/modErroHandling.h"
-#include "support/modFileHandling.h"
-#include "support/modScriptingDic.h"
 #include "tests/settings/settings_fixture.h"
-#include "tests/test_support.h"
 
-using settingstest::FailingCreation;
 using settingstest::Fixture;
-using settingstest::StartedProcesses;
+using settingstest::Strings;
 
 namespace {
-const wchar_t* const kScrrun = L"regsvr32 scrrun.dll /s";
-}
+const std::wstring kScrrun = L"regsvr32 scrrun.dll /s";
+const std::wstring kWshom = L"regsvr32 wshom.ocx /s";
+const std::wstring kDic = L"Scripting.Dictionary";
+const std::wstring kFso = L"Scripting.FileSystemObject";
+}  // namespace
 
-TEST_CASE_FIXTURE(Fixture, "a dictionary compares keys without regard to case and needs no repair when it works") {
-    StartedProcesses started;
+TEST_CASE_FIXTURE(Fixture, "the dictionary: text comparison, one repair per load, then the report") {
+    recordProcesses();
     qbx::Disp dic = fncCreateDic();
     REQUIRE(dic);
-    CHECK(dic.get(L"CompareMode").toLong() == 1);
-    dic.call(L"Add", L"Key", L"first");
+    dic.call(L"Add", L"Key", 1L);
     CHECK(dic.call(L"Exists", L"KEY").toBool());
-    CHECK_THROWS_AS(dic.call(L"Add", L"kEY", L"second"), qbx::Error);
-    CHECK(started.lines().empty());
-    CHECK_FALSE(blnDicRepairTried);
+    CHECK(started.empty());
+
+    failCreation(kDic, 2);  // the direct and the by-name attempt fail; the retry works
+    CHECK(fncCreateDic());
+    CHECK(attempts[kDic] == 3);
+    CHECK(started == Strings{kScrrun});
+
+    failCreation(kDic, -1);
+    qbxtest::PromptRecorder prompts(IDNO);
+    CHECK_FALSE(fncCreateDic());
+    CHECK(attempts[kDic] == 5);  // no second repair in this load
+    CHECK(started.size() == 1);
+    REQUIRE(prompts.prompts().size() == 1);
+    CHECK(strErrorReport.find(L"modScriptingDic.fncCreateDic ") != std::wstring::npos);
+    CHECK(strErrorReport.find(L"#429") != std::wstring::npos);
+    CHECK(blnShuttingDown);
 }
 
-TEST_CASE_FIXTURE(Fixture, "the dictionary's repair runs the registration tool once and retries at once") {
-    StartedProcesses started;
-    FailingCreation creation;
-    SUBCASE("the retry succeeds") {
-        creation.fail(L"Scripting.Dictionary", 2);  // the direct and the by-name attempt
-        qbx::Disp dic = fncCreateDic();
-        CHECK(dic);
-        CHECK(creation.attempts(L"Scripting.Dictionary") == 3);
-        CHECK(started.lines() == std::vector<std::wstring>{kScrrun});
-        CHECK_FALSE(blnErrorOccurred);
-    }
-    SUBCASE("nothing helps: reported under its module-qualified name, no second repair later") {
-        creation.fail(L"Scripting.Dictionary", -1);
-        qbxtest::PromptRecorder prompts(IDNO);
-        CHECK_FALSE(fncCreateDic());
-        CHECK(creation.attempts(L"Scripting.Dictionary") == 4);
-        CHECK(started.lines().size() == 1);
-        REQUIRE(prompts.prompts().size() == 1);
-        CHECK(strErrorReport.find(L"modScriptingDic.fncCreateDic ") != std::wstring::npos);
-        CHECK(strErrorReport.find(L"#429") != std::wstring::npos);
-        CHECK(strCurrentAction ==
-              L"Attempting to create a new Scripting.Dictionary object. This component is usually installed with "
-              L"Internet Explorer 4.0 or later");
-        CHECK(blnShuttingDown);
+TEST_CASE_FIXTURE(Fixture, "the file-system object: one repair, a second failure passes silently, kept once made") {
+    recordProcesses();
+    failCreation(kFso, -1);
+    subSetupFS();  // the prompt guard fails the test on any report
+    CHECK_FALSE(objFS);
+    CHECK(attempts[kFso] == 4);  // two attempts, the repair, two again at once
+    CHECK(started == Strings{kScrrun});
+    subSetupFS();
+    CHECK(attempts[kFso] == 6);
+    CHECK(started.size() == 1);
+    CHECK_FALSE(blnErrorOccurred);
 
-        CHECK_FALSE(fncCreateDic());
-        CHECK(creation.attempts(L"Scripting.Dictionary") == 6);
-        CHECK(started.lines().size() == 1);  // the repair ran once in this load
-        CHECK(prompts.prompts().size() == 1);  // one report per load
-    }
+    failures[kFso] = 0;
+    subSetupFS();
+    subSetupFS();
+    CHECK(attempts[kFso] == 7);
+    REQUIRE(objFS);
+    CHECK(objFS.call(L"FolderExists", fncGetTempPath()).toBool());
 }
 
-TEST_CASE_FIXTURE(Fixture, "the file-system object is made once, repaired once, and a second failure passes silently") {
-    StartedProcesses started;
-    FailingCreation creation;
-    SUBCASE("made on first need and kept") {
-        subSetupFS();
-        REQUIRE(objFS);
-        CHECK(objFS.call(L"FolderExists", fncGetTempPath()).toBool());
-        subSetupFS();
-        CHECK(creation.attempts(L"Scripting.FileSystemObject") == 1);
-        CHECK(started.lines().empty());
-    }
-    SUBCASE("the repair's retry succeeds") {
-        creation.fail(L"Scripting.FileSystemObject", 2);
-        subSetupFS();
-        CHECK(objFS);
-        CHECK(started.lines() == std::vector<std::wstring>{kScrrun});
-        CHECK(blnFSRepairTried);
-    }
-    SUBCASE("unregistered for good: one repair, never a report") {
-        creation.fail(L"Scripting.FileSystemObject", -1);
-        subSetupFS();  // the prompt guard fails the test on any report
-        CHECK_FALSE(objFS);
-        CHECK(started.lines().size() == 1);
-        CHECK(creation.attempts(L"Scripting.FileSystemObject") == 4);
-        subSetupFS();
-        CHECK_FALSE(objFS);
-        CHECK(started.lines().size() == 1);
-        CHECK(creation.attempts(L"Scripting.FileSystemObject") == 6);
-        CHECK_FALSE(blnErrorOccurred);
-        CHECK_FALSE(blnShuttingDown);
-    }
+TEST_CASE_FIXTURE(Fixture, "the shell object: its own repair, else the four-line message and the stop") {
+    recordProcesses();
+    CHECK(fncGetShell());
+    failCreation(L"Wscript.Shell", 1);
+    CHECK(fncGetShell());
+    CHECK(started == Strings{kWshom});
+
+    failCreation(L"Wscript.Shell", -1);
+    qbxtest::PromptRecorder prompts(IDOK);
+    CHECK_FALSE(fncGetShell());
+    CHECK(started == Strings{kWshom, kWshom});
+    REQUIRE(prompts.prompts().size() == 1);
+    const qbx::Prompt& p = prompts.prompts()[0];
+    CHECK(p.text == L"ERROR\r\nAttempting to create a new Scripting.Dictionary object.\r\nThis component is usually "
+                    L"installed with Internet Explorer 4.0 or later\r\nPlease download the Windows Scripting Runtime "
+                    L"from Microsoft Downloads to resolve this issue!");
+    CHECK(p.title == L"Quillbox");
+    CHECK(p.style == MB_ICONSTOP);
+    CHECK(blnShuttingDown);
+    CHECK_FALSE(blnErrorOccurred);  // a message of its own, not an error report
 }
 
-TEST_CASE_FIXTURE(Fixture, "the shell object: repaired through its own library, else the four-line message and a stop") {
-    StartedProcesses started;
-    FailingCreation creation;
-    SUBCASE("works") {
-        qbx::Disp shell = fncGetShell();
-        REQUIRE(shell);
-        CHECK(shell.call(L"ExpandEnvironmentStrings", L"%TEMP%").toString().find(L'%') == std::wstring::npos);
-        CHECK(started.lines().empty());
-    }
-    SUBCASE("the retry after the repair succeeds") {
-        creation.fail(L"Wscript.Shell", 1);
-        CHECK(fncGetShell());
-        CHECK(started.lines() == std::vector<std::wstring>{L"regsvr32 wshom.ocx /s"});
-        CHECK_FALSE(blnShuttingDown);
-    }
-    SUBCASE("can't be made") {
-        creation.fail(L"Wscript.Shell", -1);
-        qbxtest::PromptRecorder prompts(IDOK);
-        strCurrentAction = L"before";
-        CHECK_FALSE(fncGetShell());
-        CHECK(started.lines() == std::vector<std::wstring>{L"regsvr32 wshom.ocx /s"});
-        REQUIRE(prompts.prompts().size() == 1);
-        const qbx::Prompt& p = prompts.prompts()[0];
-        CHECK(p.text ==
-              L"ERROR\r\nAttempting to create a new Scripting.Dictionary object.\r\nThis component is usually "
-              L"installed with Internet Explorer 4.0 or later\r\nPlease download the Windows Scripting Runtime from "
-              L"Microsoft Downloads to resolve this issue!");
-        CHECK(p.title == L"Quillbox");
-        CHECK(p.style == MB_ICONSTOP);
-        CHECK(blnShuttingDown);
-        CHECK(strCurrentAction == L"before");  // no action trail of its own
-        CHECK_FALSE(blnErrorOccurred);         // a message, not an error report
-    }
-}
-
-TEST_CASE_FIXTURE(Fixture, "file utilities: the temporary path, file numbers and trailing separators") {
-    std::wstring temp = fncGetTempPath();
-    REQUIRE(temp.size() > 3);
-    CHECK(temp.back() == L'\\');
-    CHECK((GetFileAttributesW(temp.c_str()) & FILE_ATTRIBUTE_DIRECTORY) != 0);
-
+TEST_CASE_FIXTURE(Fixture, "file utilities: temporary path and file numbers") {
+    CHECK(fncGetTempPath().back() == L'\\');
     CHECK(fncNextFileNumber() == 1);
-    CHECK(fncNextFileNumber() == 2);
-    subSetFileNumberInUse(3, true);
-    subSetFileNumberInUse(4, true);
-    CHECK(fncNextFileNumber() == 5);
-    for (int i = 6; i <= 255; ++i) fncNextFileNumber();
-    CHECK(fncNextFileNumber() == 1);  // starts again after 255
-    subSetFileNumberInUse(3, false);
-    fncNextFileNumber();
+    subSetFileNumberInUse(2, true);
     CHECK(fncNextFileNumber() == 3);
-
-    CHECK(fncRemoveTrailingSlash(L"C:\\Temp\\") == L"C:\\Temp");
-    CHECK(fncRemoveTrailingSlash(L"http://x/lib/") == L"http://x/lib");
-    CHECK(fncRemoveTrailingSlash(L"C:\\Temp\\\\") == L"C:\\Temp\\");  // one only
-    CHECK(fncRemoveTrailingSlash(L"") == L"");
+    for (int i = 4; i <= 255; ++i) fncNextFileNumber();
+    CHECK(fncNextFileNumber() == 1);  // starts again after 255, still skipping 2
+    CHECK(fncNextFileNumber() == 3);
 }
