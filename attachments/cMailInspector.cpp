@@ -1,8 +1,16 @@
 #include "attachments/cMailInspector.h"
 
+#include "attachments/cSafeInspector.h"
+#include "attachments/frmChooseSite.h"
+#include "attachments/modAttachmentFlow.h"
 #include "host/modGlobals.h"
+#include "settings/cPersonalSettings.h"
 #include "settings_ui/modSettingsWindow.h"
+#include "sharepoint/modUpload.h"
+#include "support/modAssistant.h"
 #include "support/modErroHandling.h"
+#include "support/modHtml.h"
+#include "support/modOutlookCode.h"
 #include "support/office_interfaces.h"
 #include "support/phrases.h"
 
@@ -12,6 +20,10 @@ namespace {
 constexpr const wchar_t* kButtonTag = L"OSAttachments";
 constexpr int kButtonWidth = 25;
 constexpr int kButtonFaceId = 2497;
+// AttachmentAdd handles its own attachment directly at most this often.
+constexpr double kSecondsBetweenDirectHandling = 5;
+// The second removal attempt, after Outlook's event has ended.
+constexpr long kRemovalDelayMilliseconds = 500;
 
 // The typed assignment of an object field: anything but the expected Outlook
 // object is a Type mismatch, as it is for a field declared with that type.
@@ -37,6 +49,12 @@ cMailInspector::cMailInspector() : DispatchObject(L"cMailInspector") {
         subAddButtons();
         return qbx::Variant();
     });
+
+    // Class_Initialize: the editor helper is an outside component, created
+    // by its name. Without it the window still gets its object; the links
+    // then can't be written (see subInsertLink).
+    subSetAction(L"Creating the safe inspector object");
+    qbx::guarded(L"Class_Initialize", [&] { objSafeInspector = qbx::Disp::create(kSafeInspectorProgId); });
 }
 
 cMailInspector::~cMailInspector() {
@@ -163,9 +181,167 @@ void cMailInspector::cmdSettings_Click() {
 }
 
 // ---------------------------------------------------------------- attachment flow
-// The attachment flow is not built yet: until it is, an added attachment
-// stays on the mail untouched.
 
-void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp&) {}
+void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
+    subSetAction(L"");
+    qbx::guarded(L"ouiMailItem_AttachmentAdd", [&] {
+        // A report during this event stops the add-in; the rest of the walk
+        // is then left alone.
+        const bool blnWasRunning = !blnShuttingDown;
+        auto stopped = [&] { return blnWasRunning && blnShuttingDown; };
 
-void cMailInspector::ouiMailItem_BeforeAttachmentSave(const qbx::Disp&, const qbx::EventArgs&) {}
+        // 1. The event's own attachment, at most once per 5 seconds (the zero
+        //    start date lets the first one of the session through).
+        qbx::Disp handledFirst;
+        if ((fncFlowNow() - datLastHandled) * 24 * 60 * 60 > kSecondsBetweenDirectHandling) {
+            subHandleAttachment(attachment, false);
+            datLastHandled = fncFlowNow();
+            handledFirst = attachment;
+        }
+        if (stopped() || !ouiMailItem_) return;
+
+        // 2. Every attachment on the mail, in collection order: how the other
+        //    files of a burst are moved. The list is taken first, so that a
+        //    removal can't make the walk skip the next attachment; the one
+        //    step 1 has just dealt with is not taken a second time.
+        qbx::Disp attachments = ouiMailItem_.getObj(L"Attachments");
+        if (attachments.get(L"Count").toLong() < 1) return;
+        std::vector<qbx::Disp> colAll;
+        attachments.forEach([&](const qbx::Variant& each) { colAll.push_back(each.toDisp()); });
+        for (const qbx::Disp& each : colAll) {
+            if (stopped()) return;
+            if (handledFirst && each.sameAs(handledFirst)) continue;
+            subHandleAttachment(each, true);
+        }
+    });
+}
+
+void cMailInspector::ouiMailItem_BeforeAttachmentSave(const qbx::Disp& attachment, const qbx::EventArgs&) {
+    subSetAction(L"Handling an attachment about to be saved in the mail");
+    qbx::guarded(L"ouiMailItem_BeforeAttachmentSave", [&] {
+        if (!ouiMyInspector_) setOuiMyInspector(ouiMailItem_.getObj(L"GetInspector"));
+        // Word windows have had their attachment in AttachmentAdd.
+        if (!ouiMyInspector_.call(L"IsWordMail").toBool()) subHandleAttachment(attachment, false);
+    });
+}
+
+bool cMailInspector::fncIsSettled(const qbx::Disp& attachment) const {
+    if (objAttToDelete && objAttToDelete.sameAs(attachment)) return true;
+    for (const qbx::Disp& kept : colKeptAttachments)
+        if (kept.sameAs(attachment)) return true;
+    return false;
+}
+
+void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAll) {
+    subSetAction(L"Moving an attachment to a document library");
+    qbx::guarded(L"subHandleAttachment", [&] {
+        // 1-2. The file name, converted as it will stand in the address.
+        std::wstring strFileName = attachment.get(L"FileName").toString();
+        if (strFileName.empty()) return;
+        // Moved already and only waiting for its removal, or kept by the
+        // user: neither is uploaded (or asked about) a second time.
+        if (fncIsSettled(attachment)) return;
+        strFileName = fncHtmlEncode(strFileName);
+
+        // 3. With one library or none there is nothing to choose from.
+        if (!objPersonalSettings) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+        if (objPersonalSettings->DicList.Count() <= 1) return;
+
+        // While a removal is pending, the event's own attachment waits. This
+        // is tested before the target is chosen, so the user is never asked
+        // for a library that would not be used.
+        if (!blnAll && objAttToDelete) return;
+
+        // 4-7. The target: the default library, or the user's choice.
+        const std::wstring strDefaultSite = objPersonalSettings->strDefaultSite;
+        std::wstring strTarget;
+        if (objPersonalSettings->blnAlwaysDefault && !strDefaultSite.empty()) {
+            strTarget = fncDefaultTarget(strDefaultSite, strFileName);
+        } else {
+            strTarget = fncChooseSite(strFileName);
+            if (strTarget.empty()) {
+                // Cancel: the attachment stays, and this window does not ask
+                // about it again.
+                if (!blnShuttingDown) colKeptAttachments.push_back(attachment);
+                return;
+            }
+        }
+        if (strTarget.empty()) return;
+
+        // 8.
+        if (fncOutlookVersion() < 12) subAssistantWorking(ouaOutlook);
+
+        // 9-12. Saving and uploading, errors ignored: on failure the
+        //       attachment stays and the mail is left as it is.
+        if (!fncSaveToLibrary(attachment, strFileName, strTarget)) return;
+
+        // 13. The library has the file.
+        if (!blnAll) {
+            objAttToDelete = attachment;
+            objDeleteAttTimer = std::make_unique<frmTimer>();
+            objDeleteAttTimer->setTimerListener([this] {
+                qbx::ComPtr<cMailInspector> self(this);
+                objDeleteAttTimer_Timer();
+            });
+            objDeleteAttTimer->TimerInterval(kRemovalDelayMilliseconds);
+            objDeleteAttTimer->TimerEnabled(true);
+        }
+        subInsertLink(strTarget);
+        // Outlook may refuse inside its own event; the timer tries again.
+        qbx::Err err;
+        err.resume([&] { attachment.call(L"Delete"); });
+        err.clear();
+    });
+}
+
+bool cMailInspector::fncSaveToLibrary(const qbx::Disp& attachment, const std::wstring& strFileName,
+                                      const std::wstring& strTarget) {
+    qbx::Err err;
+    short intVersion = 0;
+    if (!err.resume([&] { intVersion = fncOutlookVersion(); })) return false;
+
+    if (intVersion != 9 && intVersion < 12) {
+        // Outlook 2002 and 2003 save to a web address themselves.
+        const bool blnSaved = err.resume([&] { attachment.call(L"SaveAsFile", strTarget); });
+        err.clear();
+        return blnSaved;
+    }
+
+    // The others through a temporary copy and an upload. The copy goes as
+    // soon as the upload has returned, whatever its outcome: a mail's
+    // attachment is not left lying in the temporary folder.
+    std::wstring strTempPath;
+    if (!err.resume([&] { strTempPath = fncTempCopyPath(strFileName); }) || strTempPath.empty()) {
+        err.clear();
+        return false;
+    }
+    bool blnUploaded = false;
+    if (err.resume([&] { attachment.call(L"SaveAsFile", strTempPath); }))
+        blnUploaded = fncUploadFile(strTempPath, strTarget);
+    subRemoveTempCopy(strTempPath);
+    err.clear();
+    return blnUploaded;
+}
+
+void cMailInspector::subInsertLink(const std::wstring& strTarget) {
+    // Errors ignored: the file is in the library by now, so the attachment is
+    // removed even when the text can't be written (without the safe
+    // inspector, above all).
+    qbx::Err err;
+    err.resume([&] { objSafeInspector.putRef(L"Item", ouiMyInspector_); });
+    err.resume([&] { ouiMyInspector_.call(L"Activate"); });
+    err.resume([&] { objSafeInspector.call(L"InsertText", strTarget + L" " + L"\r\n"); });
+    // The helper lets go of the window, so that nothing holds it once closed.
+    err.resume([&] { objSafeInspector.putRef(L"Item", qbx::Disp()); });
+    err.clear();
+}
+
+void cMailInspector::objDeleteAttTimer_Timer() {
+    // Errors ignored throughout: the attachment may be gone already.
+    qbx::Err err;
+    if (objDeleteAttTimer) err.resume([&] { objDeleteAttTimer->TimerEnabled(false); });
+    objDeleteAttTimer.reset();  // the timer fires once
+    err.resume([&] { objAttToDelete.call(L"Delete"); });
+    objAttToDelete.reset();
+    err.clear();
+}

@@ -12,6 +12,8 @@
 #include "support/events.h"
 
 #include <memory>
+#include <string>
+#include <vector>
 
 class cMailInspector final : public qbx::DispatchObject {
 public:
@@ -40,11 +42,30 @@ public:
     // every window's button hears a click in any window: true when the
     // clicked control is this window's own button.
     bool fncIsOwnClick(const qbx::Disp& clicked);
+    // The attachment flow's two entries: an attachment added to the mail
+    // (at most once per 5 seconds directly, then every attachment still on
+    // the mail), and an attachment about to be saved into the mail in a
+    // window whose editor is not Word. Cancel is never set.
     void ouiMailItem_AttachmentAdd(const qbx::Disp& attachment);
     void ouiMailItem_BeforeAttachmentSave(const qbx::Disp& attachment, const qbx::EventArgs& args);
 
+    // Moves one attachment to a document library: the default one or the
+    // one the user picks, saved by Outlook itself (Outlook 2002 and 2003) or
+    // through a temporary copy and an upload (the other versions); then the
+    // address goes into the mail text at the cursor and the attachment is
+    // removed. blnAll False (the event's own attachment) also starts the
+    // timer that removes it a second time, in case Outlook refused inside
+    // its event. Nothing leaves the mail unless the library has the file.
+    void subHandleAttachment(const qbx::Disp& attachment, bool blnAll);
+    // The delayed removal: the timer fires once.
+    void objDeleteAttTimer_Timer();
+
     // The pending-removal timer; nothing while no removal is pending.
     std::unique_ptr<frmTimer> objDeleteAttTimer;
+
+    // Read access for tests.
+    const qbx::Disp& pendingRemoval() const noexcept { return objAttToDelete; }
+    bool hasSafeInspector() const noexcept { return static_cast<bool>(objSafeInspector); }
 
 private:
     // The attachment the timer is to remove; nothing while none is pending.
@@ -54,6 +75,21 @@ private:
     // When an attachment was last handled from AttachmentAdd (the zero date
     // at first, so the first event always qualifies).
     double datLastHandled = 0.0;
+
+    // Saves the attachment into the library (errors ignored throughout);
+    // true once the library has it.
+    bool fncSaveToLibrary(const qbx::Disp& attachment, const std::wstring& strFileName,
+                          const std::wstring& strTarget);
+    // Writes the address, a blank and a line break at the cursor of the mail
+    // text (errors ignored).
+    void subInsertLink(const std::wstring& strTarget);
+    // True for an attachment this window has already settled: the one whose
+    // removal is pending, or one the user chose to keep by cancelling the
+    // chooser.
+    bool fncIsSettled(const qbx::Disp& attachment) const;
+
+    // Attachments the user kept on the mail by cancelling the chooser.
+    std::vector<qbx::Disp> colKeptAttachments;
 
     qbx::Disp cmdSettings_;
     qbx::Disp ouiMailItem_;

@@ -1,0 +1,49 @@
+#include "attachments/modAttachmentFlow.h"
+
+#include "support/com.h"
+#include "support/modFileHandling.h"
+#include "support/modHtml.h"
+
+#include <windows.h>
+
+namespace {
+
+std::function<double()>& flowClock() {
+    static std::function<double()> clock;
+    return clock;
+}
+
+double fncSystemNow() {
+    SYSTEMTIME now{};
+    GetLocalTime(&now);
+    const WORD milliseconds = now.wMilliseconds;
+    now.wMilliseconds = 0;
+    double date = 0.0;
+    SystemTimeToVariantTime(&now, &date);
+    // The conversion drops the milliseconds; they go back in as a fraction
+    // of a day (dates before 1900 do not occur here).
+    return date + milliseconds / 86400000.0;
+}
+
+}  // namespace
+
+double fncFlowNow() { return flowClock() ? flowClock()() : fncSystemNow(); }
+
+void subSetFlowClock(std::function<double()> clock) { flowClock() = std::move(clock); }
+
+std::wstring fncDefaultTarget(const std::wstring& strLibrary, const std::wstring& strFileNameConverted) {
+    // The second conversion is wanted: an entity made from the file name has
+    // its ampersand converted again, as every link made on the default
+    // library always had.
+    return fncHtmlEncode(fncRemoveTrailingSlash(strLibrary) + L"/" + strFileNameConverted);
+}
+
+std::wstring fncTempCopyPath(const std::wstring& strFileNameConverted) {
+    const std::wstring strTemp = fncRemoveTrailingSlash(fncGetTempPath());
+    if (strTemp.empty()) return {};
+    return strTemp + L"\\" + std::to_wstring(fncNextFileNumber()) + strFileNameConverted;
+}
+
+void subRemoveTempCopy(const std::wstring& strPath) noexcept {
+    if (!strPath.empty()) DeleteFileW(strPath.c_str());
+}

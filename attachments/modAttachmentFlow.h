@@ -1,0 +1,27 @@
+// Helpers of the attachment flow (cMailInspector): the flow's clock, the
+// addresses it builds and the temporary copy of an attachment.
+#pragma once
+
+#include <functional>
+#include <string>
+
+// The current local date and time as an OLE date (days since 30 Dec 1899,
+// the time as the fraction), to the millisecond. Tests can replace the clock;
+// an empty function restores the system's.
+double fncFlowNow();
+void subSetFlowClock(std::function<double()> clock);
+
+// The upload address on the default library: the library without one trailing
+// "/" or "\", "/", the (already converted) file name, and the whole address
+// converted once more.
+std::wstring fncDefaultTarget(const std::wstring& strLibrary, const std::wstring& strFileNameConverted);
+
+// Where an attachment is saved before its upload: the temporary folder
+// without its trailing separator, "\", the next free file number and the
+// converted file name (C:\Temp\1report.pdf). Empty text when the temporary
+// folder can't be found (that failure is reported).
+std::wstring fncTempCopyPath(const std::wstring& strFileNameConverted);
+
+// Deletes a temporary copy; a copy that is missing or can't be deleted is
+// left as it is, without a message.
+void subRemoveTempCopy(const std::wstring& strPath) noexcept;
