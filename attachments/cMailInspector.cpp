@@ -67,6 +67,8 @@ cMailInspector::~cMailInspector() {
     objSafeInspector.reset();
     objDeleteAttTimer.reset();
     objAttToDelete.reset();
+    colMovedAttachments.clear();
+    colKeptAttachments.clear();
     cmdSettingsEvents_.disconnect();
     cmdSettings_.reset();
 }
@@ -194,16 +196,17 @@ void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
         //    start date lets the first one of the session through).
         qbx::Disp handledFirst;
         if ((fncFlowNow() - datLastHandled) * 24 * 60 * 60 > kSecondsBetweenDirectHandling) {
+            blnSaveTried = false;
             subHandleAttachment(attachment, false);
             datLastHandled = fncFlowNow();
-            handledFirst = attachment;
+            if (blnSaveTried) handledFirst = attachment;
         }
         if (stopped() || !ouiMailItem_) return;
 
         // 2. Every attachment on the mail, in collection order: how the other
         //    files of a burst are moved. The list is taken first, so that a
-        //    removal can't make the walk skip the next attachment; the one
-        //    step 1 has just dealt with is not taken a second time.
+        //    removal can't make the walk skip the next attachment. One that
+        //    step 1 has just tried to save is not sent a second time.
         qbx::Disp attachments = ouiMailItem_.getObj(L"Attachments");
         if (attachments.get(L"Count").toLong() < 1) return;
         std::vector<qbx::Disp> colAll;
@@ -227,6 +230,8 @@ void cMailInspector::ouiMailItem_BeforeAttachmentSave(const qbx::Disp& attachmen
 
 bool cMailInspector::fncIsSettled(const qbx::Disp& attachment) const {
     if (objAttToDelete && objAttToDelete.sameAs(attachment)) return true;
+    for (const qbx::Disp& moved : colMovedAttachments)
+        if (moved.sameAs(attachment)) return true;
     for (const qbx::Disp& kept : colKeptAttachments)
         if (kept.sameAs(attachment)) return true;
     return false;
@@ -273,25 +278,35 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
 
         // 9-12. Saving and uploading, errors ignored: on failure the
         //       attachment stays and the mail is left as it is.
+        blnSaveTried = true;
         if (!fncSaveToLibrary(attachment, strFileName, strTarget)) return;
 
         // 13. The library has the file.
         if (!blnAll) {
             objAttToDelete = attachment;
-            objDeleteAttTimer = std::make_unique<frmTimer>();
-            objDeleteAttTimer->setTimerListener([this] {
-                qbx::ComPtr<cMailInspector> self(this);
-                objDeleteAttTimer_Timer();
-            });
-            objDeleteAttTimer->TimerInterval(kRemovalDelayMilliseconds);
-            objDeleteAttTimer->TimerEnabled(true);
+            subStartRemovalTimer();
         }
         subInsertLink(strTarget);
-        // Outlook may refuse inside its own event; the timer tries again.
+        // Outlook may refuse inside its own event; the timer tries again. An
+        // attachment of the walk has no timer of its own: a refusal starts
+        // one for it, so that the next walk does not move it a second time.
         qbx::Err err;
-        err.resume([&] { attachment.call(L"Delete"); });
+        if (!err.resume([&] { attachment.call(L"Delete"); }) && blnAll) {
+            colMovedAttachments.push_back(attachment);
+            if (!objDeleteAttTimer) subStartRemovalTimer();
+        }
         err.clear();
     });
+}
+
+void cMailInspector::subStartRemovalTimer() {
+    objDeleteAttTimer = std::make_unique<frmTimer>();
+    objDeleteAttTimer->setTimerListener([this] {
+        qbx::ComPtr<cMailInspector> self(this);
+        objDeleteAttTimer_Timer();
+    });
+    objDeleteAttTimer->TimerInterval(kRemovalDelayMilliseconds);
+    objDeleteAttTimer->TimerEnabled(true);
 }
 
 bool cMailInspector::fncSaveToLibrary(const qbx::Disp& attachment, const std::wstring& strFileName,
@@ -317,7 +332,7 @@ bool cMailInspector::fncSaveToLibrary(const qbx::Disp& attachment, const std::ws
     }
     bool blnUploaded = false;
     if (err.resume([&] { attachment.call(L"SaveAsFile", strTempPath); }))
-        blnUploaded = fncUploadFile(strTempPath, strTarget);
+        blnUploaded = fncUploadFile(strTempPath, fncUploadAddress(strTarget));
     subRemoveTempCopy(strTempPath);
     err.clear();
     return blnUploaded;
@@ -343,5 +358,8 @@ void cMailInspector::objDeleteAttTimer_Timer() {
     objDeleteAttTimer.reset();  // the timer fires once
     err.resume([&] { objAttToDelete.call(L"Delete"); });
     objAttToDelete.reset();
+    std::vector<qbx::Disp> colMoved = std::move(colMovedAttachments);
+    colMovedAttachments.clear();
+    for (const qbx::Disp& moved : colMoved) err.resume([&] { moved.call(L"Delete"); });
     err.clear();
 }

@@ -75,6 +75,8 @@ private:
     // When an attachment was last handled from AttachmentAdd (the zero date
     // at first, so the first event always qualifies).
     double datLastHandled = 0.0;
+    // Set once subHandleAttachment has got as far as saving the attachment.
+    bool blnSaveTried = false;
 
     // Saves the attachment into the library (errors ignored throughout);
     // true once the library has it.
@@ -83,13 +85,18 @@ private:
     // Writes the address, a blank and a line break at the cursor of the mail
     // text (errors ignored).
     void subInsertLink(const std::wstring& strTarget);
-    // True for an attachment this window has already settled: the one whose
-    // removal is pending, or one the user chose to keep by cancelling the
-    // chooser.
+    // True for an attachment this window has already settled: one in the
+    // library whose removal is pending, or one the user chose to keep by
+    // cancelling the chooser.
     bool fncIsSettled(const qbx::Disp& attachment) const;
+    // Starts the one-shot removal timer.
+    void subStartRemovalTimer();
 
     // Attachments the user kept on the mail by cancelling the chooser.
     std::vector<qbx::Disp> colKeptAttachments;
+    // Attachments moved by the walk whose removal Outlook refused; the timer
+    // removes them together with objAttToDelete.
+    std::vector<qbx::Disp> colMovedAttachments;
 
     qbx::Disp cmdSettings_;
     qbx::Disp ouiMailItem_;

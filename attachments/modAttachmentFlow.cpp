@@ -38,6 +38,28 @@ std::wstring fncDefaultTarget(const std::wstring& strLibrary, const std::wstring
     return fncHtmlEncode(fncRemoveTrailingSlash(strLibrary) + L"/" + strFileNameConverted);
 }
 
+std::wstring fncUploadAddress(const std::wstring& strTarget) {
+    static const wchar_t kHex[] = L"0123456789ABCDEF";
+    std::wstring result;
+    result.reserve(strTarget.size());
+    for (size_t i = 0; i < strTarget.size();) {
+        if (strTarget[i] < 0x80) {
+            result += strTarget[i++];
+            continue;
+        }
+        // A run of characters outside ASCII, so that surrogate pairs stay together.
+        size_t end = i;
+        while (end < strTarget.size() && strTarget[end] >= 0x80) ++end;
+        for (unsigned char byte : qbx::toUtf8(strTarget.substr(i, end - i))) {
+            result += L'%';
+            result += kHex[byte >> 4];
+            result += kHex[byte & 0x0F];
+        }
+        i = end;
+    }
+    return result;
+}
+
 std::wstring fncTempCopyPath(const std::wstring& strFileNameConverted) {
     const std::wstring strTemp = fncRemoveTrailingSlash(fncGetTempPath());
     if (strTemp.empty()) return {};

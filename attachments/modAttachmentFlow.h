@@ -16,10 +16,19 @@ void subSetFlowClock(std::function<double()> clock);
 // converted once more.
 std::wstring fncDefaultTarget(const std::wstring& strLibrary, const std::wstring& strFileNameConverted);
 
+// The address as the upload sends it: characters outside ASCII written as
+// the percent escapes of their UTF-8 bytes, everything else as it stands
+// (the entities and "%20" of the conversion included). A request object that
+// turned them into the system's code page would send "?" for what the code
+// page lacks, and the library would store the file under a name the link in
+// the mail does not have.
+std::wstring fncUploadAddress(const std::wstring& strTarget);
+
 // Where an attachment is saved before its upload: the temporary folder
 // without its trailing separator, "\", the next free file number and the
 // converted file name (C:\Temp\1report.pdf). Empty text when the temporary
-// folder can't be found (that failure is reported).
+// folder can't be found (that failure is reported); raises when no file
+// number is free.
 std::wstring fncTempCopyPath(const std::wstring& strFileNameConverted);
 
 // Deletes a temporary copy; a copy that is missing or can't be deleted is

@@ -1,0 +1,425 @@
+// The attachment flow in the emulated Outlook with the add-in connected as
+// Outlook connects it, against the SharePoint emulator: the default library
+// on every Outlook version, bursts and the 5-second rule, refused removals,
+// every way the server can fail, odd file names, the chooser, and a missing
+// safe inspector. Every session must end with nothing held on Outlook.
+#include <doctest/doctest.h>
+
+#include "attachments/cMailInspector.h"
+#include "attachments/modAttachmentFlow.h"
+#include "host/QBXOutlookConnect.h"
+#include "host/cOutlookReactions.h"
+#include "host/modGlobals.h"
+#include "settings/cPersonalSettings.h"
+#include "support/modErroHandling.h"
+#include "support/modOutlookCode.h"
+#include "testbed/outlook/emulator.h"
+#include "tests/attachments/test_chooser_util.h"
+#include "tests/attachments/test_flow_component.h"
+#include "tests/sharepoint/spemu_client.h"
+#include "tests/test_support.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+
+namespace {
+
+const std::wstring kLibA = L"sites/team/Shared Documents";
+const std::wstring kLibB = L"sites/team/Proposals";
+
+std::string readFile(const std::wstring& path) {
+    std::ifstream in(path.c_str(), std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+bool exists(const std::wstring& path) { return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+
+// The name a document gets in the library from the last segment of its
+// address: the blanks arrive as %20, entities stay as they are.
+std::wstring storedName(const std::wstring& target) {
+    return qbx::replaceAll(target.substr(target.find_last_of(L'/') + 1), L"%20", L" ");
+}
+
+// One Outlook session with the add-in, two libraries of the emulator in the
+// settings and the first always used; a compose window holding "Hello world"
+// with the cursor after "Hello ".
+class Flow {
+public:
+    explicit Flow(int version, bool refuseDelete = false) {
+        qbxtest::resetAddinState();
+        flowtest::subOfferSafeInspector();
+        subSetFlowClock([this] { return now; });
+        spemu::reset(L"?documents=1");
+        base = spemu::baseUrl();
+        emu::Knobs k;
+        k.version = version;
+        k.refuseDeleteInAttachmentAdd = refuseDelete;
+        ol = std::make_unique<emu::Outlook>(k);
+        REQUIRE(ol->connectAddin(addin.get()));
+        ol->fireStartup();
+        REQUIRE(objPersonalSettings);
+        useLibraries(base + kLibA + L"\r\n" + base + kLibB, base + kLibA, true);
+
+        wchar_t temp[MAX_PATH + 1] = {};
+        GetTempPathW(MAX_PATH + 1, temp);
+        tempFolder = temp;
+        files = tempFolder + L"qbx_flow_" + std::to_wstring(GetCurrentProcessId()) + L"\\";
+        CreateDirectoryW(files.c_str(), nullptr);
+        w = ol->openCompose();
+        ol->typeText(w, L"Hello world");
+        ol->moveCursor(w, 6);
+    }
+    ~Flow() {
+        subSetChooserAnswerHook({});
+        subSetFlowClock({});
+        flowtest::subOfferSafeInspector();
+        if (ol) end();
+        for (const auto& f : made) DeleteFileW(f.c_str());
+        RemoveDirectoryW(files.c_str());
+    }
+
+    void useLibraries(const std::wstring& list, const std::wstring& defaultSite, bool always) {
+        objPersonalSettings->DicList.FromString(list);
+        objPersonalSettings->strDefaultSite = defaultSite;
+        objPersonalSettings->blnAlwaysDefault = always;
+    }
+    // A file attached as the user does; its content is made from its name.
+    emu::Attachment* attach(const std::wstring& name) {
+        std::wstring path = files + name;
+        std::ofstream(path.c_str(), std::ios::binary) << content(name);
+        made.push_back(path);
+        return ol->attachFile(w, path);
+    }
+    static std::string content(const std::wstring& name) {
+        std::string c = "\x01\x02 binary\r\n\x00\xff " + qbx::toUtf8(name);
+        c.push_back('\0');
+        return c;
+    }
+    // What the library holds under that name (empty when nothing).
+    std::string inLibrary(const std::wstring& library, const std::wstring& name) const {
+        const char* root = std::getenv("QBX_SP_ROOT");
+        REQUIRE(root);
+        std::wstring path = L"Z:" + qbx::replaceAll(qbx::fromUtf8(root) + L"/" + library + L"/" + name, L"/", L"\\");
+        return readFile(path);
+    }
+    std::wstring link(const std::wstring& library, const std::wstring& lastSegment) const {
+        return qbx::replaceAll(base + library, L" ", L"%20") + L"/" + lastSegment;
+    }
+    std::wstring text() const { return ol->mailText(w); }
+    std::vector<std::wstring> attachments() const { return ol->attachmentNames(w); }
+    cMailInspector& wrapper() const {
+        REQUIRE(objOutlookReactions);
+        REQUIRE(objOutlookReactions->colInspectors.size() == 1);
+        return *objOutlookReactions->colInspectors.back().get();
+    }
+    long puts() const {
+        long n = 0;
+        for (const auto& r : spemu::requests()) n += r["method"].s == "PUT";
+        return n;
+    }
+    // Ends the session; nothing may be held on Outlook's objects afterwards.
+    void end() {
+        ol->shutdown();
+        addin.reset();
+        emu::References held = ol->references();
+        std::string holders;
+        for (const auto& h : held.holders) holders += qbxtest::narrow(h) + "; ";
+        CHECK_MESSAGE(held.total() == 0, holders);
+        ol.reset();
+    }
+
+    double now = 45000.5;  // the flow's clock, in days
+    std::wstring base, tempFolder, files;
+    std::vector<std::wstring> made;
+    std::unique_ptr<emu::Outlook> ol;
+    qbx::ComPtr<IDTExtensibility2> addin{new QBXOutlookConnect()};
+    emu::Inspector* w = nullptr;
+};
+
+constexpr double kSecond = 1.0 / 86400;
+
+}  // namespace
+
+TEST_CASE("the default library on Outlook 2000 to today: link at the cursor, attachment gone, same bytes in the library") {
+    for (int version : {9, 10, 11, 12, 16}) {
+        CAPTURE(version);
+        Flow f(version);
+        subSetFlowClock({});  // the system's clock: the first attachment of a session always qualifies
+        f.attach(L"report 1.txt");
+
+        const std::wstring link = f.link(kLibA, L"report%201.txt");
+        CHECK(f.text() == L"Hello " + link + L" \r\nworld");
+        CHECK(f.attachments().empty());
+        CHECK(f.inLibrary(kLibA, L"report 1.txt") == Flow::content(L"report 1.txt"));
+        CHECK(f.puts() == 1);
+
+        REQUIRE(f.ol->saveTargets().size() == 1);
+        const emu::SaveRecord& save = f.ol->saveTargets()[0];
+        CHECK(save.ok);
+        if (version == 10 || version == 11) {
+            // Outlook saves to the library itself; the temporary folder is not used.
+            CHECK(save.target == link);
+        } else {
+            // Never to the library address: a numbered copy in the temporary
+            // folder, gone once the upload has returned.
+            CHECK(save.target.rfind(f.tempFolder, 0) == 0);
+            CHECK(save.target.substr(save.target.size() - 14) == L"report%201.txt");
+            CHECK(save.target.find_first_not_of(L"0123456789", f.tempFolder.size()) ==
+                  save.target.size() - 14);
+            CHECK_FALSE(exists(save.target));
+        }
+        // The Assistant shows the work before Outlook 2007 only.
+        CHECK(f.ol->animations() == (version < 12 ? std::vector<long>{25} : std::vector<long>{}));
+        CHECK(f.ol->balloons().empty());
+
+        // The one-shot timer ends the pending removal.
+        CHECK(f.wrapper().pendingRemoval());
+        emu::Outlook::pumpMessages(700);
+        CHECK_FALSE(f.wrapper().pendingRemoval());
+        CHECK_FALSE(f.wrapper().objDeleteAttTimer);
+    }
+}
+
+TEST_CASE("bursts and the 5-second rule") {
+    SUBCASE("three files at once: each moved once, links in order, one timer") {
+        for (int version : {11, 12}) {
+            CAPTURE(version);
+            Flow f(version);
+            f.attach(L"a.txt");
+            f.attach(L"b.txt");
+            f.attach(L"c.txt");
+            CHECK(f.text() == L"Hello " + f.link(kLibA, L"a.txt") + L" \r\n" + f.link(kLibA, L"b.txt") + L" \r\n" +
+                                  f.link(kLibA, L"c.txt") + L" \r\nworld");
+            CHECK(f.attachments().empty());
+            CHECK(f.puts() == 3);
+            CHECK(f.ol->saveTargets().size() == 3);
+            for (const wchar_t* name : {L"a.txt", L"b.txt", L"c.txt"})
+                CHECK(f.inLibrary(kLibA, name) == Flow::content(name));
+        }
+    }
+    SUBCASE("3 seconds later the walk moves the second file, without a timer; 6 seconds later the event again") {
+        Flow f(12);
+        f.attach(L"first.txt");
+        emu::Outlook::pumpMessages(700);
+        REQUIRE_FALSE(f.wrapper().objDeleteAttTimer);
+        f.now += 3 * kSecond;
+        f.attach(L"second.txt");
+        CHECK(f.attachments().empty());
+        CHECK_FALSE(f.wrapper().objDeleteAttTimer);
+        CHECK(f.inLibrary(kLibA, L"second.txt") == Flow::content(L"second.txt"));
+        f.now += 6 * kSecond;
+        f.attach(L"third.txt");
+        CHECK(f.wrapper().objDeleteAttTimer);
+        CHECK(f.attachments().empty());
+        CHECK(f.puts() == 3);
+    }
+}
+
+TEST_CASE("Outlook refuses the removal inside its event: the timer removes it, nothing is moved twice") {
+    for (int version : {11, 12}) {  // with BeforeAttachmentSave after the add (HTML editor) and without (Word)
+        CAPTURE(version);
+        Flow f(version, true);
+        f.attach(L"a.txt");
+        CHECK(f.attachments() == std::vector<std::wstring>{L"a.txt"});
+        f.attach(L"b.txt");  // moved by the walk, its removal refused as well
+        f.attach(L"c.txt");
+        const std::wstring links =
+            f.link(kLibA, L"a.txt") + L" \r\n" + f.link(kLibA, L"b.txt") + L" \r\n" + f.link(kLibA, L"c.txt") + L" \r\n";
+        CHECK(f.text() == L"Hello " + links + L"world");
+        CHECK(f.attachments().size() == 3);
+        emu::Outlook::pumpMessages(700);
+        CHECK(f.attachments().empty());
+        CHECK(f.text() == L"Hello " + links + L"world");
+        CHECK(f.puts() == 3);
+        CHECK(f.ol->saveTargets().size() == 3);
+        CHECK_FALSE(f.wrapper().pendingRemoval());
+    }
+}
+
+TEST_CASE("nothing is lost: a library that does not take the file leaves mail and attachment as they were") {
+    struct Case {
+        const wchar_t* fault;  // emulator fault, or empty for a server that is down
+        bool uploadRaises;     // the request object raises on the way (12+ only)
+    } const cases[] = {{L"mode=401", false}, {L"mode=403", false}, {L"mode=404", false}, {L"mode=500", false},
+                       {L"mode=reset", true}, {L"", true}};
+    for (int version : {11, 12}) {
+        for (const Case& c : cases) {
+            CAPTURE(version);
+            CAPTURE(qbxtest::narrow(c.fault));
+            Flow f(version);
+            if (*c.fault) {
+                spemu::fault(c.fault);
+            } else {
+                const std::wstring down = L"http://127.0.0.1:1/sites/team/Shared Documents";
+                f.useLibraries(down + L"\r\n" + f.base + kLibB, down, true);
+            }
+            qbxtest::PromptRecorder prompts;
+            f.attach(L"kept.txt");
+            CHECK(f.attachments() == std::vector<std::wstring>{L"kept.txt"});
+            if (objOutlookReactions) CHECK_FALSE(f.wrapper().objDeleteAttTimer);  // no removal to come
+            CHECK(f.text() == L"Hello world");
+            CHECK(f.inLibrary(kLibA, L"kept.txt").empty());
+            for (const auto& save : f.ol->saveTargets()) {
+                CHECK(save.target.rfind(L"http", 0) == (version == 11 ? 0u : std::wstring::npos));
+                CHECK_FALSE(exists(save.target));  // no copy left in the temporary folder
+            }
+            // Only an upload that raised is reported (which stops the add-in);
+            // a refusal passes without a word, and Outlook's own save never speaks.
+            const bool reported = version >= 12 && c.uploadRaises;
+            REQUIRE(prompts.prompts().size() == (reported ? 1u : 0u));
+            if (reported) {
+                CHECK(prompts.prompts()[0].text.find(L"Uploading ") != std::wstring::npos);
+                CHECK(blnShuttingDown);
+            }
+        }
+    }
+}
+
+TEST_CASE("a reply of \"201 Created\": the upload counts it as failed, Outlook's own save as done") {
+    for (int version : {11, 12}) {
+        CAPTURE(version);
+        Flow f(version);
+        spemu::fault(L"mode=case");
+        f.attach(L"twice.txt");
+        // The library has the file either way; the upload keeps the attachment
+        // on the mail as well (a copy too many, nothing lost).
+        CHECK(f.inLibrary(kLibA, L"twice.txt") == Flow::content(L"twice.txt"));
+        if (version == 11) {
+            CHECK(f.attachments().empty());
+            CHECK(f.text() == L"Hello " + f.link(kLibA, L"twice.txt") + L" \r\nworld");
+        } else {
+            CHECK(f.attachments() == std::vector<std::wstring>{L"twice.txt"});
+            CHECK(f.text() == L"Hello world");
+        }
+    }
+}
+
+TEST_CASE("a list of one library does nothing, even when it is the default") {
+    Flow f(12);
+    f.useLibraries(f.base + kLibA, f.base + kLibA, true);
+    f.attach(L"stays.txt");
+    CHECK(f.attachments() == std::vector<std::wstring>{L"stays.txt"});
+    CHECK(f.text() == L"Hello world");
+    CHECK(f.ol->saveTargets().empty());
+    CHECK(f.puts() == 0);
+}
+
+TEST_CASE("odd file names: converted twice on the default library, and stored under what the address says") {
+    struct Case {
+        std::wstring name, lastSegment;
+    } const cases[] = {
+        {L"Q&A #1.txt", L"Q&amp;amp;A%201.txt"},
+        {L"say \"hi\".txt", L"say%20&amp;amp;quot;hi&amp;amp;quot;.txt"},
+        {L"Caf\u00e9 men\u00fc.txt", L"Caf&amp;eacute;%20men&amp;uuml;.txt"},
+        {L"\u03a9mega \u65e5\u672c.txt", L"\u03a9mega%20\u65e5\u672c.txt"},
+    };
+    for (int version : {11, 12}) {
+        for (const Case& c : cases) {
+            CAPTURE(version);
+            CAPTURE(qbxtest::narrow(c.name));
+            Flow f(version);
+            emu::Attachment* a = nullptr;
+            if (c.name.find(L'"') == std::wstring::npos) {
+                a = f.attach(c.name);
+            } else {
+                // No file on disk can carry a double quote, but a forwarded
+                // attachment can: the name is given after the add, and the
+                // event comes again.
+                f.useLibraries(f.base + kLibA, f.base + kLibA, true);
+                a = f.attach(L"plain.txt");
+                a->fileName = c.name;
+                f.useLibraries(f.base + kLibA + L"\r\n" + f.base + kLibB, f.base + kLibA, true);
+                f.wrapper().ouiMailItem_AttachmentAdd(a->var().toDisp());
+            }
+            CHECK(f.text() == L"Hello " + f.link(kLibA, c.lastSegment) + L" \r\nworld");
+            CHECK(f.attachments().empty());
+            CHECK(f.inLibrary(kLibA, storedName(c.lastSegment)) == std::string(a->bytes.begin(), a->bytes.end()));
+        }
+    }
+}
+
+TEST_CASE("the chooser: its address is used, the name converted once; Cancel keeps the attachment and asks no more") {
+    for (int version : {11, 12}) {
+        CAPTURE(version);
+        Flow f(version);
+        SUBCASE("the switch off") { f.useLibraries(f.base + kLibA + L"\r\n" + f.base + kLibB, f.base + kLibA, false); }
+        SUBCASE("no default") { f.useLibraries(f.base + kLibA + L"\r\n" + f.base + kLibB, L"", true); }
+        std::vector<std::wstring> asked;
+        std::wstring answer = f.link(kLibB, L"Q&amp;A%201.txt");
+        subSetChooserAnswerHook([&](const std::wstring& name) {
+            asked.push_back(name);
+            return answer;
+        });
+        f.attach(L"Q&A #1.txt");
+        CHECK(asked == std::vector<std::wstring>{L"Q&amp;A%201.txt"});
+        CHECK(f.text() == L"Hello " + answer + L" \r\nworld");
+        CHECK(f.attachments().empty());
+        CHECK_FALSE(f.inLibrary(kLibB, L"Q&amp;A 1.txt").empty());
+
+        answer.clear();  // Cancel
+        f.now += 10 * kSecond;
+        f.attach(L"keep me.txt");
+        f.now += 10 * kSecond;
+        f.attach(L"and me.txt");  // the first one kept is not asked about again
+        std::wstring all;
+        for (const auto& a : asked) all += a + L"|";
+        CHECK(qbxtest::narrow(all) == "Q&amp;A%201.txt|keep%20me.txt|and%20me.txt|");
+        CHECK(f.attachments() == std::vector<std::wstring>{L"keep me.txt", L"and me.txt"});
+        CHECK(f.text() == L"Hello " + f.link(kLibB, L"Q&amp;A%201.txt") + L" \r\nworld");
+        CHECK(f.ol->saveTargets().size() == 1);
+    }
+}
+
+TEST_CASE("the chooser dialog itself: the second library picked and OK") {
+    Flow f(12);
+    f.useLibraries(f.base + kLibA + L"\r\n" + f.base + kLibB, f.base + kLibA, false);
+    bool shown = false;
+    subSetChooserOpenedHook([&](frmChooseSite& form) {
+        shown = true;
+        SetTimer(form.hWnd(), 0x5AFE, 5000, &choosertest::subSafetyTimer);
+        choosertest::selectEntry(form, 1);
+        choosertest::click(form, IDOK, true);
+    });
+    choosertest::safetyFired = false;
+    f.attach(L"plan.txt");
+    subSetChooserOpenedHook({});
+    CHECK(shown);
+    CHECK_FALSE(choosertest::safetyFired);
+    CHECK(f.text() == L"Hello " + f.link(kLibB, L"plan.txt") + L" \r\nworld");
+    CHECK(f.inLibrary(kLibB, L"plan.txt") == Flow::content(L"plan.txt"));
+    CHECK(f.attachments().empty());
+}
+
+TEST_CASE("without the safe inspector: reported once; an object that runs on writes no link but still removes") {
+    Flow f(12);
+    REQUIRE(fncOutlookVersion() == 12);  // read once and kept
+    f.ol->close(f.w);
+    qbx::setCreateHook([](const wchar_t* progId, IDispatch** out) -> HRESULT {
+        if (qbx::textEquals(progId, kSafeInspectorProgId)) return REGDB_E_CLASSNOTREG;
+        return qbx::createByProgId(progId, out);
+    });
+    qbxtest::PromptRecorder prompts;
+    f.w = f.ol->openCompose();
+    REQUIRE(prompts.prompts().size() == 1);
+    CHECK(prompts.prompts()[0].text.find(L"Class_Initialize") != std::wstring::npos);
+    CHECK(prompts.prompts()[0].text.find(L"Creating the safe inspector object") != std::wstring::npos);
+    // The report stops the add-in: the window has no object, its files stay.
+    CHECK_FALSE(objOutlookReactions);
+    f.attach(L"stays.txt");
+    CHECK(f.attachments() == std::vector<std::wstring>{L"stays.txt"});
+
+    // An object that outlives the report.
+    auto inspector = qbx::makeObject<cMailInspector>();
+    CHECK_FALSE(inspector->hasSafeInspector());
+    inspector->setOuiMailItem(qbx::Disp(f.w->item->disp()));
+    inspector->setOuiMyInspector(qbx::Disp(f.w->disp()));
+    f.attach(L"moved.txt");
+    CHECK(f.attachments().empty());
+    CHECK(f.inLibrary(kLibA, L"moved.txt") == Flow::content(L"moved.txt"));
+    CHECK(f.inLibrary(kLibA, L"stays.txt") == Flow::content(L"stays.txt"));  // the walk took it too
+    CHECK(f.text().empty());
+    CHECK(prompts.prompts().size() == 1);
+    inspector->ouiMyInspector_Close();
+    inspector.reset();
+}
