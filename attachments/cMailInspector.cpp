@@ -264,14 +264,17 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
             strTarget = fncDefaultTarget(strDefaultSite, strFileName);
         } else {
             strTarget = fncChooseSite(strFileName);
-            if (strTarget.empty()) {
-                // Cancel: the attachment stays, and this window does not ask
-                // about it again.
+            // Cancel, or OK before a library was picked (the chooser then
+            // gives the bare file name back): the attachment stays, and this
+            // window does not ask about it again.
+            if (strTarget.empty() || !fncIsAbsoluteAddress(strTarget)) {
                 if (!blnShuttingDown) colKeptAttachments.push_back(attachment);
                 return;
             }
         }
-        if (strTarget.empty()) return;
+        // 7. Nothing is saved to a target that is no address at all, so
+        //    nothing can land in Outlook's working folder instead of a library.
+        if (strTarget.empty() || !fncIsAbsoluteAddress(strTarget)) return;
 
         // 8.
         if (fncOutlookVersion() < 12) subAssistantWorking(ouaOutlook);

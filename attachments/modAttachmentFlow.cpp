@@ -6,6 +6,8 @@
 
 #include <windows.h>
 
+#include <cwctype>
+
 namespace {
 
 std::function<double()>& flowClock() {
@@ -36,6 +38,15 @@ std::wstring fncDefaultTarget(const std::wstring& strLibrary, const std::wstring
     // its ampersand converted again, as every link made on the default
     // library always had.
     return fncHtmlEncode(fncRemoveTrailingSlash(strLibrary) + L"/" + strFileNameConverted);
+}
+
+bool fncIsAbsoluteAddress(const std::wstring& strAddress) {
+    if (strAddress.rfind(L"\\\\", 0) == 0) return true;
+    const size_t colon = strAddress.find(L"://");
+    if (colon == 0 || colon == std::wstring::npos) return false;
+    for (size_t i = 0; i < colon; ++i)
+        if (!iswalpha(strAddress[i])) return false;
+    return true;
 }
 
 std::wstring fncUploadAddress(const std::wstring& strTarget) {

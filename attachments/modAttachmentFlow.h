@@ -16,6 +16,10 @@ void subSetFlowClock(std::function<double()> clock);
 // converted once more.
 std::wstring fncDefaultTarget(const std::wstring& strLibrary, const std::wstring& strFileNameConverted);
 
+// True for an absolute address: a scheme followed by "://" (http://...) or a
+// network path (\\server\share).
+bool fncIsAbsoluteAddress(const std::wstring& strAddress);
+
 // The address as the upload sends it: characters outside ASCII written as
 // the percent escapes of their UTF-8 bytes, everything else as it stands
 // (the entities and "%20" of the conversion included). A request object that

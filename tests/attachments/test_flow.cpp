@@ -368,6 +368,15 @@ TEST_CASE("the chooser: its address is used, the name converted once; Cancel kee
         CHECK(f.attachments() == std::vector<std::wstring>{L"keep me.txt", L"and me.txt"});
         CHECK(f.text() == L"Hello " + f.link(kLibB, L"Q&amp;A%201.txt") + L" \r\nworld");
         CHECK(f.ol->saveTargets().size() == 1);
+
+        // OK before a library was picked gives the bare name back: not an
+        // address, so nothing is saved anywhere.
+        answer = L"late.txt";
+        f.now += 10 * kSecond;
+        f.attach(L"late.txt");
+        CHECK(f.attachments().size() == 3);
+        CHECK(f.ol->saveTargets().size() == 1);
+        CHECK(asked.size() == 4);
     }
 }
 
