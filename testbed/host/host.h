@@ -43,6 +43,9 @@ public:
     int answerPrompt(int kind, const std::wstring& text, const std::wstring& title, unsigned style,
                      const std::wstring& defaultText, std::wstring& answerText);
     long answerBalloon(const emu::Balloon& b);
+    // Answers the add-in's library chooser once it has loaded (through the
+    // host's export QbxChooserOpened): the next queued choice, else Cancel.
+    void answerChooser(HWND dialog);
 
 private:
     using Words = std::vector<std::wstring>;
@@ -59,6 +62,8 @@ private:
     void showWindow(emu::Inspector* w);
     void summary();
     void printLibraries();
+    void seedSettings(const Words& w);
+    void queueChoice(const Words& w);
     void need(const Words& w, size_t n);
     void offerOutlookClass();
     void withdrawOutlookClass();
@@ -69,6 +74,16 @@ private:
     bool quit_ = false;
     emu::Inspector* current_ = nullptr;
     std::deque<Answer> answers_;
+    // A queued answer to the library chooser: "ok" (list entry `entry`, 1 =
+    // first; 0 keeps the selection; `flag` ticks Default), "new" (the typed
+    // library `url`; `flag` ticks Add) or "cancel".
+    struct Choice {
+        std::wstring action, url;
+        long entry = 0;
+        bool flag = false;
+    };
+    std::deque<Choice> choices_;
+    long choosers_ = 0;
     long prompts_ = 0;
     long failures_ = 0;
     emu::References afterShutdown_;

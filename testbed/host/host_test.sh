@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The host program end to end under Wine: registers the add-in DLL with
 # regsvr32 (machine-wide, as Wine needs), plays the check scenarios with
-# qbxhost.exe, and unregisters the DLL whatever happens.
+# qbxhost.exe, and unregisters the DLL whatever happens. The attachment flow
+# scenarios need the SharePoint emulator (QBX_SP_URL, tests/with_spemu.sh).
 #   host_test.sh DLL QBXHOST SCENARIO_DIR
 set -u
 dll=$(winepath -w "$1" 2>/dev/null)
@@ -10,8 +11,13 @@ scenarios=$3
 work=$(mktemp -d "${TMPDIR:-/tmp}/qbx-host.XXXXXX")
 trap 'wine regsvr32 /u /s "$dll" >/dev/null 2>&1; rm -rf "$work"' EXIT
 wine regsvr32 /s "$dll" || { echo "FAILED: regsvr32 $dll"; exit 1; }
+mkdir -p "$work/files"
+for name in one.txt "Q&A #2.txt" three.txt; do
+  printf 'The file %s.\r\n' "$name" >"$work/files/$name"
+done
+export QBX_FLOW_FILES="$work/files"
 rc=0
-for name in check-outlook2003 check-outlook2007; do
+for name in check-outlook2003 check-outlook2007 check-flow-2003 check-flow-2007; do
   echo "=== $name"
   wine "$host" --mailbox "$work/$name.mailbox" "$scenarios/$name.txt" || rc=1
 done

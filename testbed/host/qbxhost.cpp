@@ -11,6 +11,8 @@
 // The scenario language is described in testbed/README.md.
 #include "testbed/host/host.h"
 
+#include "attachments/dialogs.h"
+
 #include <winhttp.h>
 
 #include <algorithm>
@@ -182,8 +184,8 @@ private:
     size_t i_ = 0;
 };
 
-// GET of a loopback URL; empty on any failure.
-std::string httpGet(const std::wstring& url) {
+// A request to a loopback URL; the reply's body, empty on any failure.
+std::string httpRequest(const wchar_t* method, const std::wstring& url) {
     URL_COMPONENTS parts{};
     parts.dwStructSize = sizeof parts;
     wchar_t host[256] = {}, path[2048] = {};
@@ -195,7 +197,7 @@ std::string httpGet(const std::wstring& url) {
     std::string body;
     HINTERNET s = WinHttpOpen(L"qbxhost", WINHTTP_ACCESS_TYPE_NO_PROXY, WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0);
     HINTERNET c = s ? WinHttpConnect(s, host, parts.nPort, 0) : nullptr;
-    HINTERNET r = c ? WinHttpOpenRequest(c, L"GET", path, nullptr, WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES, 0) : nullptr;
+    HINTERNET r = c ? WinHttpOpenRequest(c, method, path, nullptr, WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES, 0) : nullptr;
     if (r && WinHttpSendRequest(r, WINHTTP_NO_ADDITIONAL_HEADERS, 0, WINHTTP_NO_REQUEST_DATA, 0, 0, 0) &&
         WinHttpReceiveResponse(r, nullptr)) {
         for (;;) {
@@ -572,6 +574,23 @@ void Host::expect(const Words& w) {
         for (const auto& s : ol.saveTargets())
             if (s.target.size() >= w[2].size() && qbx::textEquals(s.target.substr(0, w[2].size()), w[2])) ++n;
         check(n == _wtol(w[3].c_str()), L"SaveAsFile targets under " + w[2] + L": " + w[3] + L" (there are " + std::to_wstring(n) + L")");
+    } else if (what == L"document") {  // expect document LIBRARY NAME [absent]
+        need(w, 3);
+        const bool wanted = !(w.size() > 4 && w[4] == L"absent");
+        bool found = false;
+        std::wstring base = env(L"QBX_SP_URL");
+        try {
+            Json j = JsonReader(qbx::fromUtf8(httpRequest(L"GET", qbx::withoutTrailingSlash(base) + L"/_emu/documents"))).read();
+            for (const Json& lib : j[L"libraries"].items)
+                if (qbx::textEquals(qbx::withoutTrailingSlash(lib[L"url"].s), L"/" + qbx::withoutTrailingSlash(w[2])))
+                    for (const Json& doc : lib[L"documents"].items) found = found || doc[L"name"].s == w[3];
+        } catch (...) {
+        }
+        check(found == wanted, L"library " + w[2] + (wanted ? L" holds " : L" does not hold ") + quoted(w[3]));
+    } else if (what == L"choosers") {
+        need(w, 2);
+        check(choosers_ == _wtol(w[2].c_str()),
+              L"choosers shown: " + w[2] + L" (there were " + std::to_wstring(choosers_) + L")");
     } else if (what == L"outlook-by-progid") {
         // Creating "Outlook.Application" attaches to this Outlook, as the add-in's start-up helper expects.
         CLSID clsid;
@@ -642,6 +661,19 @@ void Host::step(const Words& w, int lineNumber) {
         if (!p) p = it->properties->add(w[3], t->second);
         p->assign(qbx::Variant(w.size() > 5 ? w[5] : std::wstring()));
         it->save();
+    } else if (c == L"settings") {  // settings DEFAULT on|off LIBRARY...: the user's settings item
+        seedSettings(w);
+    } else if (c == L"choose") {  // choose ok [N] [default] | new URL [add] | cancel
+        queueChoice(w);
+    } else if (c == L"server-fault" || c == L"server-reset") {
+        // server-fault QUERY: a fault of the SharePoint emulator; server-reset:
+        // no faults, an empty log and empty libraries.
+        if (c == L"server-fault") need(w, 1);
+        std::wstring base = env(L"QBX_SP_URL");
+        if (base.empty()) qbx::raise(5, L"no SharePoint emulator (QBX_SP_URL is not set)");
+        std::wstring call = c == L"server-fault" ? L"/_emu/fault?" + w[1] : std::wstring(L"/_emu/reset?documents=1");
+        if (httpRequest(L"POST", qbx::withoutTrailingSlash(base) + call).find("\"ok\"") == std::string::npos)
+            qbx::raise(5, L"the SharePoint emulator refused " + quoted(call));
     } else if (c == L"start") {
         start();
     } else if (c == L"quit") {
@@ -771,6 +803,115 @@ int Host::run() {
     return failures_ ? 1 : 0;
 }
 
+void Host::seedSettings(const Words& w) {
+    // The settings item as the add-in stores it: folder "QBXSettings" under
+    // the Inbox, post "Quillbox Settings", the libraries joined by CR LF.
+    if (started_) qbx::raise(5, L"\"settings\" comes before \"start\": the add-in reads them at start-up");
+    need(w, 3);
+    emu::Folder* inbox = folderAt(L"Inbox");
+    emu::Folder* folder = inbox->folders->find(L"QBXSettings");
+    if (!folder) folder = inbox->folders->add(L"QBXSettings", 6);
+    emu::Item* it = postIn(folder, L"Quillbox Settings");
+    if (!it) {
+        it = model().make<emu::Item>(emu::ItemKind::Post, L"IPM.Post", folder);
+        it->subject = L"Quillbox Settings";
+    }
+    std::wstring sites;
+    for (size_t i = 3; i < w.size(); ++i) sites += (i > 3 ? L"\r\n" : L"") + w[i];
+    auto set = [&](const wchar_t* name, long type, const qbx::Variant& value) {
+        emu::UserProperty* p = it->properties->find(name);
+        if (!p) p = it->properties->add(name, type);
+        p->assign(value);
+    };
+    set(L"strSites", 1, qbx::Variant(sites));
+    set(L"strDefaultSite", 1, qbx::Variant(w[1]));
+    set(L"blnAlwaysDefault", 6, qbx::Variant(qbx::textEquals(w[2], L"on") || qbx::textEquals(w[2], L"true")));
+    it->save();
+    say(L"  settings: " + std::to_wstring(w.size() - 3) + L" librar" + (w.size() == 4 ? L"y" : L"ies") +
+        L", default " + (w[1].empty() ? std::wstring(L"none") : quoted(w[1])) + L", always the default: " +
+        (qbx::textEquals(w[2], L"on") || qbx::textEquals(w[2], L"true") ? L"yes" : L"no"));
+}
+
+void Host::queueChoice(const Words& w) {
+    need(w, 1);
+    Choice c;
+    c.action = qbx::toLower(w[1]);
+    if (c.action == L"ok") {
+        for (size_t i = 2; i < w.size(); ++i) {
+            if (qbx::textEquals(w[i], L"default")) c.flag = true;
+            else c.entry = _wtol(w[i].c_str());
+        }
+    } else if (c.action == L"new") {
+        need(w, 2);
+        c.url = w[2];
+        c.flag = w.size() > 3 && qbx::textEquals(w[3], L"add");
+    } else if (c.action != L"cancel") {
+        qbx::raise(5, L"choose ok [N] [default] | new URL [add] | cancel");
+    }
+    choices_.push_back(c);
+}
+
+void Host::answerChooser(HWND dialog) {
+    ++choosers_;
+    auto text = [&](int id) {
+        wchar_t buf[2048] = {};
+        GetWindowTextW(GetDlgItem(dialog, id), buf, 2048);
+        return std::wstring(buf);
+    };
+    auto command = [&](int id, WORD code) {
+        SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(id, code), reinterpret_cast<LPARAM>(GetDlgItem(dialog, id)));
+    };
+    Choice c;
+    if (!choices_.empty()) {
+        c = choices_.front();
+        choices_.pop_front();
+    } else {
+        c.action = L"cancel";
+    }
+    wchar_t caption[256] = {};
+    GetWindowTextW(dialog, caption, 256);
+    HWND list = GetDlgItem(dialog, IDC_LSTSITES);
+    std::wstring entries;
+    const LRESULT count = SendMessageW(list, LB_GETCOUNT, 0, 0);
+    for (LRESULT i = 0; i < count; ++i) {
+        wchar_t entry[2048] = {};
+        if (SendMessageW(list, LB_GETTEXTLEN, static_cast<WPARAM>(i), 0) < 2048)
+            SendMessageW(list, LB_GETTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(entry));
+        entries += L"\n    " + std::to_wstring(i + 1) + L". " + entry +
+                   (SendMessageW(list, LB_GETCURSEL, 0, 0) == i ? L" (selected)" : L"");
+    }
+    say(L"  chooser " + quoted(caption) + L" for " + quoted(text(IDC_TXTFILENAME)) + L", libraries:" + entries);
+
+    int button = IDCANCEL;
+    std::wstring shown = L"Cancel";
+    if (c.action == L"ok") {
+        if (c.entry > 0) {
+            SendMessageW(list, LB_SETCURSEL, static_cast<WPARAM>(c.entry - 1), 0);
+            command(IDC_LSTSITES, LBN_SELCHANGE);
+        }
+        if (c.flag) {
+            SendMessageW(GetDlgItem(dialog, IDC_CHKDEFAULT), BM_SETCHECK, BST_CHECKED, 0);
+            command(IDC_CHKDEFAULT, BN_CLICKED);
+        }
+        button = IDOK;
+        shown = L"OK" + (c.entry > 0 ? L" on entry " + std::to_wstring(c.entry) : std::wstring()) +
+                (c.flag ? L", Default ticked" : L"");
+    } else if (c.action == L"new") {
+        SendMessageW(GetDlgItem(dialog, IDC_OPTNEW), BM_SETCHECK, BST_CHECKED, 0);
+        command(IDC_OPTNEW, BN_CLICKED);
+        SetWindowTextW(GetDlgItem(dialog, IDC_TXTNEWSITE), c.url.c_str());
+        if (c.flag) {
+            SendMessageW(GetDlgItem(dialog, IDC_CHKADD), BM_SETCHECK, BST_CHECKED, 0);
+            command(IDC_CHKADD, BN_CLICKED);
+        }
+        button = IDOK;
+        shown = L"OK on the typed library " + quoted(c.url) + (c.flag ? L", Add ticked" : L"");
+    }
+    say(L"    -> " + shown + (button == IDOK ? L", address " + quoted(text(IDC_LBLRESULT)) : std::wstring()));
+    // The dialog's own loop handles the click once it runs.
+    PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(dialog, button)));
+}
+
 void Host::summary() {
     emu::Outlook& ol = model();
     say(L"");
@@ -786,7 +927,8 @@ void Host::summary() {
     auto windows = ol.openWindows();
     say(L"Open windows: " + std::to_wstring(windows.size()));
     for (emu::Inspector* w : windows) showWindow(w);
-    say(L"Prompts shown: " + std::to_wstring(prompts_) + L", Assistant balloons: " + std::to_wstring(ol.balloons().size()));
+    say(L"Prompts shown: " + std::to_wstring(prompts_) + L", Assistant balloons: " + std::to_wstring(ol.balloons().size()) +
+        L", library choosers: " + std::to_wstring(choosers_));
     say(L"Attachment.SaveAsFile calls: " + std::to_wstring(ol.saveTargets().size()));
     for (const auto& s : ol.saveTargets())
         say(L"  " + s.target + (s.ok ? L"  (saved)" : L"  (failed: " + s.error + L")"));
@@ -802,7 +944,7 @@ void Host::printLibraries() {
         say(L"Libraries: no SharePoint emulator (QBX_SP_URL is not set)");
         return;
     }
-    std::string body = httpGet(qbx::withoutTrailingSlash(base) + L"/_emu/documents");
+    std::string body = httpRequest(L"GET", qbx::withoutTrailingSlash(base) + L"/_emu/documents");
     try {
         std::wstring text = qbx::fromUtf8(body);
         Json j = JsonReader(text).read();
@@ -838,6 +980,15 @@ extern "C" __declspec(dllexport) int __stdcall QbxAnswerPrompt(int kind, const w
         answerText[n] = L'\0';
     }
     return button;
+}
+
+// The add-in's library chooser comes here once loaded (see attachments/frmChooseSite.h).
+extern "C" __declspec(dllexport) void __stdcall QbxChooserOpened(HWND dialog) {
+    if (qbxhost::activeHost) {
+        qbxhost::activeHost->answerChooser(dialog);
+    } else {
+        PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+    }
 }
 
 namespace {
