@@ -11,25 +11,10 @@ namespace {
 std::atomic<long> serverLocks{0};
 
 // One factory per creatable class.
-class ClassFactory final : public IClassFactory {
+class ClassFactory final : public qbx::Unknown<IClassFactory> {
 public:
     explicit ClassFactory(const CLSID& clsid) : clsid_(clsid) {}
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        if (!out) return E_POINTER;
-        if (iid == IID_IUnknown || iid == IID_IClassFactory) {
-            *out = static_cast<IClassFactory*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG n = --refs_;
-        if (!n) delete this;
-        return n;
-    }
+    bool answers(REFIID iid) const override { return iid == IID_IClassFactory; }
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
         if (!out) return E_POINTER;
         *out = nullptr;
@@ -52,7 +37,6 @@ public:
 
 private:
     CLSID clsid_;
-    std::atomic<ULONG> refs_{0};
 };
 
 }  // namespace

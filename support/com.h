@@ -15,6 +15,7 @@
 #include <oleauto.h>
 #include <ocidl.h>
 
+#include <atomic>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -114,6 +115,39 @@ public:
 
 private:
     T* p_ = nullptr;
+};
+
+// IUnknown for a class that implements one COM interface I: the reference
+// count (the object deletes itself when it drops to zero) and QueryInterface
+// answering IUnknown and the IDs the class names in answers().
+template <class I>
+class Unknown : public I {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        if (!out) return E_POINTER;
+        if (iid == IID_IUnknown || answers(iid)) {
+            *out = static_cast<I*>(this);
+            this->AddRef();
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        ULONG n = --refs_;
+        if (n == 0) delete this;
+        return n;
+    }
+
+protected:
+    Unknown() = default;
+    virtual ~Unknown() = default;
+    // The interface IDs the object answers besides IUnknown.
+    virtual bool answers(REFIID iid) const = 0;
+
+private:
+    std::atomic<ULONG> refs_{0};
 };
 
 // COM identity: true when both pointers reach the same object.

@@ -62,24 +62,10 @@ void Args::setRef(size_t i, const Variant& value) const {
 namespace {
 
 // Just enough type information for TypeName() to name the object.
-class NameOnlyTypeInfo final : public ITypeInfo {
+class NameOnlyTypeInfo final : public Unknown<ITypeInfo> {
 public:
     explicit NameOnlyTypeInfo(std::wstring name) : name_(std::move(name)) {}
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        if (iid == IID_IUnknown || iid == IID_ITypeInfo) {
-            *out = static_cast<ITypeInfo*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG n = --refs_;
-        if (!n) delete this;
-        return n;
-    }
+    bool answers(REFIID iid) const override { return iid == IID_ITypeInfo; }
     HRESULT STDMETHODCALLTYPE GetDocumentation(MEMBERID id, BSTR* name, BSTR* doc, DWORD* ctx, BSTR* help) override {
         if (id != MEMBERID_NIL) return TYPE_E_ELEMENTNOTFOUND;
         if (name) *name = SysAllocString(name_.c_str());
@@ -111,27 +97,12 @@ public:
 
 private:
     std::wstring name_;
-    std::atomic<ULONG> refs_{1};
 };
 
-class VariantEnum final : public IEnumVARIANT {
+class VariantEnum final : public Unknown<IEnumVARIANT> {
 public:
     explicit VariantEnum(std::vector<Variant> items) : items_(std::move(items)) {}
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        if (iid == IID_IUnknown || iid == IID_IEnumVARIANT) {
-            *out = static_cast<IEnumVARIANT*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG n = --refs_;
-        if (!n) delete this;
-        return n;
-    }
+    bool answers(REFIID iid) const override { return iid == IID_IEnumVARIANT; }
     HRESULT STDMETHODCALLTYPE Next(ULONG n, VARIANT* out, ULONG* got) override {
         ULONG k = 0;
         for (; k < n && pos_ < items_.size(); ++k, ++pos_) {
@@ -154,22 +125,21 @@ public:
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE Clone(IEnumVARIANT** out) override {
-        auto* c = new VariantEnum(items_);
+        ComPtr<VariantEnum> c(new VariantEnum(items_));
         c->pos_ = pos_;
-        *out = c;
+        *out = c.detach();
         return S_OK;
     }
 
 private:
     std::vector<Variant> items_;
     size_t pos_ = 0;
-    std::atomic<ULONG> refs_{1};
 };
 
 }  // namespace
 
 ComPtr<IEnumVARIANT> makeVariantEnum(std::vector<Variant> items) {
-    return ComPtr<IEnumVARIANT>::attach(new VariantEnum(std::move(items)));
+    return ComPtr<IEnumVARIANT>(new VariantEnum(std::move(items)));
 }
 
 void fillExcepInfo(EXCEPINFO* info, const Error& e, const std::wstring& source) {
@@ -185,7 +155,7 @@ void fillExcepInfo(EXCEPINFO* info, const Error& e, const std::wstring& source) 
 
 HRESULT nameOnlyTypeInfo(const std::wstring& name, ITypeInfo** out) {
     if (!out) return E_POINTER;
-    *out = new NameOnlyTypeInfo(name);
+    *out = ComPtr<ITypeInfo>(new NameOnlyTypeInfo(name)).detach();
     return S_OK;
 }
 

@@ -28,27 +28,13 @@ void EventArgs::setBool(size_t i, bool b) const {
     }
 }
 
-class EventConnection::Sink final : public IDispatch {
+class EventConnection::Sink final : public Unknown<IDispatch> {
 public:
     Sink(const IID& iid, EventHandlers handlers) : iid_(iid), handlers_(std::move(handlers)) {}
     void detach() { handlers_.clear(); }
+    // A connection point asks for its event interface; callers use IDispatch.
+    bool answers(REFIID iid) const override { return iid == IID_IDispatch || iid == iid_; }
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        if (!out) return E_POINTER;
-        if (iid == IID_IUnknown || iid == IID_IDispatch || iid == iid_) {
-            *out = static_cast<IDispatch*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG n = --refs_;
-        if (!n) delete this;
-        return n;
-    }
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* n) override {
         if (n) *n = 0;
         return S_OK;
@@ -79,7 +65,6 @@ public:
 private:
     IID iid_;
     EventHandlers handlers_;
-    std::atomic<ULONG> refs_{0};
 };
 
 EventConnection::EventConnection(EventConnection&& o) noexcept
