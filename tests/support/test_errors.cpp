@@ -6,6 +6,7 @@
 #include "host/modGlobals.h"
 #include "support/dispatch_object.h"
 #include "support/modErroHandling.h"
+#include "support/modOutlookCode.h"
 #include "support/phrases.h"
 #include "tests/test_support.h"
 
@@ -60,6 +61,7 @@ class FakeOutlook final : public qbx::DispatchObject {
 public:
     FakeOutlook() : DispatchObject(L"_Application") {
         property(L"Version", [](Args&) { return Variant(L"11.0.0.5510"); });
+        method(L"GetNamespace", [this](Args&) { return Variant(static_cast<IDispatch*>(this)); });
         method(L"CreateItem", [this](Args& a) {
             createdType = a.i32(0);
             mail = qbx::makeObject<FakeMail>();
@@ -231,4 +233,38 @@ TEST_CASE_FIXTURE(ErrorFixture, "the debug log is off by default and writes noth
     CHECK(line.starts_with("Quillbox\t"));
     CHECK(line.ends_with("\tOpening settings form\r\n"));
     CHECK(std::count(line.begin(), line.end(), '\n') == 1);
+}
+
+TEST_CASE_FIXTURE(ErrorFixture, "Outlook is looked for by its versioned names first, and a clear message follows when none answers") {
+    std::vector<std::wstring> tried;
+    qbx::setCreateHook([&](const wchar_t* progId, IDispatch** out) {
+        tried.push_back(progId);
+        *out = nullptr;
+        return REGDB_E_CLASSNOTREG;
+    });
+    qbxtest::PromptRecorder prompts(IDOK);
+    CHECK_FALSE(fncStartOutlook());
+    qbx::setCreateHook(nullptr);
+    CHECK(tried == std::vector<std::wstring>{L"Outlook.Application.12", L"Outlook.Application.11",
+                                             L"Outlook.Application.10", L"Outlook.Application.9",
+                                             L"Outlook.Application"});
+    REQUIRE(prompts.prompts().size() == 1);
+    CHECK(prompts.prompts()[0].text == L"Please start Outlook manually before you execute this application!");
+    CHECK(prompts.prompts()[0].title == L"Quillbox");
+    CHECK(!ouaOutlook);
+
+    // The first name that answers (and offers its MAPI namespace) is kept.
+    auto outlook = qbx::makeObject<FakeOutlook>();
+    tried.clear();
+    qbx::setCreateHook([&](const wchar_t* progId, IDispatch** out) {
+        tried.push_back(progId);
+        if (std::wstring(progId) != L"Outlook.Application.10") return REGDB_E_CLASSNOTREG;
+        *out = qbx::ComPtr<IDispatch>(outlook.get()).detach();
+        return S_OK;
+    });
+    CHECK(fncStartOutlook());
+    qbx::setCreateHook(nullptr);
+    CHECK(tried.size() == 3);
+    CHECK(ouaOutlook.sameAs(qbx::Disp(outlook.get())));
+    ouaOutlook.reset();
 }
