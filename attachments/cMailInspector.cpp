@@ -51,8 +51,8 @@ cMailInspector::cMailInspector() : DispatchObject(L"cMailInspector") {
     });
 
     // Class_Initialize: the editor helper is an outside component, created
-    // by its name. Without it the window still gets its object; the links
-    // then can't be written (see subInsertLink).
+    // by its name. A missing one is reported like any failure; an object that
+    // runs on without it writes no links (see subInsertLink).
     subSetAction(L"Creating the safe inspector object");
     qbx::guarded(L"Class_Initialize", [&] { objSafeInspector = qbx::Disp::create(kSafeInspectorProgId); });
 }
@@ -346,6 +346,7 @@ void cMailInspector::subInsertLink(const std::wstring& strTarget) {
     // removed even when the text can't be written (without the safe
     // inspector, above all).
     qbx::Err err;
+    if (!ouiMyInspector_) err.resume([&] { setOuiMyInspector(ouiMailItem_.getObj(L"GetInspector")); });
     err.resume([&] { objSafeInspector.putRef(L"Item", ouiMyInspector_); });
     err.resume([&] { ouiMyInspector_.call(L"Activate"); });
     err.resume([&] { objSafeInspector.call(L"InsertText", strTarget + L" " + L"\r\n"); });
