@@ -189,6 +189,7 @@ qbx::Disp fncGetListsFromSite(const std::wstring& strSiteUrl) {
     // The children in order, from sibling to sibling (reaching them by index
     // costs time in proportion to the index on some platforms).
     NodeMember getAttribute(L"getAttribute"), nextSibling(L"nextSibling");
+    NodeMember exists(L"Exists"), add(L"Add");
     err.resume([&] { objList = objLists.getObj(L"firstChild"); });
     for (; objList; objList = fncNextSibling(nextSibling, objList)) {
         // A child that isn't an element has no attributes: reading one fails
@@ -201,7 +202,7 @@ qbx::Disp fncGetListsFromSite(const std::wstring& strSiteUrl) {
         const std::wstring strUrl = qbx::toLower(fncAbsoluteFromRelative(varView.toString(), strSiteUrl));
         if (strUrl.empty()) continue;
         err.resume([&] {
-            if (!dicLists.get(L"Exists", strUrl).toBool()) dicLists.call(L"Add", strUrl, strUrl);
+            if (!exists.call(dicLists, {strUrl}).toBool()) add.call(dicLists, {strUrl, strUrl});
         });
     }
     err.clear();
