@@ -6,7 +6,6 @@ Run from the repository root:  python3 -m unittest discover -s tests/phrases
 import contextlib
 import io
 import os
-import subprocess
 import sys
 import tempfile
 import unittest
@@ -20,27 +19,22 @@ sys.dont_write_bytecode = True
 sys.path.insert(0, os.path.dirname(GENERATOR))
 import make_phrase_resource as gen  # noqa: E402
 
-LANGUAGES = ("Czech", "Danish", "Dutch", "English", "Finnish", "French",
-             "German", "Greek", "Italian", "Norwegian", "Portuguese",
-             "Slovenian", "Spanish", "Swedish", "Turkish", "Russian")
+LANGUAGES = ("Czech", "Danish", "Dutch", "English", "Finnish", "French", "German", "Greek", "Italian", "Norwegian",
+             "Portuguese", "Slovenian", "Spanish", "Swedish", "Turkish", "Russian")
 COLUMN = {name: index + 1 for index, name in enumerate(LANGUAGES)}
+ENGLISH = COLUMN["English"]
 
 # The keys the loader asks for, in order.  Kept here independently of the
 # generator's own list so that an edit to either one is noticed.
 EXPECTED_KEYS = """
-LNGADD LNGADVANCED LNGALL LNGALWAYSUSEDEFAULT LNGANALYZE LNGCANCEL
-LNGCHECKPERM LNGCHOOSE LNGCHOOSECONNECTION LNGCONNECTIONFAILED
-LNGCONNECTIONSUCCEEDED LNGCREATENEWACCESSDATABASE LNGCREATESQLDATABASE
-LNGDATABASE LNGDAY LNGDEFAULT LNGDELETE LNGDOWNLOADDOCLIBSFAILED LNGEDIT
-LNGENABLED LNGENDAPP LNGERRCONNECTIONFAILED LNGERRINAPP LNGERRLINE
-LNGERROREXECUTE LNGERRSENDREPORT LNGERRSYSTEMERROR LNGERRTHISERROR
-LNGFILENAME LNGINSTALLNOW LNGINTEGRATEDSECURITY LNGLOGFILESFOUND
-LNGLOGFILESPATH LNGMONTH LNGMSGDELETE LNGNAME LNGNAMEFORREPORT LNGNEW
-LNGO2KNEEDED LNGOK LNGPASSWORD LNGPICKFOLDER LNGPREDEFINED LNGQUARTER
-LNGRESTARTOUTLOOK LNGSELECTDATABASECONNECTION LNGSELECTEXISTINGSQLDB
-LNGSENDMEEMAIL LNGSERVER LNGSETTINGS LNGSETTINGSTT
-LNGSHAREPOINTSITETOFINDDOCS LNGSHOWQBXSETTING LNGSITES LNGSUBROUTINE
-LNGTEST LNGUPLOADPROBLEM LNGUSERNAME LNGWEEK LNGYEAR
+LNGADD LNGADVANCED LNGALL LNGALWAYSUSEDEFAULT LNGANALYZE LNGCANCEL LNGCHECKPERM LNGCHOOSE LNGCHOOSECONNECTION
+LNGCONNECTIONFAILED LNGCONNECTIONSUCCEEDED LNGCREATENEWACCESSDATABASE LNGCREATESQLDATABASE LNGDATABASE LNGDAY
+LNGDEFAULT LNGDELETE LNGDOWNLOADDOCLIBSFAILED LNGEDIT LNGENABLED LNGENDAPP LNGERRCONNECTIONFAILED LNGERRINAPP
+LNGERRLINE LNGERROREXECUTE LNGERRSENDREPORT LNGERRSYSTEMERROR LNGERRTHISERROR LNGFILENAME LNGINSTALLNOW
+LNGINTEGRATEDSECURITY LNGLOGFILESFOUND LNGLOGFILESPATH LNGMONTH LNGMSGDELETE LNGNAME LNGNAMEFORREPORT LNGNEW
+LNGO2KNEEDED LNGOK LNGPASSWORD LNGPICKFOLDER LNGPREDEFINED LNGQUARTER LNGRESTARTOUTLOOK LNGSELECTDATABASECONNECTION
+LNGSELECTEXISTINGSQLDB LNGSENDMEEMAIL LNGSERVER LNGSETTINGS LNGSETTINGSTT LNGSHAREPOINTSITETOFINDDOCS
+LNGSHOWQBXSETTING LNGSITES LNGSUBROUTINE LNGTEST LNGUPLOADPROBLEM LNGUSERNAME LNGWEEK LNGYEAR
 """.split()
 
 # English texts that other parts of the add-in and its error report rely on;
@@ -49,278 +43,122 @@ FIXED_ENGLISH = {
     "LNGERRINAPP": "There has been an error in this application.",
     "LNGERRTHISERROR": "This error has occured:",
     "LNGERRSYSTEMERROR": "The system error message was:",
-    "LNGSUBROUTINE": "Sub routine",
-    "LNGERRLINE": "Error on line",
     "LNGERRSENDREPORT": "Would you like to send an e-mail with an error report?",
     "LNGERROREXECUTE": "Error trying to run the file at",
     "LNGUPLOADPROBLEM": "There was a problem uploading the attachment to the SharePoint server.",
     "LNGO2KNEEDED": "You need Outlook 2000 or later to run this application.",
     "LNGRESTARTOUTLOOK": "You should restart MS Outlook now.",
-    "LNGSETTINGSTT": "Show settings",
-    "LNGENDAPP": "End application",
-    "LNGSETTINGS": "Configure",
     "LNGCHECKPERM": "Check that you have the appropriate permissions!",
-    "LNGCHOOSE": "Choose",
-    "LNGPREDEFINED": "Predefined",
-    "LNGSITES": "Document libraries",
-    "LNGDEFAULT": "Default",
-    "LNGNEW": "New",
-    "LNGADD": "Add",
-    "LNGFILENAME": "Filename",
-    "LNGOK": "OK",
-    "LNGCANCEL": "Cancel",
+    "LNGSUBROUTINE": "Sub routine", "LNGERRLINE": "Error on line", "LNGSETTINGSTT": "Show settings",
+    "LNGENDAPP": "End application", "LNGSETTINGS": "Configure", "LNGCHOOSE": "Choose", "LNGPREDEFINED": "Predefined",
+    "LNGSITES": "Document libraries", "LNGDEFAULT": "Default", "LNGNEW": "New", "LNGADD": "Add",
+    "LNGFILENAME": "Filename", "LNGOK": "OK", "LNGCANCEL": "Cancel",
     "LNGDOWNLOADDOCLIBSFAILED": "Failed to download SharePoint document libraries from %s.",
     "LNGALWAYSUSEDEFAULT": "Always use the default",
     "LNGSHAREPOINTSITETOFINDDOCS": "Choose SharePoint Site to add document libraries from",
 }
 
-# Captions of small buttons and check boxes (about 50-60 dialog units wide).
-SHORT_CAPTIONS = ("LNGOK", "LNGCANCEL", "LNGADD", "LNGNEW", "LNGDEFAULT",
-                  "LNGCHOOSE", "LNGPREDEFINED", "LNGSETTINGS", "LNGDELETE",
-                  "LNGEDIT", "LNGTEST")
-SHORT_CAPTION_LIMIT = 16
-
-# Greek writes its question mark as ";" (or the dedicated U+037E).
-QUESTION_MARKS = {"Greek": (";", "\u037e")}
-
-
-def read_source_rows():
-    with open(TABLE, encoding="utf-8") as handle:
-        return [line.rstrip("\r\n").split("\t") for line in handle]
-
-
-def read_resource_like_the_addin(data):
-    """Parse resource bytes the way the add-in does at start-up."""
-    text = data.decode("utf-16-le")
-    if text.startswith("\ufeff"):
-        text = text[1:]
-    pieces = text.split("\r\n")
-    return [piece.split("\t") for piece in pieces[:-1]]
+# What the texts of some keys must satisfy in every language, and why.
+KEY_RULES = [
+    (("LNGDOWNLOADDOCLIBSFAILED",), lambda lang, text: text.count("%") == text.count("%s") == 1,
+     "exactly one %s, where the site address goes"),
+    (("LNGERRTHISERROR", "LNGERRSYSTEMERROR"), lambda lang, text: text.endswith(":"),
+     "a label in the error report, ends in a colon"),
+    (("LNGERRSENDREPORT", "LNGMSGDELETE"),   # Greek writes its question mark as ";" (or U+037E)
+     lambda lang, text: text.endswith((";", "\u037e") if lang == "Greek" else "?"), "a question"),
+    (("LNGSHOWQBXSETTING",), lambda lang, text: not set('*"<>&') & set(text),
+     "spliced into a ribbon XML attribute, where '*' becomes a quotation mark"),
+    (("LNGOK", "LNGCANCEL", "LNGADD", "LNGNEW", "LNGDEFAULT", "LNGCHOOSE", "LNGPREDEFINED", "LNGSETTINGS",
+      "LNGDELETE", "LNGEDIT", "LNGTEST"), lambda lang, text: len(text) <= 16,
+     "a caption of a small button or check box (50-60 dialog units)"),
+]
+SCRIPTS = {"Greek": ("\u0370", "\u03ff"), "Russian": ("\u0400", "\u04ff")}
 
 
-class GeneratedResourceTest(unittest.TestCase):
-    """The bytes the build embeds as the "LANGUAGE" resource."""
-
-    @classmethod
-    def setUpClass(cls):
-        cls.rows = read_source_rows()
-        with tempfile.TemporaryDirectory() as work:
-            output = os.path.join(work, "language.bin")
-            gen.convert(TABLE, output)
-            with open(output, "rb") as handle:
-                cls.data = handle.read()
-
-    def test_starts_with_utf16le_byte_order_mark(self):
-        self.assertEqual(self.data[:2], b"\xff\xfe")
-        self.assertEqual(len(self.data) % 2, 0)
-
-    def test_every_line_ends_with_crlf_including_the_last(self):
-        text = self.data[2:].decode("utf-16-le")
-        self.assertTrue(text.endswith("\r\n"),
-                        "the loader drops a last line without CR LF")
-        bare = text.replace("\r\n", "")
-        self.assertNotIn("\r", bare)
-        self.assertNotIn("\n", bare)
-
-    def test_round_trip_gives_back_the_source_table(self):
-        self.assertEqual(read_resource_like_the_addin(self.data), self.rows)
-
-    def test_output_is_deterministic(self):
-        self.assertEqual(gen.encode_table(self.rows), self.data)
-        with tempfile.TemporaryDirectory() as work:
-            output = os.path.join(work, "again.bin")
-            gen.convert(TABLE, output)
-            with open(output, "rb") as handle:
-                self.assertEqual(handle.read(), self.data)
+def run_generator(lines):
+    """Generate from the given source lines; returns (status, messages, output bytes or None)."""
+    with tempfile.TemporaryDirectory() as work:
+        source, output = os.path.join(work, "phrases.tsv"), os.path.join(work, "language.bin")
+        with open(source, "w", encoding="utf-8", newline="") as handle:
+            handle.write("\n".join(lines) + "\n")
+        errors = io.StringIO()
+        with contextlib.redirect_stderr(errors):
+            status = gen.main(["make_phrase_resource.py", source, output])
+        if not os.path.exists(output):
+            return status, errors.getvalue(), None
+        with open(output, "rb") as handle:
+            return status, errors.getvalue(), handle.read()
 
 
-class TableContentTest(unittest.TestCase):
-    """What the phrase table must hold for the add-in's texts to come out right."""
-
-    @classmethod
-    def setUpClass(cls):
-        cls.rows = read_source_rows()
-        cls.by_key = {row[0]: row for row in cls.rows}
-
-    def cells(self, key):
-        return {name: self.by_key[key][COLUMN[name]] for name in LANGUAGES}
-
-    def test_every_key_once_in_order(self):
-        self.assertEqual([row[0] for row in self.rows], EXPECTED_KEYS)
-        self.assertEqual(list(gen.KEYS), EXPECTED_KEYS)
-
-    def test_no_empty_or_padded_cell(self):
-        for row in self.rows:
-            for name in LANGUAGES:
-                cell = row[COLUMN[name]]
-                with self.subTest(key=row[0], language=name):
-                    self.assertTrue(cell, "empty cell")
-                    self.assertEqual(cell, cell.strip(), "leading or trailing blank")
-
-    def test_fixed_english_texts_are_exact(self):
-        for key, text in FIXED_ENGLISH.items():
-            with self.subTest(key=key):
-                self.assertEqual(self.by_key[key][COLUMN["English"]], text)
-
-    def test_download_failure_keeps_one_site_placeholder(self):
-        for name, text in self.cells("LNGDOWNLOADDOCLIBSFAILED").items():
-            with self.subTest(language=name):
-                self.assertEqual(text.count("%s"), 1)
-                self.assertEqual(text.count("%"), 1, "stray format character")
-
-    def test_report_labels_end_in_colon(self):
-        # The error report writes " :" after these two.
-        for key in ("LNGERRTHISERROR", "LNGERRSYSTEMERROR"):
-            for name, text in self.cells(key).items():
-                with self.subTest(key=key, language=name):
-                    self.assertTrue(text.endswith(":"), text)
-
-    def test_questions_end_in_question_mark(self):
-        # The error prompt appends "?" after LNGERRSENDREPORT.
-        for key in ("LNGERRSENDREPORT", "LNGMSGDELETE"):
-            for name, text in self.cells(key).items():
-                with self.subTest(key=key, language=name):
-                    self.assertTrue(text.endswith(QUESTION_MARKS.get(name, ("?",))), text)
-
-    def test_spanish_questions_and_exclamations_open_properly(self):
-        spanish = COLUMN["Spanish"]
-        for row in self.rows:
-            text = row[spanish]
-            with self.subTest(key=row[0]):
-                if text.endswith("?"):
-                    self.assertIn("\u00bf", text)
-                if text.endswith("!"):
-                    self.assertIn("\u00a1", text)
-
-    def test_settings_screentip_is_safe_inside_ribbon_xml(self):
-        # The phrase is spliced into an XML attribute, and "*" is turned into
-        # a quotation mark there.
-        for name, text in self.cells("LNGSHOWQBXSETTING").items():
-            with self.subTest(language=name):
-                for bad in '*"<>&':
-                    self.assertNotIn(bad, text)
-
-    def test_no_ascii_apostrophes(self):
-        # The loader deletes every "'", which would glue words together
-        # ("lapplication"); French and Italian elisions use U+2019 instead.
-        for row in self.rows:
-            for name in LANGUAGES:
-                with self.subTest(key=row[0], language=name):
-                    self.assertNotIn("'", row[COLUMN[name]])
-
-    def test_button_captions_stay_short(self):
-        for key in SHORT_CAPTIONS:
-            for name, text in self.cells(key).items():
-                with self.subTest(key=key, language=name):
-                    self.assertLessEqual(len(text), SHORT_CAPTION_LIMIT, text)
-
-    def test_greek_and_russian_columns_are_in_their_own_script(self):
-        # Catches shifted columns and transliterated text.
-        ranges = {"Greek": ("\u0370", "\u03ff"), "Russian": ("\u0400", "\u04ff")}
-        latin_only_ok = {("Greek", "LNGOK")}
-        for name, (low, high) in ranges.items():
-            column = COLUMN[name]
-            offenders = [row[0] for row in self.rows
-                         if (name, row[0]) not in latin_only_ok
-                         and not any(low <= ch <= high for ch in row[column])]
-            self.assertEqual(offenders, [], "%s cells without %s letters" % (name, name))
-
-    def test_languages_differ_from_english_where_they_must(self):
-        # A column pasted from English would pass every other check; long
-        # messages are never the same text in another language.
-        english = COLUMN["English"]
-        for row in self.rows:
-            if len(row[english]) < 25:
-                continue
-            for name in LANGUAGES:
-                if name == "English":
-                    continue
-                with self.subTest(key=row[0], language=name):
-                    self.assertNotEqual(row[COLUMN[name]], row[english])
-
-
-class GeneratorRejectsTest(unittest.TestCase):
-    """A broken table must stop the build with a message, never be embedded."""
+class PhraseTableTest(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
         with open(TABLE, encoding="utf-8") as handle:
             cls.lines = handle.read().split("\n")[:-1]
+        cls.rows = [line.rstrip("\r").split("\t") for line in cls.lines]
+        cls.by_key = {row[0]: row for row in cls.rows}
 
-    def run_generator(self, lines):
-        with tempfile.TemporaryDirectory() as work:
-            source = os.path.join(work, "phrases.tsv")
-            output = os.path.join(work, "language.bin")
-            with open(source, "w", encoding="utf-8", newline="") as handle:
-                handle.write("\n".join(lines) + "\n")
-            errors = io.StringIO()
-            with contextlib.redirect_stderr(errors):
-                status = gen.main(["make_phrase_resource.py", source, output])
-            written = os.path.exists(output)
-        return status, errors.getvalue(), written
+    def test_resource_bytes_give_back_the_table(self):
+        # Windows line ends in the source are fine.
+        status, message, data = run_generator([line + "\r" for line in self.lines])
+        self.assertEqual((status, message), (0, ""))
+        self.assertEqual(data[:2], b"\xff\xfe")
+        text = data[2:].decode("utf-16-le")
+        # The loader splits on CR LF and drops whatever follows the last one.
+        self.assertTrue(text.endswith("\r\n"))
+        self.assertNotRegex(text.replace("\r\n", ""), "[\r\n]")
+        self.assertEqual([piece.split("\t") for piece in text.split("\r\n")[:-1]], self.rows)
 
-    def assertRejected(self, lines, *fragments):
-        status, message, written = self.run_generator(lines)
-        self.assertEqual(status, 1)
-        self.assertFalse(written, "output written despite the error")
-        for fragment in fragments:
-            self.assertIn(fragment, message)
+    def test_every_key_once_in_order(self):
+        self.assertEqual([row[0] for row in self.rows], EXPECTED_KEYS)
+        self.assertEqual(list(gen.KEYS), EXPECTED_KEYS)
 
-    def test_accepts_the_real_table_with_windows_line_ends(self):
-        status, message, written = self.run_generator([l + "\r" for l in self.lines])
-        self.assertEqual((status, message, written), (0, "", True))
+    def test_fixed_english_texts_are_exact(self):
+        self.assertEqual({key: self.by_key[key][ENGLISH] for key in FIXED_ENGLISH}, FIXED_ENGLISH)
 
-    def test_rejects_a_short_line(self):
-        lines = list(self.lines)
-        lines[4] = lines[4].rsplit("\t", 1)[0]
-        self.assertRejected(lines, "line 5", "16 fields")
+    def test_every_cell(self):
+        for row in self.rows:
+            for lang in LANGUAGES:
+                text = row[COLUMN[lang]]
+                with self.subTest(key=row[0], language=lang):
+                    self.assertTrue(text and text == text.strip(), "empty or padded cell")
+                    # The loader deletes every "'", gluing words together; elisions use U+2019.
+                    self.assertNotIn("'", text)
+                    if lang == "Spanish" and text[-1] in "?!":   # Spanish opens questions and exclamations too
+                        self.assertIn({"?": "\u00bf", "!": "\u00a1"}[text[-1]], text)
+                    if lang in SCRIPTS and (lang, row[0]) != ("Greek", "LNGOK"):   # catches shifted columns
+                        self.assertTrue(any(SCRIPTS[lang][0] <= ch <= SCRIPTS[lang][1] for ch in text), text)
+                    if lang != "English" and len(row[ENGLISH]) >= 25:   # a column pasted from English
+                        self.assertNotEqual(text, row[ENGLISH])
 
-    def test_rejects_a_duplicate_key(self):
-        lines = list(self.lines)
-        lines.insert(10, lines[3])
-        self.assertRejected(lines, "LNGALWAYSUSEDEFAULT", "line 4")
+    def test_key_rules(self):
+        for keys, rule, why in KEY_RULES:
+            for key in keys:
+                for lang in LANGUAGES:
+                    with self.subTest(key=key, language=lang):
+                        self.assertTrue(rule(lang, self.by_key[key][COLUMN[lang]]), why)
 
-    def test_rejects_a_missing_key(self):
-        lines = [l for l in self.lines if not l.startswith("LNGSITES\t")]
-        self.assertRejected(lines, "missing", "LNGSITES")
+    def test_generator_rejects_a_broken_table(self):
+        def blank(line, lang):   # the line with one language's cell emptied
+            fields = line.split("\t")
+            return "\t".join(fields[:COLUMN[lang]] + [""] + fields[COLUMN[lang] + 1:])
 
-    def test_rejects_keys_out_of_order(self):
-        lines = list(self.lines)
-        lines[0], lines[1] = lines[1], lines[0]
-        self.assertRejected(lines, "out of order")
-
-    def test_rejects_an_unknown_key(self):
-        lines = list(self.lines)
-        lines[7] = "LNGTYPO" + lines[7][lines[7].index("\t"):]
-        self.assertRejected(lines, "LNGTYPO")
-
-    def test_rejects_an_empty_english_cell(self):
-        lines = list(self.lines)
-        fields = lines[6].split("\t")
-        fields[COLUMN["English"]] = ""
-        lines[6] = "\t".join(fields)
-        self.assertRejected(lines, "English")
-
-    def test_allows_an_empty_translation(self):
-        # The add-in falls back to English for an empty cell.
-        lines = list(self.lines)
-        fields = lines[6].split("\t")
-        fields[COLUMN["Turkish"]] = ""
-        lines[6] = "\t".join(fields)
-        status, message, written = self.run_generator(lines)
-        self.assertEqual((status, written), (0, True), message)
-
-    def test_command_line_failure_exit_status(self):
-        with tempfile.TemporaryDirectory() as work:
-            source = os.path.join(work, "bad.tsv")
-            output = os.path.join(work, "out.bin")
-            with open(source, "w", encoding="utf-8") as handle:
-                handle.write("LNGADD\tonly two fields\n")
-            result = subprocess.run([sys.executable, GENERATOR, source, output],
-                                    capture_output=True, text=True)
-            self.assertEqual(result.returncode, 1)
-            self.assertIn("error", result.stderr)
-            self.assertFalse(os.path.exists(output))
+        ls = self.lines
+        for broken, fragments in (
+                (ls[:4] + [ls[4].rsplit("\t", 1)[0]] + ls[5:], ("line 5", "16 fields")),
+                (ls[:10] + [ls[3]] + ls[10:], ("LNGALWAYSUSEDEFAULT", "line 4")),
+                ([line for line in ls if not line.startswith("LNGSITES\t")], ("missing", "LNGSITES")),
+                ([ls[1], ls[0]] + ls[2:], ("out of order",)),
+                (ls[:7] + ["LNGTYPO" + ls[7][ls[7].index("\t"):]] + ls[8:], ("LNGTYPO",)),
+                (ls[:6] + [blank(ls[6], "English")] + ls[7:], ("English",))):
+            with self.subTest(fragments[0]):
+                status, message, data = run_generator(broken)
+                self.assertEqual((status, data is None), (1, True), "accepted, or output written despite the error")
+                for fragment in fragments:
+                    self.assertIn(fragment, message)
+        # An empty translation is fine: the add-in falls back to English.
+        self.assertEqual(run_generator(ls[:6] + [blank(ls[6], "Turkish")] + ls[7:])[:2], (0, ""))
 
 
 if __name__ == "__main__":
