@@ -1,202 +1,176 @@
 // Command bars and buttons, the add-in connection as Outlook makes it, and
-// the ribbon with its callbacks called by name.
-#include <doctest/doctest.h>
-
-#include "support/events.h"
-#include "tests/test_support.h"
+// when and which ribbon documents are taken.
 #include "tests/testbed_cpp/emu_test_util.h"
 
-using emutest::FakeAddin;
-using qbx::Disp;
-using qbx::Variant;
+using namespace emutest;
 
 namespace {
+
+// An add-in with both faces Office uses: IDTExtensibility2, also reachable
+// through IDispatch (DISPIDs 1-5), and IRibbonExtensibility.
+class FakeAddin final : public IDTExtensibility2, public IRibbonExtensibility {
+public:
+    IUnknown* unknown() { return static_cast<IDTExtensibility2*>(this); }
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        if (iid == IID_IUnknown || iid == IID_IDispatch || iid == qbx::IID_IDTExtensibility2) *out = unknown();
+        else if (iid == qbx::IID_IRibbonExtensibility) *out = static_cast<IRibbonExtensibility*>(this);
+        else *out = nullptr;
+        return *out ? (AddRef(), S_OK) : E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        ULONG n = --refs_;
+        if (!n) delete this;
+        return n;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* n) override { *n = 0; return S_OK; }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT, LCID, DISPID* ids) override {
+        const Texts face{L"OnConnection", L"OnDisconnection", L"OnAddInsUpdate", L"OnStartupComplete",
+                         L"OnBeginShutdown"};
+        auto it = std::find(face.begin(), face.end(), names[0]);
+        *ids = it == face.end() ? DISPID_UNKNOWN : static_cast<DISPID>(it - face.begin() + 1);
+        return it == face.end() ? DISP_E_UNKNOWNNAME : S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID riid, LCID, WORD flags, DISPPARAMS* dp, VARIANT*, EXCEPINFO*,
+                                     UINT*) override {
+        if (riid != IID_NULL || flags != DISPATCH_METHOD || id < 1 || id > 5) return DISP_E_MEMBERNOTFOUND;
+        calls.push_back(L"Invoke");
+        qbx::EventArgs a(dp);  // arguments in declaration order
+        if (id == 1) return OnConnection(a.obj(0).get(), a.value(1).toLong(), a.obj(2).get(), nullptr);
+        if (id == 2) return OnDisconnection(a.value(0).toLong(), nullptr);
+        return note(id == 3 ? L"OnAddInsUpdate" : id == 4 ? L"OnStartupComplete" : L"OnBeginShutdown");
+    }
+    HRESULT STDMETHODCALLTYPE OnConnection(IDispatch* app, int mode, IDispatch* inst, SAFEARRAY**) override {
+        application = Disp(app);
+        connectMode = mode;
+        instanceIsComAddIn = inst && Disp(inst).typeName() == L"COMAddIn";
+        return note(L"OnConnection");
+    }
+    HRESULT STDMETHODCALLTYPE OnDisconnection(int, SAFEARRAY**) override {
+        application = Disp();  // an add-in lets go of Outlook here
+        return note(L"OnDisconnection");
+    }
+    HRESULT STDMETHODCALLTYPE OnAddInsUpdate(SAFEARRAY**) override { return note(L"OnAddInsUpdate"); }
+    HRESULT STDMETHODCALLTYPE OnStartupComplete(SAFEARRAY**) override { return note(L"OnStartupComplete"); }
+    HRESULT STDMETHODCALLTYPE OnBeginShutdown(SAFEARRAY**) override { return note(L"OnBeginShutdown"); }
+    HRESULT STDMETHODCALLTYPE GetCustomUI(BSTR id, BSTR* xml) override {
+        ribbonIds.push_back(id ? id : L"");
+        *xml = SysAllocString(ribbonXml.c_str());
+        return S_OK;
+    }
+
+    Texts calls;             // in order; "Invoke" before each call made through IDispatch
+    std::wstring ribbonXml;  // what GetCustomUI answers, for any id
+    Texts ribbonIds;
+    Disp application;
+    int connectMode = -1;
+    bool instanceIsComAddIn = false;
+
+private:
+    HRESULT note(const wchar_t* call) { calls.push_back(call); return S_OK; }
+    ULONG refs_ = 0;
+};
+
+const std::wstring kCompose = L"Microsoft.Outlook.Mail.Compose", kRead = L"Microsoft.Outlook.Mail.Read";
 
 // What an add-in does on each activation of a window: reuse its button by
 // tag, or add a temporary one and set it up.
 Disp addButton(emu::Inspector* w) {
     Disp bar = Disp(w->disp()).getObj(L"CommandBars").item(L"Standard");
-    Disp found;
-    bar.getObj(L"Controls").forEach([&](const Variant& v) {
-        Disp c = v.toDisp();
-        if (!c.get(L"BuiltIn").toBool() && c.get(L"Tag").toString() == L"OSAttachments") found = c;
-    });
+    Disp found = bar.call(L"FindControl", qbx::missing, qbx::missing, L"OSAttachments").toDisp();
     if (found) return found;
     Disp b = bar.getObj(L"Controls").call(L"Add", 1, qbx::missing, qbx::missing, qbx::missing, true).toDisp();
-    b.put(L"Width", 25);
-    b.put(L"Style", 1);
-    b.put(L"Caption", L"Configure");
-    b.put(L"Tag", L"OSAttachments");
-    b.put(L"Visible", true);
+    for (auto& [name, value] : std::initializer_list<std::pair<const wchar_t*, Variant>>{
+             {L"Width", 25}, {L"Style", 1}, {L"Caption", L"Configure"}, {L"Tag", L"OSAttachments"}, {L"Visible", true}})
+        b.put(name, value);
     return b;
 }
 
 }  // namespace
 
-TEST_CASE("command bars: built-in buttons, a button reused by its tag, the order of its settings, gone with the window") {
-    emu::Outlook ol;
-    emu::Inspector* w = ol.openCompose();
-    Disp bars = Disp(w->disp()).getObj(L"CommandBars");
-    Disp standard = bars.item(L"standard");
-    CHECK(standard.get(L"Name").toString() == L"Standard");
-    CHECK(Disp(standard.getObj(L"Controls").item(1)).get(L"BuiltIn").toBool());
-    long builtIns = standard.getObj(L"Controls").get(L"Count").toLong();
-    CHECK(builtIns >= 3);
-    CHECK(standard.getObj(L"Controls").item(L"Send").get(L"Id").toLong() == 2617);
-
-    Disp first = addButton(w);
-    Disp again = addButton(w);
-    CHECK(first.sameAs(again));
-    CHECK(standard.getObj(L"Controls").get(L"Count").toLong() == builtIns + 1);
-    emu::CommandBarButton* b = emu::ours<emu::CommandBarButton>(Variant(first));
-    REQUIRE(b);
-    CHECK(b->temporary);
-    CHECK(b->setOrder == std::vector<std::wstring>{L"Width=25", L"Style=1", L"Caption=Configure", L"Tag=OSAttachments", L"Visible=True"});
-    CHECK(bars.call(L"FindControl", qbx::missing, qbx::missing, L"OSAttachments").toDisp().sameAs(first));
-
-    // Click(Ctrl, CancelDefault): the control and a by-reference Boolean.
-    Variant ctrlType;
-    VARTYPE cancelType = VT_EMPTY;
-    emutest::RawSink sink(&qbx::DIID_CommandBarButtonEvents);
-    sink.onEvent = [&](DISPID id, DISPPARAMS* dp) {
-        CHECK(id == 1);
-        REQUIRE(dp->cArgs == 2);
-        cancelType = dp->rgvarg[0].vt;
-        ctrlType = Variant(Disp::fromUnknown(dp->rgvarg[1].pdispVal).typeName());
-        *dp->rgvarg[0].pboolVal = VARIANT_TRUE;
-    };
-    {
-        qbx::ComPtr<IConnectionPointContainer> cpc;
-        b->QueryInterface(IID_IConnectionPointContainer, cpc.putVoid());
-        qbx::ComPtr<IConnectionPoint> cp;
-        REQUIRE(SUCCEEDED(cpc->FindConnectionPoint(qbx::DIID_CommandBarButtonEvents, cp.put())));
-        DWORD cookie = 0;
-        REQUIRE(SUCCEEDED(cp->Advise(&sink, &cookie)));
-        CHECK(ol.clickButton(w, L"OSAttachments"));
-        cp->Unadvise(cookie);
-    }
-    CHECK(cancelType == (VT_BYREF | VT_BOOL));
-    CHECK(ctrlType.toString() == L"CommandBarButton");
-
-    first.reset();
-    again.reset();
-    standard.reset();
-    bars.reset();
-    ol.close(w);
-    CHECK(b->deleted);
-    CHECK(ol.references().total() == 0);
-}
-
-TEST_CASE("buttons sharing a tag all raise Click; a button that was not temporary comes back in the next window") {
+TEST_CASE("command bars: a button reused by its tag, its settings in order, Click on all of a tag, kept or gone") {
     emu::Outlook ol;
     emu::Inspector* w1 = ol.openCompose();
     emu::Inspector* w2 = ol.openCompose();
-    int clicks1 = 0, clicks2 = 0;
-    qbx::EventConnection c1, c2;
-    c1.connect(addButton(w1), {qbx::DIID_CommandBarButtonEvents}, {{1, [&](qbx::EventArgs&) { ++clicks1; }}});
-    c2.connect(addButton(w2), {qbx::DIID_CommandBarButtonEvents}, {{1, [&](qbx::EventArgs&) { ++clicks2; }}});
-    CHECK(ol.clickButton(w2, L"Configure"));
-    CHECK(clicks1 == 1);
-    CHECK(clicks2 == 1);
-    c1.disconnect();
-    c2.disconnect();
+    emu::CommandBarButton* b = nullptr;
+    {
+        Disp bars = Disp(w1->disp()).getObj(L"CommandBars");
+        Disp controls = bars.item(L"standard").getObj(L"Controls");
+        long builtIns = controls.get(L"Count").toLong();
+        CHECK(controls.item(L"Send").get(L"Id").toLong() == 2617);
+        Disp first = addButton(w1);
+        CHECK(addButton(w1).sameAs(first));
+        CHECK(controls.get(L"Count").toLong() == builtIns + 1);
+        CHECK(bars.call(L"FindControl", qbx::missing, qbx::missing, L"OSAttachments").toDisp().sameAs(first));
+        b = emu::ours<emu::CommandBarButton>(Variant(first));
+        REQUIRE(b);
+        CHECK(b->setOrder ==
+              Texts{L"Width=25", L"Style=1", L"Caption=Configure", L"Tag=OSAttachments", L"Visible=True"});
 
-    Disp bar = Disp(w1->disp()).getObj(L"CommandBars").item(L"Standard");
-    Disp kept = bar.getObj(L"Controls").call(L"Add", 1).toDisp();  // Temporary omitted: False
-    kept.put(L"Tag", L"Forever");
-    kept.reset();
-    bar.reset();
+        // Click(Ctrl, CancelDefault) on the clicked button, then on the other of its tag; CancelDefault travels.
+        Variant ctrl, cancel;
+        qbx::EventConnection clicked, other;
+        clicked.connect(first, {qbx::DIID_CommandBarButtonEvents}, {{1, [](qbx::EventArgs& a) { a.setBool(1, true); }}});
+        other.connect(addButton(w2), {qbx::DIID_CommandBarButtonEvents},
+                      {{1, [&](qbx::EventArgs& a) { ctrl = a.value(0); cancel = a.value(1); }}});
+        CHECK(ol.clickButton(w1, L"Configure"));
+        CHECK(emu::ours<emu::CommandBarButton>(ctrl) == b);
+        CHECK(cancel.toBool());
+        controls.call(L"Add", 1).toDisp().put(L"Tag", L"Forever");  // Temporary omitted: False
+    }
     ol.close(w1);
-    emu::Inspector* w3 = ol.openCompose();
-    CHECK(Disp(w3->disp()).getObj(L"CommandBars").call(L"FindControl", qbx::missing, qbx::missing, L"Forever").isObject());
-    CHECK(Disp(w3->disp()).getObj(L"CommandBars").call(L"FindControl", qbx::missing, qbx::missing, L"OSAttachments").isNothing());
+    CHECK(b->deleted);
+    CHECK(ol.references().total() == 0);
+    Disp bars3 = Disp(ol.openCompose()->disp()).getObj(L"CommandBars");
+    CHECK_FALSE(bars3.call(L"FindControl", qbx::missing, qbx::missing, L"Forever").isNothing());
+    CHECK(bars3.call(L"FindControl", qbx::missing, qbx::missing, L"OSAttachments").isNothing());
 }
 
-TEST_CASE("the add-in is connected and let go as Outlook does, through the vtable or through IDispatch") {
-    for (bool throughDispatch : {false, true}) {
-        CAPTURE(throughDispatch);
+TEST_CASE("the add-in: connected and let go in Outlook's order; its ribbon asked for from 12 on, once per kind") {
+    auto doc = [](std::wstring ns, std::wstring inside = L"<ribbon/>") {
+        return L"<customUI xmlns=\"http://schemas.microsoft.com/office/" + ns + L"/customui\" onLoad=\"OnLoad\">" +
+               inside + L"</customUI>";
+    };
+    struct Case { int version; bool throughDispatch; std::wstring xml; bool taken; Texts ribbonIds; };
+    const Case cases[] = {
+        {11, false, doc(L"2006/01"), false, {}},
+        {11, true, doc(L"2006/01"), false, {}},
+        {12, false, doc(L"2006/01", L"<ribbon>"), false, {kCompose, kRead}},  // not well-formed
+        {12, false, doc(L"2009/07"), false, {kCompose, kRead}},                // too new for Outlook 2007
+        {12, false, doc(L"2006/01"), true, {kCompose, kRead}},
+        {16, true, doc(L"2009/07"), true, {L"Microsoft.Outlook.Explorer", kCompose, kRead}},
+    };
+    for (const Case& c : cases) {
+        CAPTURE(c.version);
+        CAPTURE(c.throughDispatch);
         qbx::ComPtr<FakeAddin> addin(new FakeAddin());
-        emu::Knobs k;
-        k.addinThroughDispatch = throughDispatch;
-        emu::Outlook ol(k);
-        REQUIRE(ol.connectAddin(addin.get()));
+        addin->ribbonXml = c.xml;
+        emu::Outlook ol({.version = c.version, .addinThroughDispatch = c.throughDispatch});
+        REQUIRE(ol.connectAddin(addin->unknown()));
         CHECK(addin->connectMode == 1);
-        CHECK(addin->addinInstanceIsComAddIn);
-        CHECK(addin->application.get(L"Version").toString() == L"11.0.0.5510");
+        CHECK(addin->instanceIsComAddIn);
         qbx::EventConnection quit;
-        quit.connect(addin->application, {qbx::DIID_ApplicationEvents_11}, {{qbx::dispid::Quit, [&](qbx::EventArgs&) {
-                                                                                 addin->calls.push_back(L"Quit");
-                                                                                 quit.disconnect();
-                                                                             }}});
+        quit.connect(addin->application, {qbx::DIID_ApplicationEvents_11},
+                     {{qbx::dispid::Quit, [&](qbx::EventArgs&) {
+                           addin->calls.push_back(L"Quit");
+                           quit.disconnect();
+                       }}});
         ol.fireStartup();
+        ol.openCompose();
+        ol.openCompose();
+        ol.openItem(ol.receiveMail(L"Hello"));
+        CHECK(addin->ribbonIds == c.ribbonIds);
+        if (c.version >= 12) CHECK(ol.ribbons().at(kCompose).accepted == c.taken);
+        CHECK(ol.callbacks().empty() == !c.taken);  // onLoad only for a document taken
         ol.shutdown();
-        std::vector<std::wstring> calls;
-        for (const auto& c : addin->calls)
-            if (c != L"Invoke") calls.push_back(c);
-        CHECK(calls == std::vector<std::wstring>{L"OnConnection", L"OnAddInsUpdate", L"OnStartupComplete", L"OnBeginShutdown",
-                                                  L"Quit", L"OnDisconnection"});
-        CHECK(std::count(addin->calls.begin(), addin->calls.end(), L"Invoke") == (throughDispatch ? 5 : 0));
+        Texts expected;
+        for (std::wstring call : {L"OnConnection", L"OnAddInsUpdate", L"OnStartupComplete", L"OnBeginShutdown", L"Quit",
+                                  L"OnDisconnection"}) {
+            if (c.throughDispatch && call != L"Quit") expected.push_back(L"Invoke");
+            expected.push_back(call);
+        }
+        CHECK(addin->calls == expected);
         CHECK(ol.references().total() == 0);
-    }
-}
-
-TEST_CASE("the ribbon: asked for once per kind of window from Outlook 2007 on, callbacks called by name") {
-    qbx::ComPtr<FakeAddin> addin(new FakeAddin());
-    addin->ribbonXml = emutest::sampleRibbon();
-    emu::Knobs k;
-    k.version = 12;
-    emu::Outlook ol(k);
-    ol.connectAddin(addin.get());
-    CHECK(addin->ribbonIds.empty());
-    emu::Inspector* w = ol.openCompose();
-    ol.openCompose();
-    CHECK(addin->ribbonIds == std::vector<std::wstring>{L"Microsoft.Outlook.Mail.Compose"});
-    const emu::RibbonLoad& load = ol.ribbons().at(L"Microsoft.Outlook.Mail.Compose");
-    CHECK(load.accepted);
-    REQUIRE(load.buttons.size() == 1);
-    CHECK(load.buttons[0].onAction == L"cmdShowSettings");
-    CHECK(addin->ribbonUI.ptr().as<IUnknown>(qbx::IID_IRibbonUI));
-    REQUIRE(ol.callbacks().size() == 2);
-    CHECK(ol.callbacks()[1].name == L"getImages");
-    CHECK(ol.callbacks()[1].resultIsPicture);
-
-    CHECK(ol.clickRibbon(w, L"cmdShowSettings"));
-    CHECK(addin->calls.back() == L"cmdShowSettings cmdShowSettings");
-    CHECK(emu::ours<emu::Inspector>(Variant(addin->lastControl.getObj(L"Context"))) == w);
-    CHECK_FALSE(ol.clickRibbon(w, L"noSuchButton"));
-
-    ol.openItem(ol.receiveMail(L"Hello"));
-    CHECK(addin->ribbonIds.back() == L"Microsoft.Outlook.Mail.Read");
-    ol.shutdown();
-}
-
-TEST_CASE("a ribbon document Office would not take: not well-formed, or a namespace newer than the version") {
-    for (const std::wstring& xml : {std::wstring(L"<customUI xmlns=\"http://schemas.microsoft.com/office/2006/01/customui\"><ribbon>"),
-                                    emutest::sampleRibbon(L"http://schemas.microsoft.com/office/2009/07/customui")}) {
-        qbx::ComPtr<FakeAddin> addin(new FakeAddin());
-        addin->ribbonXml = xml;
-        emu::Knobs k;
-        k.version = 12;
-        emu::Outlook ol(k);
-        ol.connectAddin(addin.get());
-        ol.openCompose();
-        const emu::RibbonLoad& load = ol.ribbons().at(L"Microsoft.Outlook.Mail.Compose");
-        CHECK_FALSE(load.accepted);
-        CHECK_FALSE(load.problem.empty());
-        CHECK(ol.callbacks().empty());
-        ol.shutdown();
-    }
-    // Outlook 2003 has no ribbon at all; from 2010 on the explorer's is asked for at connection.
-    for (int version : {11, 16}) {
-        qbx::ComPtr<FakeAddin> addin(new FakeAddin());
-        emu::Knobs k;
-        k.version = version;
-        emu::Outlook ol(k);
-        ol.connectAddin(addin.get());
-        ol.openCompose();
-        CHECK(addin->ribbonIds == (version == 11 ? std::vector<std::wstring>{}
-                                                 : std::vector<std::wstring>{L"Microsoft.Outlook.Explorer",
-                                                                             L"Microsoft.Outlook.Mail.Compose"}));
-        ol.shutdown();
     }
 }
