@@ -381,7 +381,8 @@ Variant Disp::invoke(const Name& member, WORD flags, std::vector<Arg> args) cons
     return result;
 }
 
-void Disp::put(Name member, const Variant& value) const {
+// Property Let and Set differ only in the dispatch flag.
+void Disp::assign(const Name& member, const Variant& value, WORD flags) const {
     if (!p_) throw Error(vbErrObjectNotSet, L"Object variable or With block variable not set", member.line);
     DISPID id = DISPID_UNKNOWN;
     LPOLESTR n = const_cast<LPOLESTR>(member.name);
@@ -392,25 +393,13 @@ void Disp::put(Name member, const Variant& value) const {
     DISPPARAMS dp{&arg, &named, 1, 1};
     ExcepInfo ei;
     UINT argErr = 0;
-    hr = p_->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYPUT, &dp, nullptr, &ei.ei, &argErr);
+    hr = p_->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, flags, &dp, nullptr, &ei.ei, &argErr);
     if (FAILED(hr)) raiseHr(hr, &ei.ei, member.line);
 }
 
-void Disp::putRef(Name member, const Disp& value) const {
-    if (!p_) throw Error(vbErrObjectNotSet, L"Object variable or With block variable not set", member.line);
-    DISPID id = DISPID_UNKNOWN;
-    LPOLESTR n = const_cast<LPOLESTR>(member.name);
-    HRESULT hr = p_->GetIDsOfNames(IID_NULL, &n, 1, LOCALE_USER_DEFAULT, &id);
-    if (FAILED(hr)) raiseHr(hr, nullptr, member.line);
-    Variant v(value);
-    VARIANT arg = v.raw();
-    DISPID named = DISPID_PROPERTYPUT;
-    DISPPARAMS dp{&arg, &named, 1, 1};
-    ExcepInfo ei;
-    UINT argErr = 0;
-    hr = p_->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYPUTREF, &dp, nullptr, &ei.ei, &argErr);
-    if (FAILED(hr)) raiseHr(hr, &ei.ei, member.line);
-}
+void Disp::put(Name member, const Variant& value) const { assign(member, value, DISPATCH_PROPERTYPUT); }
+
+void Disp::putRef(Name member, const Disp& value) const { assign(member, Variant(value), DISPATCH_PROPERTYPUTREF); }
 
 Disp Disp::item(const Variant& indexOrName, Here w) const {
     return get(Name(L"Item", w), indexOrName).toDisp(w);

@@ -363,6 +363,7 @@ private:
     static Arg toArg(const T& v) { Arg a; a.value = Variant(v); return a; }
 
     Variant invoke(const Name& member, WORD flags, std::vector<Arg> args) const;
+    void assign(const Name& member, const Variant& value, WORD flags) const;
 
     ComPtr<IDispatch> p_;
 };

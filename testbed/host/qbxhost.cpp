@@ -314,24 +314,10 @@ constexpr CLSID kOutlookApplicationClass = {0x0006F03A, 0, 0, {0xC0, 0, 0, 0, 0,
 
 // Hands out the one running Application, as Outlook (a single-instance
 // server) does.
-class ApplicationFactory final : public IClassFactory {
+class ApplicationFactory final : public qbx::Unknown<IClassFactory> {
 public:
     explicit ApplicationFactory(emu::Outlook& ol) : ol_(ol) {}
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        if (iid == IID_IUnknown || iid == IID_IClassFactory) {
-            *out = static_cast<IClassFactory*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG n = --refs_;
-        if (!n) delete this;
-        return n;
-    }
+    bool answers(REFIID iid) const override { return iid == IID_IClassFactory; }
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
         if (outer) return CLASS_E_NOAGGREGATION;
         return ol_.app()->QueryInterface(iid, out);
@@ -340,7 +326,6 @@ public:
 
 private:
     emu::Outlook& ol_;
-    ULONG refs_ = 0;
 };
 
 }  // namespace

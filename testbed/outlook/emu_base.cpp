@@ -31,26 +31,11 @@ namespace {
 
 // Walks a collection by position, asking it for its current count and
 // element each time, as Outlook's own enumerators do.
-class LiveEnum final : public IEnumVARIANT {
+class LiveEnum final : public qbx::Unknown<IEnumVARIANT> {
 public:
     LiveEnum(IDispatch* owner, std::function<long()> count, std::function<qbx::Variant(long)> item, long pos = 1)
         : owner_(owner), count_(std::move(count)), item_(std::move(item)), pos_(pos) {}
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        if (!out) return E_POINTER;
-        if (iid == IID_IUnknown || iid == IID_IEnumVARIANT) {
-            *out = static_cast<IEnumVARIANT*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG n = --refs_;
-        if (!n) delete this;
-        return n;
-    }
+    bool answers(REFIID iid) const override { return iid == IID_IEnumVARIANT; }
     HRESULT STDMETHODCALLTYPE Next(ULONG n, VARIANT* out, ULONG* got) override {
         ULONG k = 0;
         try {
@@ -86,7 +71,6 @@ private:
     std::function<long()> count_;
     std::function<qbx::Variant(long)> item_;
     long pos_;
-    std::atomic<ULONG> refs_{0};
 };
 
 }  // namespace
