@@ -48,6 +48,12 @@ public:
 
     HWND form() const noexcept { return form_; }
 
+    // Gives a keyboard message aimed at a hosted ActiveX control (its window
+    // or one inside it) to the control's IOleInPlaceActiveObject first, as a
+    // container does before its own accelerators and dialog keys. True when
+    // the control used it; the window's message loop then drops it.
+    bool TranslateAccelerator(MSG* message) const;
+
     // The add-in's own pages: a factory makes the page as a child window of
     // the form and returns its object (members by name, at least
     // subSaveSettings) and its window. Registered once per process.

@@ -1,0 +1,63 @@
+// Helpers of the control host's tests: a plain form window, classes made
+// creatable by ProgID inside the test program, and message pumping.
+//
+// The test program links the add-in's code statically, so no DLL is
+// registered: a class factory is registered for the process with
+// CoRegisterClassObject (which CoGetClassObject consults before the
+// registry), and the ProgID's "CLSID" key is written under
+// HKLM\Software\Classes of the build's own Wine prefix (Wine reads classes
+// from there only, not from HKCU) and deleted again afterwards.
+#pragma once
+
+#include "support/com.h"
+#include "tests/test_support.h"
+
+#include <doctest/doctest.h>
+
+#include <string>
+
+namespace doctest {
+template <>
+struct StringMaker<std::wstring> {
+    static String convert(const std::wstring& value) { return ("L\"" + qbxtest::narrow(value) + "\"").c_str(); }
+};
+}  // namespace doctest
+
+namespace hosttest {
+
+// Makes a class creatable by ProgID while it lives.
+class ClassRegistration {
+public:
+    ClassRegistration(const std::wstring& progId, const CLSID& clsid, IClassFactory* factory);
+    ~ClassRegistration();
+    ClassRegistration(const ClassRegistration&) = delete;
+    ClassRegistration& operator=(const ClassRegistration&) = delete;
+
+private:
+    std::wstring progId_;
+    DWORD cookie_ = 0;
+};
+
+// A visible top-level window to put controls on, destroyed with the object.
+class TestForm {
+public:
+    TestForm(int width = 640, int height = 400);
+    ~TestForm();
+    TestForm(const TestForm&) = delete;
+    TestForm& operator=(const TestForm&) = delete;
+    HWND hWnd() const noexcept { return window_; }
+
+private:
+    HWND window_ = nullptr;
+};
+
+// Runs the queued messages of this thread (paints, posted messages).
+void pump();
+
+// A window's rectangle in its parent's client coordinates.
+RECT placement(HWND window);
+
+std::wstring windowClass(HWND window);
+std::wstring windowText(HWND window);
+
+}  // namespace hosttest
