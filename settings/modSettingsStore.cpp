@@ -1,6 +1,7 @@
 #include "settings/modSettingsStore.h"
 
 #include "host/modGlobals.h"
+#include "settings/cPersonalSettings.h"
 #include "support/modErroHandling.h"
 #include "support/modOutlookCode.h"
 
@@ -78,4 +79,10 @@ qbx::Disp fncFindSettingsItem() {
     if (!item) ReleaseOutlookObjects();
     err.clear();
     return item;
+}
+
+bool subLoadSettings() {
+    if (!objSettingsFolder && !subFindSettingsFolder()) return false;
+    objPersonalSettings = std::make_shared<cPersonalSettings>();
+    return objPersonalSettings->GetSettings();
 }

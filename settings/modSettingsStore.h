@@ -26,3 +26,8 @@ bool subCreateSettingsItem();
 // default lookup, else through Find. Never raises; when nothing is found it
 // runs ReleaseOutlookObjects (the add-in stops) and returns no object.
 qbx::Disp fncFindSettingsItem();
+
+// Loads the user's settings as start-up does when nothing is loaded yet:
+// finds (or creates) the settings folder, makes the process-wide personal
+// settings object and reads it. False when any step failed (reported).
+bool subLoadSettings();

@@ -1,18 +1,34 @@
 #include "settings_ui/modSettingsWindow.h"
 
+#include "host/modGlobals.h"
+#include "settings_ui/frmSettings.h"
+#include "support/modErroHandling.h"
+#include "support/modOutlookCode.h"
+
 namespace {
 SettingsWindowHook& hook() {
     static SettingsWindowHook h;
     return h;
 }
+long windowsShown = 0;
 }  // namespace
 
 void subSetSettingsWindowHook(SettingsWindowHook h) { hook() = std::move(h); }
+
+long fncSettingsWindowsShown() noexcept { return windowsShown; }
 
 void subShowSettingsWindow(const qbx::Disp& mailItem) {
     if (hook()) {
         hook()(mailItem);
         return;
     }
-    // The settings window comes later; until then the buttons open nothing.
+    subSetAction(L"Opening settings form");
+    qbx::guarded(L"subShowSettingsWindow", [&] {
+        frmSettings form;
+        form.blnEndWithClose = false;
+        form.blnSetOutlookParent = true;
+        form.blnOutlookInspectorParent = true;
+        ++windowsShown;
+        form.Show(fncOutlookWindow(true));
+    });
 }

@@ -1,18 +1,19 @@
-// Opening the settings window.
+// Opening the settings window from the ribbon or the mail window's button.
 #pragma once
 
 #include "support/com.h"
 
 #include <functional>
 
-// Opens the settings window modally for the given mail item (which may be
-// nothing) and unloads it when it closes.
-//
-// The settings window itself is not built yet: for now this returns at once
-// without showing anything.
+// Opens the settings window modally, owned by the mail window, and unloads it
+// when it closes. Closing it never stops the add-in. mailItem (which may be
+// nothing) is the mail the button belongs to.
 void subShowSettingsWindow(const qbx::Disp& mailItem);
 
 // Tests watch the opening through this hook: while one is set it is called
 // instead of the window (an empty hook restores the window).
 using SettingsWindowHook = std::function<void(const qbx::Disp& mailItem)>;
 void subSetSettingsWindowHook(SettingsWindowHook hook);
+
+// How many settings windows were shown in this process.
+long fncSettingsWindowsShown() noexcept;

@@ -33,3 +33,8 @@ std::wstring fncRemoveTrailingSlash(const std::wstring& path);
 
 // Tests only: drops objFS, forgets the repair and restarts the file numbers.
 void subResetFileHandlingForTests() noexcept;
+
+// Writes text to a file (created or replaced) as UTF-8 with a byte-order
+// mark, so browsers and editors read every language right. Raises the
+// system's error when the file can't be written.
+void subWriteTextFile(const std::wstring& path, const std::wstring& text, qbx::Here where = {});

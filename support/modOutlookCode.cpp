@@ -155,3 +155,20 @@ qbx::Variant fncGetUserProperty(const qbx::Disp& item, const std::wstring& name,
     err.clear();
     return result;
 }
+
+HWND fncOutlookWindow(bool blnInspector) {
+    HWND result = nullptr;
+    qbx::Err err;
+    std::wstring caption;
+    err.resume([&] {
+        if (!ouaOutlook) return;
+        qbx::Disp window = ouaOutlook.getObj(blnInspector ? L"ActiveInspector" : L"ActiveExplorer");
+        if (window) caption = window.get(L"Caption").toString();
+    });
+    err.clear();
+    if (caption.empty()) return nullptr;
+    // Outlook's own windows first, then a Word mail window of that caption.
+    result = FindWindowW(L"rctrl_renwnd32", caption.c_str());
+    if (!result) result = FindWindowW(nullptr, caption.c_str());
+    return result;
+}

@@ -39,3 +39,8 @@ bool subSetUserProperty(const qbx::Disp& item, const std::wstring& name, const q
 // Never reports: a failing step leaves the result as it stands (empty at worst).
 qbx::Variant fncGetUserProperty(const qbx::Disp& item, const std::wstring& name, short typeCode,
                                 const qbx::Variant& defaultValue);
+
+// The window of the shared Outlook application's active mail window (the
+// inspector) or of its main window (the explorer), found by its caption, to
+// own the add-in's own windows. Null when there is none; nothing is reported.
+HWND fncOutlookWindow(bool blnInspector);

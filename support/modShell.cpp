@@ -3,6 +3,7 @@
 #include "support/modErroHandling.h"
 
 #include <windows.h>
+#include <shellapi.h>
 
 std::wstring fncGetListSeparator() {
     std::wstring result;
@@ -18,4 +19,20 @@ std::wstring fncGetListSeparator() {
         result = buf;
     });
     return result;
+}
+
+namespace {
+ShellExecuteHook& shellHook() {
+    static ShellExecuteHook hook;
+    return hook;
+}
+}  // namespace
+
+void subSetShellExecuteHook(ShellExecuteHook hook) { shellHook() = std::move(hook); }
+
+bool fncShellExecute(const std::wstring& verb, const std::wstring& target) {
+    if (shellHook()) return shellHook()(verb, target);
+    // ShellExecute answers a number above 32 for success.
+    HINSTANCE rc = ShellExecuteW(nullptr, verb.c_str(), target.c_str(), nullptr, nullptr, SW_SHOWNORMAL);
+    return reinterpret_cast<INT_PTR>(rc) > 32;
 }

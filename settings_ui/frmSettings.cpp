@@ -1,0 +1,447 @@
+#include "settings_ui/frmSettings.h"
+
+#include "host/modGlobals.h"
+#include "settings/cPersonalSettings.h"
+#include "settings/modSettingsStore.h"
+#include "settings_ui/cListHandler.h"
+#include "settings_ui/cTabs.h"
+#include "settings_ui/modControlHost.h"
+#include "settings_ui/modXPlooks.h"
+#include "settings_ui/settings_dialogs.h"
+#include "settings_ui/uscPublishSites.h"
+#include "support/modErroHandling.h"
+#include "support/modOutlookCode.h"
+#include "support/modShell.h"
+#include "support/modTaskbar.h"
+#include "support/phrases.h"
+
+#include <commctrl.h>
+
+#include <cmath>
+
+const wchar_t* const frmSettings::kWebAddress = L"https://www.quillbox.example/";
+
+namespace {
+
+constexpr UINT_PTR kDisplayTimer = 1;
+// The hourglass and the default mouse pointer.
+constexpr int vbHourglass = 11;
+constexpr int vbDefault = 0;
+// The background of the advanced check box.
+constexpr COLORREF kAdvancedColour = RGB(239, 239, 198);
+
+SettingsOpenedHook& openedHook() {
+    static SettingsOpenedHook hook;
+    return hook;
+}
+
+void subSetMousePointer(int pointer) {
+    SetCursor(LoadCursorW(nullptr, pointer == vbHourglass ? IDC_WAIT : IDC_ARROW));
+}
+
+}  // namespace
+
+void subSetSettingsOpenedHook(SettingsOpenedHook hook) { openedHook() = std::move(hook); }
+
+frmSettings::frmSettings() { subRegisterSettingsPages(); }
+
+frmSettings::~frmSettings() { Unload(); }
+
+// ---------------------------------------------------------------- loading and unloading
+
+void frmSettings::Show(HWND owner) {
+    modal_ = true;
+    closed_ = false;
+    INT_PTR rc = DialogBoxParamW(fncAddinModule(), MAKEINTRESOURCEW(IDD_SETTINGS), owner, &frmSettings::dialogProc,
+                                 reinterpret_cast<LPARAM>(this));
+    modal_ = false;
+    if (rc == -1) qbx::raise(static_cast<long>(GetLastError()), L"The settings window could not be shown");
+}
+
+HWND frmSettings::Load(HWND owner, bool visible) {
+    Unload();
+    modal_ = false;
+    closed_ = false;
+    HWND window = CreateDialogParamW(fncAddinModule(), MAKEINTRESOURCEW(IDD_SETTINGS), owner,
+                                     &frmSettings::dialogProc, reinterpret_cast<LPARAM>(this));
+    if (!window) qbx::raise(static_cast<long>(GetLastError()), L"The settings window could not be loaded");
+    if (visible && hwnd_) ShowWindow(hwnd_, SW_SHOW);
+    return hwnd_;
+}
+
+void frmSettings::Unload() {
+    if (hwnd_ && IsWindow(hwnd_)) DestroyWindow(hwnd_);
+    hwnd_ = nullptr;
+}
+
+void frmSettings::subClose() {
+    closed_ = true;
+    if (modal_)
+        EndDialog(hwnd_, IDCANCEL);
+    else
+        ShowWindow(hwnd_, SW_HIDE);
+}
+
+INT_PTR CALLBACK frmSettings::dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    frmSettings* form = nullptr;
+    if (message == WM_INITDIALOG) {
+        form = reinterpret_cast<frmSettings*>(lParam);
+        SetWindowLongPtrW(window, DWLP_USER, lParam);
+        form->hwnd_ = window;
+    } else {
+        form = reinterpret_cast<frmSettings*>(GetWindowLongPtrW(window, DWLP_USER));
+    }
+    if (!form) return FALSE;
+    try {
+        return form->subHandleMessage(message, wParam, lParam);
+    } catch (...) {
+        // Every handler reports its own failures; nothing crosses the loop.
+        return FALSE;
+    }
+}
+
+INT_PTR frmSettings::subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
+    switch (message) {
+        case WM_INITDIALOG: {
+            controls_ = std::make_unique<cFormControls>(hwnd_);
+            Form_Load();
+            if (openedHook()) {
+                openedHook()(*this);
+            } else if (auto opened = reinterpret_cast<SettingsOpenedExport>(reinterpret_cast<void*>(
+                           GetProcAddress(GetModuleHandleW(nullptr), kSettingsOpenedExportName)))) {
+                opened(hwnd_);
+            }
+            return TRUE;
+        }
+        case WM_PAINT:
+            Form_Paint();
+            return FALSE;  // the dialog paints itself as usual
+        case WM_NOTIFY: {
+            const NMHDR* header = reinterpret_cast<const NMHDR*>(lParam);
+            if (header && header->idFrom == IDC_TBSSETTINGS && header->code == TCN_SELCHANGE) {
+                tbsSettings_Click();
+                return TRUE;
+            }
+            return FALSE;
+        }
+        case WM_COMMAND: {
+            const int id = LOWORD(wParam);
+            const int code = HIWORD(wParam);
+            switch (id) {
+                case IDC_CHKADVANCED:
+                    if (code == BN_CLICKED) chkAdvanced_Click();
+                    return TRUE;
+                case IDC_LBLWEBLINK:
+                    if (code == STN_CLICKED) lblWebLink_Click();
+                    return TRUE;
+                case IDOK:
+                    if (code == BN_CLICKED) cmdOK_Click();
+                    return TRUE;
+                case IDCANCEL:
+                    // The Cancel button, Escape and the close box.
+                    if (code == BN_CLICKED) cmdCancel_Click();
+                    return TRUE;
+                default:
+                    return FALSE;
+            }
+        }
+        case WM_TIMER:
+            if (wParam == kDisplayTimer) {
+                timDisplayExcelList_Timer();
+                return TRUE;
+            }
+            return FALSE;
+        case WM_SETCURSOR:
+            if (LOWORD(lParam) == HTCLIENT && reinterpret_cast<HWND>(wParam) == control(IDC_LBLWEBLINK)) {
+                SetCursor(LoadCursorW(nullptr, IDC_HAND));
+                SetWindowLongPtrW(hwnd_, DWLP_MSGRESULT, TRUE);
+                return TRUE;
+            }
+            return FALSE;
+        case WM_CTLCOLORSTATIC:
+        case WM_CTLCOLORBTN: {
+            HWND child = reinterpret_cast<HWND>(lParam);
+            INT_PTR brush = 0;
+            if (fncAnswerCtlColor(child, reinterpret_cast<HDC>(wParam), brush)) return brush;
+            if (child == control(IDC_LBLWEBLINK)) {
+                // The web link looks like one.
+                SetTextColor(reinterpret_cast<HDC>(wParam), GetSysColor(COLOR_HOTLIGHT));
+                SetBkMode(reinterpret_cast<HDC>(wParam), TRANSPARENT);
+                return reinterpret_cast<INT_PTR>(GetSysColorBrush(COLOR_BTNFACE));
+            }
+            return FALSE;
+        }
+        case WM_DESTROY:
+            KillTimer(hwnd_, kDisplayTimer);
+            Form_Unload();
+            // The page and the grid go with the window; the grid's wrapper is
+            // made anew by the next window.
+            controls_.reset();
+            objListHandler.reset();
+            return FALSE;
+        case WM_NCDESTROY:
+            SetWindowLongPtrW(hwnd_, DWLP_USER, 0);
+            hwnd_ = nullptr;
+            closed_ = true;
+            return FALSE;
+        default:
+            return FALSE;
+    }
+}
+
+// ---------------------------------------------------------------- the window's procedures
+
+void frmSettings::Form_Load() {
+    subSetAction(L"Opening settings form");
+    qbx::guarded(L"Form_Load", [&] {
+        subSetCaptions();
+        if (!objPersonalSettings) subLoadSettings();
+        subSetupTabs();
+
+        // The first page that uses the grid makes it, once.
+        bool blnListMade = false;
+        qbx::Variant items = tabs_->dicTabs.call(L"Items");
+        std::vector<qbx::Disp> tabRecords;
+        if (items.isArray()) {
+            SAFEARRAY* array = items.raw().parray;
+            LONG lower = 0, upper = -1;
+            SafeArrayGetLBound(array, 1, &lower);
+            SafeArrayGetUBound(array, 1, &upper);
+            for (LONG i = lower; i <= upper; ++i) {
+                qbx::Variant record;
+                SafeArrayGetElement(array, &i, record.put());
+                tabRecords.push_back(record.toDisp());
+            }
+        }
+        for (const qbx::Disp& tab : tabRecords) {
+            if (!blnListMade && tab.get(L"HasExcelList").toBool()) {
+                subSetupList();
+                blnListMade = true;
+            }
+        }
+
+        if (blnShuttingDown) {
+            ShowWindow(hwnd_, SW_HIDE);
+            return;
+        }
+        for (const qbx::Disp& tab : tabRecords) {
+            if (tab.get(L"Advanced").toBool()) {
+                ShowWindow(control(IDC_CHKADVANCED), SW_SHOW);
+                break;
+            }
+        }
+        subSetControlBackColor(control(IDC_CHKADVANCED), kAdvancedColour);
+
+        if (blnSetOutlookParent) {
+            if (HWND owner = fncOutlookWindow(blnOutlookInspectorParent))
+                SetWindowLongPtrW(hwnd_, GWLP_HWNDPARENT, reinterpret_cast<LONG_PTR>(owner));
+        }
+        subMakeSureInTaskbar(hwnd_);
+        tbsSettings_Click();
+    });
+}
+
+void frmSettings::Form_Paint() { subMakeSureInTaskbar(hwnd_); }
+
+void frmSettings::Form_Unload() {
+    subSetAction(L"Closing settings form");
+    qbx::guarded(L"Form_Unload", [&] {
+        objPrevControl.reset();
+        if (blnEndWithClose) ReleaseOutlookObjects();
+    });
+}
+
+void frmSettings::subSetCaptions() {
+    subSetAction(L"Setting captions on form controls");
+    qbx::guarded(L"subSetCaptions", [&] {
+        SetWindowTextW(control(IDOK), LNGOK.c_str());
+        SetWindowTextW(control(IDCANCEL), LNGCANCEL.c_str());
+        SetWindowTextW(control(IDC_CHKADVANCED), LNGADVANCED.c_str());
+        SetWindowTextW(control(IDC_LBLWEBLINK), L"www.quillbox.example");
+        SetWindowTextW(hwnd_, kProductName);
+        cWindowSurface surface(hwnd_);
+        subSetBackColorFromWindow(surface.hDC(), control(IDC_CHKADVANCED));
+    });
+}
+
+void frmSettings::subSetupTabs() {
+    subSetAction(L"Setting up Settings form tabs");
+    qbx::guarded(L"subSetupTabs", [&] {
+        tabs_ = std::make_unique<cTabs>();
+        HWND strip = control(IDC_TBSSETTINGS);
+        TabCtrl_DeleteAllItems(strip);
+        subAddUserTabs(*tabs_);
+        const bool blnAdvanced = IsDlgButtonChecked(hwnd_, IDC_CHKADVANCED) == BST_CHECKED;
+        qbx::Variant keys = tabs_->dicTabs.call(L"Keys");
+        if (!keys.isArray()) return;
+        SAFEARRAY* array = keys.raw().parray;
+        LONG lower = 0, upper = -1;
+        SafeArrayGetLBound(array, 1, &lower);
+        SafeArrayGetUBound(array, 1, &upper);
+        int position = 0;
+        for (LONG i = lower; i <= upper; ++i) {
+            qbx::Variant key;
+            SafeArrayGetElement(array, &i, key.put());
+            const std::wstring caption = key.toString();
+            subSetAction(L"Adding tab " + caption);
+            qbx::Disp tab = tabs_->dicTabs.getObj(L"Item", caption);
+            if (!blnAdvanced && tab.get(L"Advanced").toBool()) continue;
+            TCITEMW item = {};
+            item.mask = TCIF_TEXT;
+            std::wstring text = caption;
+            item.pszText = text.data();
+            SendMessageW(strip, TCM_INSERTITEMW, static_cast<WPARAM>(position++), reinterpret_cast<LPARAM>(&item));
+        }
+    });
+}
+
+double frmSettings::fncStripTop() const {
+    RECT r{};
+    GetWindowRect(control(IDC_TBSSETTINGS), &r);
+    MapWindowPoints(nullptr, hwnd_, reinterpret_cast<POINT*>(&r), 2);
+    return r.top * fncTwipsPerPixelY(hwnd_);
+}
+
+double frmSettings::fncStripLeft() const {
+    RECT r{};
+    GetWindowRect(control(IDC_TBSSETTINGS), &r);
+    MapWindowPoints(nullptr, hwnd_, reinterpret_cast<POINT*>(&r), 2);
+    return r.left * fncTwipsPerPixelX(hwnd_);
+}
+
+double frmSettings::fncStripHeight() const {
+    RECT r{};
+    GetWindowRect(control(IDC_TBSSETTINGS), &r);
+    return (r.bottom - r.top) * fncTwipsPerPixelY(hwnd_);
+}
+
+void frmSettings::subSetupList() {
+    subSetAction(L" Adding Excel Based list handler to form");
+    qbx::guarded(L"subSetupList", [&] {
+        objListHandler = std::make_shared<cListHandler>();
+        objListHandler->ListName = L"exsList";
+        objListHandler->Height = 6000;
+        objListHandler->Width(6500);
+        objListHandler->LeftPos = static_cast<short>(fncStripLeft());
+        objListHandler->TopPos = static_cast<short>(std::lround(fncStripTop() + fncStripHeight()));
+        objListHandler->Visible(true);
+        if (objListHandler->AddToForm(*controls_)) objListHandler->DisplayVerticalScroll(true);
+    });
+}
+
+void frmSettings::tbsSettings_Click() {
+    subSetAction(L"Switching the settings page");
+    qbx::guarded(L"tbsSettings_Click", [&] {
+        if (objPrevControl) {
+            subSetAction(L"Saving the previous settings page");
+            qbx::Err err;
+            err.resume([&] { objPrevControl.call(L"subSaveSettings"); });
+            err.clear();
+            subSetAction(L"Removing the previous settings page");
+            controls_->Remove(L"CurrTab");
+            objPrevControl.reset();
+        }
+
+        HWND strip = control(IDC_TBSSETTINGS);
+        const int selected = TabCtrl_GetCurSel(strip);
+        qbx::Disp tab;
+        if (selected >= 0 && tabs_) {
+            wchar_t buffer[256] = {};
+            TCITEMW item = {};
+            item.mask = TCIF_TEXT;
+            item.pszText = buffer;
+            item.cchTextMax = 255;
+            SendMessageW(strip, TCM_GETITEMW, static_cast<WPARAM>(selected), reinterpret_cast<LPARAM>(&item));
+            const std::wstring caption = buffer;
+            if (tabs_->dicTabs.call(L"Exists", caption).toBool()) {
+                tab = tabs_->dicTabs.getObj(L"Item", caption);
+                subSetAction(L"Adding the setting page " + caption);
+                if (!tab.get(L"HasExcelList").toBool()) {
+                    if (objListHandler) objListHandler->Visible(false);
+                } else {
+                    if (!objListHandler) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+                    objListHandler->EditMode(true);
+                    qbx::Err err;
+                    err.resume([&] {
+                        if (!objListHandler->CurrSheet)
+                            qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+                        objListHandler->CurrSheet.getObj(L"Range", L"a2:e2999").call(L"ClearContents");
+                    });
+                    if (err.number() == qbx::vbErrObjectNotSet) {
+                        // No grid to clear: the add-in's state is broken.
+                        err.clear();
+                        ReleaseOutlookObjects();
+                    }
+                    err.clear();
+                    objListHandler->EditMode(false);
+                    SetTimer(hwnd_, kDisplayTimer, kDisplayListDelay, nullptr);
+                }
+                const qbx::Variant extra = tab.get(L"varExtraData");
+                if (extra.isObject()) objSimpleList = extra.toDisp();
+                objPrevControl = controls_->Add(tab.get(L"TabUsrControl").toString(), L"CurrTab");
+            }
+        }
+
+        if (objPrevControl) {
+            const double top = fncStripTop() + fncStripHeight();
+            objPrevControl.put(L"Top", top);
+            objPrevControl.put(L"Left", fncStripLeft());
+            objPrevControl.put(L"Visible", true);
+            if (objListHandler) {
+                objListHandler->Visible(false);
+                if (tab && !tab.get(L"EventsEnabled").toBool()) objListHandler->RaiseEventsEnabled(false);
+                if (objListHandler->objHostedControl) objListHandler->objHostedControl.put(L"Top", top);
+            }
+        }
+    });
+}
+
+void frmSettings::timDisplayExcelList_Timer() {
+    subSetAction(L"Showing the grid under the page");
+    qbx::guarded(L"timDisplayExcelList_Timer", [&] {
+        KillTimer(hwnd_, kDisplayTimer);
+        if (objListHandler) objListHandler->Visible(true);
+    });
+}
+
+void frmSettings::chkAdvanced_Click() {
+    subSetAction(L"Switching advanced mode");
+    qbx::guarded(L"chkAdvanced_Click", [&] {
+        subSetupTabs();
+        TabCtrl_SetCurSel(control(IDC_TBSSETTINGS), 0);
+        tbsSettings_Click();
+    });
+}
+
+void frmSettings::cmdOK_Click() {
+    subSetAction(L"Saving the settings");
+    qbx::guarded(L"cmdOK_Click", [&] {
+        subSetMousePointer(vbHourglass);
+        subSetAction(L"Saving current page settings");
+        qbx::Err err;
+        err.resume([&] {
+            if (objPrevControl) objPrevControl.call(L"subSaveSettings");
+        });
+        err.clear();
+        subSetAction(L"Saving common settings");
+        if (!objPersonalSettings) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+        objPersonalSettings->SaveSettings();
+        objPersonalSettings->GetSettings();
+        subSetMousePointer(vbDefault);
+        if (!blnEndWithClose)
+            subClose();
+        else
+            ReleaseOutlookObjects();
+        objPrevControl.reset();
+    });
+}
+
+void frmSettings::cmdCancel_Click() {
+    subSetAction(L"Closing settings form without saving");
+    qbx::guarded(L"cmdCancel_Click", [&] { subClose(); });
+}
+
+void frmSettings::lblWebLink_Click() {
+    subSetAction(L"Opening the web site " + std::wstring(kWebAddress));
+    qbx::guarded(L"lblWebLink_Click", [&] { fncShellExecute(L"open", kWebAddress); });
+}

@@ -1,0 +1,96 @@
+// The settings window: a tab strip whose tabs are built at run time from the
+// page list (cTabs), the selected tab's page made by its class identifier
+// and placed under the strip, and the shared spreadsheet grid for pages that
+// edit a table. OK asks the page to save itself, then saves the personal
+// settings; Cancel closes without saving.
+//
+// The opener's sequence:
+//
+//     frmSettings form;
+//     form.blnEndWithClose = false;          // closing never stops the add-in
+//     form.blnSetOutlookParent = true;       // owned by an Outlook window
+//     form.blnOutlookInspectorParent = true; // ... the mail window
+//     form.Show(owner);                      // modal
+#pragma once
+
+#include "support/com.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+class cFormControls;
+class cTabs;
+
+class frmSettings {
+public:
+    frmSettings();
+    ~frmSettings();
+    frmSettings(const frmSettings&) = delete;
+    frmSettings& operator=(const frmSettings&) = delete;
+
+    // Window-level variables, set by the opener before the window loads.
+    qbx::Disp objPrevControl;        // the page on the window ("CurrTab")
+    qbx::Disp objSimpleList;         // the selected tab's extra data
+    bool blnEndWithClose = true;     // closing runs the release routine
+    bool blnSetOutlookParent = false;
+    bool blnOutlookInspectorParent = false;
+
+    // Loads the window and shows it modally, owned by owner (may be null);
+    // returns when it has been unloaded (or released by OK). Raises when the
+    // window can't be made.
+    void Show(HWND owner = nullptr);
+    // Loads the window without a modal loop of its own (tests, screenshots).
+    HWND Load(HWND owner = nullptr, bool visible = false);
+    void Unload();
+
+    HWND hWnd() const noexcept { return hwnd_; }
+    HWND control(int id) const noexcept { return GetDlgItem(hwnd_, id); }
+    cFormControls* Controls() const noexcept { return controls_.get(); }
+    cTabs* Tabs() const noexcept { return tabs_.get(); }
+    // True once the window was unloaded or released by OK.
+    bool Closed() const noexcept { return closed_; }
+
+    // The maker's web site, opened by lblWebLink.
+    static const wchar_t* const kWebAddress;
+    // The one-shot delay before the grid is shown under a new page.
+    static constexpr UINT kDisplayListDelay = 100;
+
+    // The window's procedures (public so tests can run them as the user's
+    // clicks would).
+    void Form_Load();
+    void Form_Paint();
+    void Form_Unload();
+    void subSetCaptions();
+    void subSetupTabs();
+    void subSetupList();
+    void tbsSettings_Click();
+    void chkAdvanced_Click();
+    void cmdOK_Click();
+    void cmdCancel_Click();
+    void lblWebLink_Click();
+    void timDisplayExcelList_Timer();
+
+private:
+    static INT_PTR CALLBACK dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    INT_PTR subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam);
+    void subClose();
+    // The strip's position and size in twips.
+    double fncStripTop() const;
+    double fncStripLeft() const;
+    double fncStripHeight() const;
+
+    HWND hwnd_ = nullptr;
+    bool modal_ = false;
+    bool closed_ = false;
+    std::unique_ptr<cFormControls> controls_;
+    std::unique_ptr<cTabs> tabs_;
+};
+
+// Seams for programs that must not wait for a person, as the chooser has:
+// - while an opened hook is set, it is called with the window once loaded;
+using SettingsOpenedHook = std::function<void(frmSettings& form)>;
+void subSetSettingsOpenedHook(SettingsOpenedHook hook);
+// - else a host program may export this function; it gets the window.
+using SettingsOpenedExport = void(__stdcall*)(HWND window);
+inline constexpr const char* kSettingsOpenedExportName = "QbxSettingsOpened";

@@ -1,0 +1,251 @@
+#include "settings_ui/uscPublishSites.h"
+
+#include "host/modGlobals.h"
+#include "settings/cListControl.h"
+#include "settings/cPersonalSettings.h"
+#include "settings/cSimpleList.h"
+#include "settings_ui/cListHandler.h"
+#include "settings_ui/modControlHost.h"
+#include "settings_ui/modXPlooks.h"
+#include "settings_ui/settings_dialogs.h"
+#include "sharepoint/modDocLibs.h"
+#include "support/modErroHandling.h"
+#include "support/phrases.h"
+#include "support/prompt.h"
+
+#include <cmath>
+
+namespace {
+
+// The grid's count cell and the page's one column.
+const wchar_t kCountCell[] = L"F1";
+const wchar_t kLastColumn[] = L"A";
+// The scheme every site address gets in front, as typed in upper case.
+const wchar_t kHttp[] = L"HTTP://";
+
+// The list the default box is filled from when it opens, shared by the pages.
+cSimpleList& scratchList() {
+    static cSimpleList list;
+    return list;
+}
+
+cListHandler& grid() {
+    if (!objListHandler) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+    return *objListHandler;
+}
+
+cPersonalSettings& settings() {
+    if (!objPersonalSettings) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+    return *objPersonalSettings;
+}
+
+}  // namespace
+
+void subRegisterSettingsPages() {
+    static bool registered = false;
+    if (registered) return;
+    registered = true;
+    cFormControls::RegisterPage(uscPublishSites::kClassId, [](HWND form) {
+        qbx::ComPtr<uscPublishSites> page = qbx::makeObject<uscPublishSites>(form);
+        cFormControls::Page made;
+        made.object = qbx::Disp(static_cast<IDispatch*>(page.get()));
+        made.window = page->hWnd();
+        return made;
+    });
+}
+
+uscPublishSites::uscPublishSites(HWND form) : DispatchObject(L"uscPublishSites") {
+    method(L"subSetCaptions", [this](qbx::Args&) { subSetCaptions(); return qbx::Variant(); });
+    method(L"subGetSettings", [this](qbx::Args&) { subGetSettings(); return qbx::Variant(); });
+    method(L"subSaveSettings", [this](qbx::Args&) { subSaveSettings(); return qbx::Variant(); });
+    method(L"fncGetListsFromSite", [this](qbx::Args& a) { return qbx::Variant(fncGetListsFromSite(a.str(0))); });
+
+    hwnd_ = CreateDialogParamW(fncAddinModule(), MAKEINTRESOURCEW(IDD_PUBLISHSITES), form, &uscPublishSites::dialogProc,
+                               reinterpret_cast<LPARAM>(this));
+    if (!hwnd_) qbx::raise(static_cast<long>(GetLastError()), L"The document library page could not be made");
+}
+
+uscPublishSites::~uscPublishSites() {
+    if (hwnd_ && IsWindow(hwnd_)) {
+        SetWindowLongPtrW(hwnd_, DWLP_USER, 0);
+        DestroyWindow(hwnd_);
+    }
+}
+
+INT_PTR CALLBACK uscPublishSites::dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_INITDIALOG) {
+        SetWindowLongPtrW(window, DWLP_USER, lParam);
+        return FALSE;
+    }
+    auto* page = reinterpret_cast<uscPublishSites*>(GetWindowLongPtrW(window, DWLP_USER));
+    if (!page) return FALSE;
+    try {
+        switch (message) {
+            case WM_SHOWWINDOW:
+                if (wParam) page->UserControl_Show();
+                return FALSE;
+            case WM_COMMAND:
+                if (LOWORD(wParam) == IDC_CMDBROWSE && HIWORD(wParam) == BN_CLICKED) {
+                    page->cmdBrowse_Click();
+                    return TRUE;
+                }
+                if (LOWORD(wParam) == IDC_CMBDEFAULT && HIWORD(wParam) == CBN_DROPDOWN) {
+                    page->cmbDefault_DropDown();
+                    return TRUE;
+                }
+                return FALSE;
+            case WM_CTLCOLORSTATIC:
+            case WM_CTLCOLORBTN: {
+                INT_PTR brush = 0;
+                if (fncAnswerCtlColor(reinterpret_cast<HWND>(lParam), reinterpret_cast<HDC>(wParam), brush)) return brush;
+                return FALSE;
+            }
+            case WM_NCDESTROY:
+                page->hwnd_ = nullptr;
+                return FALSE;
+            default:
+                return FALSE;
+        }
+    } catch (...) {
+        // Every handler reports its own failures; nothing crosses the loop.
+        return FALSE;
+    }
+}
+
+// ---------------------------------------------------------------- showing the page
+
+void uscPublishSites::UserControl_Show() {
+    subSetCaptions();
+    subGetSettings();
+    // The grid's writes of the captions and the settings end here, so it
+    // repaints and protects its header again.
+    if (objListHandler) objListHandler->EditMode(false);
+    // The check box and its label take the page's width.
+    RECT page{};
+    GetClientRect(hwnd_, &page);
+    for (int id : {IDC_CHKALWAYSDEFAULT, IDC_LBLDEFAULT}) {
+        RECT r{};
+        GetWindowRect(control(id), &r);
+        MapWindowPoints(nullptr, hwnd_, reinterpret_cast<POINT*>(&r), 2);
+        MoveWindow(control(id), r.left, r.top, page.right - r.left, r.bottom - r.top, TRUE);
+    }
+}
+
+void uscPublishSites::subSetCaptions() {
+    subSetAction(L"Setting form captions");
+    qbx::guarded(L"subSetCaptions", [&] {
+        cListHandler& list = grid();
+        list.SetVisibleRange(L"A1:A20");
+        list.SetValue(L"A1", qbx::Variant(LNGSITES));
+        list.SetColumnWidth(L"A1", kColumnWidth);
+        list.Visible(true);
+        // The grid ends just above the page's button.
+        RECT button{};
+        GetWindowRect(control(IDC_CMDBROWSE), &button);
+        MapWindowPoints(nullptr, hwnd_, reinterpret_cast<POINT*>(&button), 2);
+        const double twipsY = fncTwipsPerPixelY(hwnd_);
+        const long height = std::lround((button.top - 6) * twipsY);
+        if (list.objHostedControl) list.objHostedControl.put(L"Height", height);
+        list.Height = static_cast<short>(height);
+        list.EditMode(true);
+        list.DisplayHorizontalScroll(false);
+        list.DisplayVerticalScroll(true);
+
+        SetWindowTextW(control(IDC_CMDBROWSE), (LNGADD + L" ...").c_str());
+        SetWindowTextW(control(IDC_LBLDEFAULT), LNGDEFAULT.c_str());
+        SetWindowTextW(control(IDC_CHKALWAYSDEFAULT), LNGALWAYSUSEDEFAULT.c_str());
+
+        cWindowSurface surface(hwnd_);
+        subSetBackColorFromWindow(surface.hDC(), control(IDC_CHKALWAYSDEFAULT));
+    });
+}
+
+void uscPublishSites::subGetSettings() {
+    subSetAction(L"Showing the settings on the page");
+    qbx::guarded(L"subGetSettings", [&] {
+        cPersonalSettings& s = settings();
+        const long count = s.DicList.Count();
+        if (count >= 1) grid().SetValue(L"a2:a" + std::to_wstring(count + 1), s.DicList.ToArray());
+        if (s.DicList.Exists(s.strDefaultSite)) {
+            cListControl combo(control(IDC_CMBDEFAULT));
+            std::wstring selected = s.strDefaultSite;
+            s.DicList.AddToComboOrList(combo, selected);
+        }
+        CheckDlgButton(hwnd_, IDC_CHKALWAYSDEFAULT, s.blnAlwaysDefault ? BST_CHECKED : BST_UNCHECKED);
+    });
+}
+
+void uscPublishSites::subReadGrid(cSimpleList& list) {
+    const qbx::Variant rows = grid().fncGetRangeArray(kCountCell, kLastColumn);
+    if (rows.isArray())
+        list.FromArray(rows);
+    else
+        list.FromString(L"");  // no row used: the empty list
+}
+
+void uscPublishSites::subSaveSettings() {
+    subSetAction(L"Saving settings to common settings");
+    qbx::guarded(L"subSaveSettings", [&] {
+        cPersonalSettings& s = settings();
+        subReadGrid(s.DicList);
+        cListControl combo(control(IDC_CMBDEFAULT));
+        const std::wstring chosen = combo.Text();
+        if (!chosen.empty()) s.strDefaultSite = chosen;
+        s.blnAlwaysDefault = IsDlgButtonChecked(hwnd_, IDC_CHKALWAYSDEFAULT) == BST_CHECKED;
+    });
+}
+
+qbx::Disp uscPublishSites::fncGetListsFromSite(const std::wstring& strSiteUrl) { return ::fncGetListsFromSite(strSiteUrl); }
+
+// ---------------------------------------------------------------- handlers
+
+void uscPublishSites::cmbDefault_DropDown() {
+    subSetAction(L"Setting list values after dropdown");
+    qbx::guarded(L"cmbDefault_DropDown", [&] {
+        cSimpleList& list = scratchList();
+        subReadGrid(list);
+        cListControl combo(control(IDC_CMBDEFAULT));
+        std::wstring selected = combo.Text();
+        list.AddToComboOrList(combo, selected);
+    });
+}
+
+void uscPublishSites::cmdBrowse_Click() {
+    subSetAction(L"Selecting document libraries from site");
+    qbx::guarded(L"cmdBrowse_Click", [&] {
+        std::wstring site = qbx::fncInputBox(LNGSHAREPOINTSITETOFINDDOCS, kProductName, L"");
+        site = qbx::toUpper(site);
+        if (site.empty() || site.back() != L'/') site += L"/";
+        if (site.size() < 7) return;
+        // As the rule stands: whatever does not start with "HTTP://" gets it
+        // in front, an address with the secure scheme included.
+        if (site.compare(0, 7, kHttp) != 0) site = kHttp + site;
+
+        cSimpleList list;
+        subReadGrid(list);
+        const long before = list.Count();
+        qbx::Disp found = fncGetListsFromSite(site);
+        if (found && found.get(L"Count").toLong() > 0) {
+            qbx::Variant keys = found.call(L"Keys");
+            if (keys.isArray()) {
+                SAFEARRAY* array = keys.raw().parray;
+                LONG lower = 0, upper = -1;
+                SafeArrayGetLBound(array, 1, &lower);
+                SafeArrayGetUBound(array, 1, &upper);
+                for (LONG i = lower; i <= upper; ++i) {
+                    qbx::Variant library;
+                    SafeArrayGetElement(array, &i, library.put());
+                    list.Add(library);
+                }
+            }
+        }
+        const long after = list.Count();
+        if (after >= 1) {
+            cListHandler& g = grid();
+            g.EditMode(true);
+            g.SetValue(L"a2:a" + std::to_wstring(after + 1), list.ToArray());
+            if (after > before) g.SortRange();
+            g.EditMode(false);
+        }
+    });
+}

@@ -1,0 +1,51 @@
+// The document library page of the settings window: the libraries on the
+// shared grid (one address per row of column A under the header), a button
+// that adds every document library of a SharePoint site, the default library
+// and the "always use the default" switch. The page works on the personal
+// settings object only; saving to Outlook is the window's business.
+//
+// The page is a child dialog of the settings window and an object whose
+// members are reached by name (subSaveSettings ...), made by the window
+// through its class identifier "Quillbox.uscPublishSites".
+#pragma once
+
+#include "support/dispatch_object.h"
+
+#include <string>
+
+class uscPublishSites final : public qbx::DispatchObject {
+public:
+    static constexpr const wchar_t* kClassId = L"Quillbox.uscPublishSites";
+
+    // Makes the page's window as a hidden child of the form.
+    explicit uscPublishSites(HWND form);
+    ~uscPublishSites() override;
+
+    HWND hWnd() const noexcept { return hwnd_; }
+    HWND control(int id) const noexcept { return GetDlgItem(hwnd_, id); }
+
+    void subSetCaptions();
+    void subGetSettings();
+    void subSaveSettings();
+    // The document libraries of a site (the discovery's dictionary).
+    qbx::Disp fncGetListsFromSite(const std::wstring& strSiteUrl);
+
+    void UserControl_Show();
+    void cmbDefault_DropDown();
+    void cmdBrowse_Click();
+
+    // The grid's height on this page, in twips (the page's controls lie below it).
+    static constexpr short kGridHeight = 4290;
+    // Column A's width, in characters.
+    static constexpr double kColumnWidth = 68;
+
+private:
+    static INT_PTR CALLBACK dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    // The grid's column A under the header, as a list (empty when no row is used).
+    void subReadGrid(class cSimpleList& list);
+
+    HWND hwnd_ = nullptr;
+};
+
+// Puts the settings pages into the window's table of page classes (once).
+void subRegisterSettingsPages();
