@@ -7,6 +7,7 @@
 
 #include <deque>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,12 @@ public:
     // Answers the add-in's library chooser once it has loaded (through the
     // host's export QbxChooserOpened): the next queued choice, else Cancel.
     void answerChooser(HWND dialog);
+    // Plays the queued "configure" steps on the add-in's settings window once
+    // it has loaded (through the host's export QbxSettingsOpened), one step
+    // per tick of the window's message loop; without steps it presses Cancel.
+    void driveSettings(HWND window);
+    // The host that plays the scenario now.
+    static Host* instance();
 
 private:
     using Words = std::vector<std::wstring>;
@@ -64,6 +71,13 @@ private:
     void printLibraries();
     void seedSettings(const Words& w);
     void queueChoice(const Words& w);
+    // The settings window: "configure ..." queues a step, "expect libraries
+    // / library / default / always / settings-windows" reads the stored
+    // settings item (settings_driver.cpp).
+    void queueConfigure(const Words& w);
+    bool expectSettings(const Words& w);
+    void playSettingsStep(HWND window);
+    qbx::Variant storedSetting(const wchar_t* name);
     void need(const Words& w, size_t n);
     void offerOutlookClass();
     void withdrawOutlookClass();
@@ -84,6 +98,9 @@ private:
     };
     std::deque<Choice> choices_;
     long choosers_ = 0;
+    std::deque<Words> configureSteps_;
+    long settingsWindows_ = 0;
+    std::set<HWND> settingsStarted_;  // windows whose steps are being played
     long prompts_ = 0;
     long failures_ = 0;
     emu::References afterShutdown_;

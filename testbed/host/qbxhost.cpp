@@ -301,6 +301,8 @@ std::vector<std::wstring> splitLine(const std::wstring& line) {
 
 Host::Host(Options options) : options_(std::move(options)) { activeHost = this; }
 
+Host* Host::instance() { return activeHost; }
+
 Host::~Host() {
     withdrawOutlookClass();
     ol_.reset();
@@ -576,6 +578,8 @@ void Host::expect(const Words& w) {
         need(w, 2);
         check(choosers_ == _wtol(w[2].c_str()),
               L"choosers shown: " + w[2] + L" (there were " + std::to_wstring(choosers_) + L")");
+    } else if (expectSettings(w)) {
+        return;
     } else if (what == L"outlook-by-progid") {
         // Creating "Outlook.Application" attaches to this Outlook, as the add-in's start-up helper expects.
         CLSID clsid;
@@ -650,6 +654,8 @@ void Host::step(const Words& w, int lineNumber) {
         seedSettings(w);
     } else if (c == L"choose") {  // choose ok [N] [default] | new URL [add] | cancel
         queueChoice(w);
+    } else if (c == L"configure") {  // configure add URL | edit ROW URL | clear ROW | browse SITE | ...
+        queueConfigure(w);
     } else if (c == L"server-fault" || c == L"server-reset") {
         // server-fault QUERY: a fault of the SharePoint emulator; server-reset:
         // no faults, an empty log and empty libraries.

@@ -1,0 +1,235 @@
+// The host program's side of the add-in's settings window: the "configure"
+// steps a scenario queues before the click that opens the window, played on
+// the real window through window messages (keystrokes into the grid, clicks
+// on the page's button, box and check box), and the checks of what the
+// window stored in the mailbox.
+//
+//   configure add URL         types URL into the first empty row of the grid
+//   configure edit ROW URL    types URL over row ROW (2 = first library)
+//   configure clear ROW       selects row ROW and presses Delete
+//   configure browse SITE     presses the page's button, answers its input box with SITE
+//   configure default URL     opens the default box and picks URL
+//   configure always on|off   sets "always use the default"
+//   configure ok | cancel     presses OK or Cancel
+#include "settings_ui/settings_dialogs.h"
+#include "testbed/host/host.h"
+
+namespace qbxhost {
+
+namespace {
+
+constexpr UINT_PTR kStepTimer = 0x5157;
+constexpr UINT kStepInterval = 60;
+
+std::wstring quoted(const std::wstring& s) { return L"\"" + s + L"\""; }
+
+HWND childOfClass(HWND parent, const wchar_t* className) {
+    return FindWindowExW(parent, nullptr, className, nullptr);
+}
+
+// The page: the settings window's child dialog.
+HWND pageOf(HWND window) { return childOfClass(window, L"#32770"); }
+
+// The grid's host window, the control's window inside it, and the
+// spreadsheet object (through atl.dll's container, as the add-in hosts it).
+HWND gridHost(HWND window) { return childOfClass(window, L"AtlAxWin"); }
+
+qbx::Disp gridObject(HWND window) {
+    HWND host = gridHost(window);
+    if (!host) qbx::raise(5, L"the settings window has no grid");
+    using GetControlFn = HRESULT(WINAPI*)(HWND, IUnknown**);
+    static const auto getControl = reinterpret_cast<GetControlFn>(
+        reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(L"atl.dll"), "AtlAxGetControl")));
+    qbx::ComPtr<IUnknown> control;
+    if (!getControl || FAILED(getControl(host, control.put()))) qbx::raise(5, L"the grid's control can't be reached");
+    return qbx::Disp::fromUnknown(control.get());
+}
+
+// Where keystrokes go: the cell editor while one is open, else the grid.
+HWND keyTarget(HWND window) {
+    HWND grid = GetWindow(gridHost(window), GW_CHILD);
+    if (HWND edit = childOfClass(grid, L"Edit")) return edit;
+    return grid;
+}
+
+void key(HWND target, UINT vk) {
+    SendMessageW(target, WM_KEYDOWN, vk, 1);
+    SendMessageW(target, WM_KEYUP, vk, 0xC0000001);
+}
+
+void typeText(HWND window, const std::wstring& text) {
+    for (wchar_t c : text) SendMessageW(keyTarget(window), WM_CHAR, c, 1);
+    key(keyTarget(window), VK_RETURN);
+}
+
+void selectRow(HWND window, long row) {
+    gridObject(window).getObj(L"ActiveSheet").getObj(L"Range", L"A" + std::to_wstring(row)).call(L"Select");
+}
+
+long firstEmptyRow(HWND window) {
+    qbx::Disp sheet = gridObject(window).getObj(L"ActiveSheet");
+    for (long row = 2; row < 3000; ++row) {
+        qbx::Variant v = sheet.getObj(L"Range", L"A" + std::to_wstring(row)).get(L"Value");
+        if (v.isEmpty() || v.isNull() || v.toString().empty()) return row;
+    }
+    qbx::raise(5, L"the grid is full");
+}
+
+void command(HWND dialog, int id, WORD code) {
+    SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(id, code), reinterpret_cast<LPARAM>(GetDlgItem(dialog, id)));
+}
+
+void CALLBACK stepTimer(HWND window, UINT, UINT_PTR, DWORD) {
+    if (Host* host = Host::instance())
+        host->driveSettings(window);
+    else
+        KillTimer(window, kStepTimer);
+}
+
+}  // namespace
+
+void Host::queueConfigure(const Words& w) {
+    need(w, 1);
+    const std::wstring& what = w[1];
+    const size_t needs = what == L"add" || what == L"clear" || what == L"browse" || what == L"default" || what == L"always"
+                             ? 1
+                         : what == L"edit" ? 2
+                         : what == L"ok" || what == L"cancel" ? 0
+                                                               : 99;
+    if (needs == 99)
+        qbx::raise(5, L"configure add URL | edit ROW URL | clear ROW | browse SITE | default URL | always on|off | ok | cancel");
+    if (w.size() < needs + 2) qbx::raise(450, L"\"configure " + what + L"\" needs " + std::to_wstring(needs) + L" argument(s)");
+    configureSteps_.push_back(w);
+}
+
+void Host::driveSettings(HWND window) {
+    if (!IsWindow(window)) return;
+    if (!settingsStarted_.count(window)) {
+        // A new window: count it and start playing on its own message loop.
+        settingsStarted_.insert(window);
+        ++settingsWindows_;
+        wchar_t caption[256] = {};
+        GetWindowTextW(window, caption, 256);
+        say(L"  settings window " + quoted(caption) + L" opened");
+        SetTimer(window, kStepTimer, kStepInterval, &stepTimer);
+        return;
+    }
+    try {
+        playSettingsStep(window);
+    } catch (const qbx::Error& e) {
+        say(L"  error in the settings window: " + e.description());
+        ++failures_;
+        configureSteps_.clear();
+        KillTimer(window, kStepTimer);
+        PostMessageW(window, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+    }
+}
+
+void Host::playSettingsStep(HWND window) {
+    if (configureSteps_.empty()) {
+        // Nothing more queued: the user closes the window.
+        KillTimer(window, kStepTimer);
+        say(L"    -> Cancel (nothing more to do)");
+        PostMessageW(window, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+        return;
+    }
+    Words w = configureSteps_.front();
+    configureSteps_.pop_front();
+    const std::wstring& what = w[1];
+    HWND page = pageOf(window);
+    if (what == L"add") {
+        const long row = firstEmptyRow(window);
+        selectRow(window, row);
+        typeText(window, w[2]);
+        say(L"    typed " + quoted(w[2]) + L" into row " + std::to_wstring(row));
+    } else if (what == L"edit") {
+        selectRow(window, _wtol(w[2].c_str()));
+        typeText(window, w[3]);
+        say(L"    typed " + quoted(w[3]) + L" over row " + w[2]);
+    } else if (what == L"clear") {
+        selectRow(window, _wtol(w[2].c_str()));
+        key(keyTarget(window), VK_DELETE);
+        say(L"    cleared row " + w[2]);
+    } else if (what == L"browse") {
+        answers_.push_back(Answer{IDOK, w[2]});
+        say(L"    pressed the page's button to add a site's libraries");
+        command(page, IDC_CMDBROWSE, BN_CLICKED);
+    } else if (what == L"default") {
+        HWND combo = GetDlgItem(page, IDC_CMBDEFAULT);
+        // Opening the box refreshes it from the grid, as a click on it does.
+        command(page, IDC_CMBDEFAULT, CBN_DROPDOWN);
+        const LRESULT index = SendMessageW(combo, CB_FINDSTRINGEXACT, static_cast<WPARAM>(-1),
+                                           reinterpret_cast<LPARAM>(w[2].c_str()));
+        if (index == CB_ERR) qbx::raise(5, L"the default box does not offer " + quoted(w[2]));
+        SendMessageW(combo, CB_SETCURSEL, static_cast<WPARAM>(index), 0);
+        command(page, IDC_CMBDEFAULT, CBN_SELCHANGE);
+        say(L"    picked " + quoted(w[2]) + L" as the default");
+    } else if (what == L"always") {
+        const bool on = qbx::textEquals(w[2], L"on");
+        SendMessageW(GetDlgItem(page, IDC_CHKALWAYSDEFAULT), BM_SETCHECK, on ? BST_CHECKED : BST_UNCHECKED, 0);
+        command(page, IDC_CHKALWAYSDEFAULT, BN_CLICKED);
+        say(std::wstring(L"    \"always use the default\" ") + (on ? L"on" : L"off"));
+    } else if (what == L"ok" || what == L"cancel") {
+        KillTimer(window, kStepTimer);
+        const int button = what == L"ok" ? IDOK : IDCANCEL;
+        say(std::wstring(L"    -> ") + (button == IDOK ? L"OK" : L"Cancel"));
+        PostMessageW(window, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(window, button)));
+    }
+}
+
+qbx::Variant Host::storedSetting(const wchar_t* name) {
+    emu::Folder* folder = folderAt(L"Inbox\\QBXSettings");
+    emu::Item* item = folder ? postIn(folder, L"Quillbox Settings") : nullptr;
+    if (!item) return {};
+    for (const auto& p : item->savedProperties)
+        if (qbx::textEquals(p.name, name)) return p.value;
+    return {};
+}
+
+bool Host::expectSettings(const Words& w) {
+    const std::wstring& what = w[1];
+    auto libraries = [&] {
+        std::vector<std::wstring> out;
+        for (const std::wstring& s : qbx::split(storedSetting(L"strSites").toString(), L"\r\n"))
+            if (!s.empty()) out.push_back(s);
+        return out;
+    };
+    if (what == L"libraries") {
+        need(w, 2);
+        const long n = static_cast<long>(libraries().size());
+        check(n == _wtol(w[2].c_str()), L"libraries stored: " + w[2] + L" (there are " + std::to_wstring(n) + L")");
+    } else if (what == L"library") {
+        need(w, 2);
+        const bool wanted = !(w.size() > 3 && w[3] == L"absent");
+        bool found = false;
+        for (const std::wstring& s : libraries()) found = found || qbx::textEquals(s, w[2]);
+        check(found == wanted, L"library " + quoted(w[2]) + (wanted ? L" stored" : L" not stored"));
+    } else if (what == L"default") {
+        need(w, 2);
+        const std::wstring stored = storedSetting(L"strDefaultSite").toString();
+        check(stored == w[2], L"default library " + quoted(w[2]) + L" (it is " + quoted(stored) + L")");
+    } else if (what == L"always") {
+        need(w, 2);
+        const qbx::Variant v = storedSetting(L"blnAlwaysDefault");
+        const bool stored = !v.isEmpty() && v.toBool();
+        const bool wanted = qbx::textEquals(w[2], L"on");
+        check(stored == wanted, std::wstring(L"\"always use the default\" stored ") + (wanted ? L"on" : L"off"));
+    } else if (what == L"settings-windows") {
+        need(w, 2);
+        check(settingsWindows_ == _wtol(w[2].c_str()), L"settings windows shown: " + w[2] + L" (there were " +
+                                                           std::to_wstring(settingsWindows_) + L")");
+    } else {
+        return false;
+    }
+    return true;
+}
+
+}  // namespace qbxhost
+
+// The add-in's settings window comes here once loaded (see settings_ui/frmSettings.h).
+extern "C" __declspec(dllexport) void __stdcall QbxSettingsOpened(HWND window) {
+    if (qbxhost::Host* host = qbxhost::Host::instance())
+        host->driveSettings(window);
+    else
+        PostMessageW(window, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+}
