@@ -21,4 +21,12 @@ for name in check-outlook2003 check-outlook2007 check-flow-2003 check-flow-2007;
   echo "=== $name"
   wine "$host" --mailbox "$work/$name.mailbox" "$scenarios/$name.txt" || rc=1
 done
+# A new user's first run through the settings window, then a restart on the
+# same mailbox: Outlook 2000, 2003, 2007 and today's.
+for v in 9 11 12 16; do
+  echo "=== check-settings-$v"
+  wine "$host" --mailbox "$work/settings-$v.mailbox" "$scenarios/check-settings-$v.txt" || rc=1
+  echo "=== check-settings-restart on $v"
+  wine "$host" --version "$v" --mailbox "$work/settings-$v.mailbox" "$scenarios/check-settings-restart.txt" || rc=1
+done
 exit $rc
