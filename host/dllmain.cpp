@@ -3,6 +3,7 @@
 #include "attachments/cSafeInspector.h"
 #include "host/QBXOutlookConnect.h"
 #include "host/registration.h"
+#include "settings_ui/spreadsheet/spreadsheet_control.h"
 
 #include <atomic>
 
@@ -20,6 +21,7 @@ public:
         *out = nullptr;
         if (outer) return CLASS_E_NOAGGREGATION;
         try {
+            if (clsid_ == CLSID_QuillboxSpreadsheet) return fncCreateSpreadsheetControl(iid, out);
             if (clsid_ == CLSID_SafeInspector) {
                 qbx::ComPtr<IDispatch> object(new cSafeInspector());
                 return object->QueryInterface(iid, out);
@@ -48,13 +50,15 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD, LPVOID) { return TRUE; }
 HRESULT WINAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** out) {
     if (!out) return E_POINTER;
     *out = nullptr;
-    if (clsid != CLSID_QBXOutlookConnect && clsid != CLSID_SafeInspector) return CLASS_E_CLASSNOTAVAILABLE;
+    if (clsid != CLSID_QBXOutlookConnect && clsid != CLSID_SafeInspector && clsid != CLSID_QuillboxSpreadsheet)
+        return CLASS_E_CLASSNOTAVAILABLE;
     qbx::ComPtr<IClassFactory> factory(new ClassFactory(clsid));
     return factory->QueryInterface(iid, out);
 }
 
 HRESULT WINAPI DllCanUnloadNow() {
-    return QBXOutlookConnect::liveObjects() == 0 && cSafeInspector::liveObjects() == 0 && serverLocks.load() == 0
+    return QBXOutlookConnect::liveObjects() == 0 && cSafeInspector::liveObjects() == 0 &&
+                   cSpreadsheetControl::liveObjects() == 0 && serverLocks.load() == 0
                ? S_OK
                : S_FALSE;
 }

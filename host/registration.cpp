@@ -11,6 +11,7 @@
 #include "attachments/cSafeInspector.h"
 #include "host/QBXOutlookConnect.h"
 #include "host/modGlobals.h"
+#include "settings_ui/spreadsheet/spreadsheet_control.h"
 
 #include <olectl.h>
 
@@ -37,6 +38,7 @@ std::vector<ComClass>& classes() {
     static std::vector<ComClass> list = {
         {&CLSID_QBXOutlookConnect, kConnectProgId, L"Quillbox Outlook connection"},
         {&CLSID_SafeInspector, kSafeInspectorProgId, L"Quillbox safe inspector"},
+        {&CLSID_QuillboxSpreadsheet, kSpreadsheetProgId, L"Quillbox spreadsheet control"},
     };
     return list;
 }

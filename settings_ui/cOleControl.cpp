@@ -83,7 +83,8 @@ HRESULT cOleControl::activate(IOleClientSite* site, HWND parent, LPCRECT positio
             RECT clip = place;
             qbx::ComPtr<IOleInPlaceFrame> frame;
             qbx::ComPtr<IOleInPlaceUIWindow> document;
-            OLEINPLACEFRAMEINFO frameInfo{sizeof(frameInfo)};
+            OLEINPLACEFRAMEINFO frameInfo{};
+            frameInfo.cb = sizeof(frameInfo);
             if (SUCCEEDED(inPlace->GetWindowContext(frame.put(), document.put(), &place, &clip, &frameInfo)) &&
                 position && IsRectEmpty(&place))
                 place = *position;

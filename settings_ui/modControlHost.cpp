@@ -34,7 +34,8 @@ const AtlApi& atl() {
         a.attachControl = reinterpret_cast<HRESULT(WINAPI*)(IUnknown*, HWND, IUnknown**)>(
             reinterpret_cast<void*>(GetProcAddress(module, "AtlAxAttachControl")));
         if (!a.winInit || !a.attachControl) return a;
-        WNDCLASSEXW existing{sizeof(existing)};
+        WNDCLASSEXW existing{};
+        existing.cbSize = sizeof(existing);
         // Someone else in the process may have registered the class already.
         a.ready = a.winInit() || GetClassInfoExW(nullptr, L"AtlAxWin", &existing);
         return a;
@@ -203,7 +204,8 @@ qbx::ComPtr<IUnknown> fncCreateControl(const CLSID& clsid, const std::wstring* l
     auto licensed = licence ? factory.as<IClassFactory2>(IID_IClassFactory2) : qbx::ComPtr<IClassFactory2>();
     qbx::Bstr key = licence ? qbx::Bstr(*licence) : qbx::Bstr();
     if (licensed && key.length() == 0) {
-        LICINFO info{sizeof(LICINFO)};
+        LICINFO info{};
+        info.cbLicInfo = sizeof(info);
         if (SUCCEEDED(licensed->GetLicInfo(&info)) && info.fRuntimeKeyAvail) {
             if (FAILED(licensed->RequestLicKey(0, key.put()))) key = qbx::Bstr();
         }

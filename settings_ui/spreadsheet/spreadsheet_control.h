@@ -1,0 +1,139 @@
+// Quillbox's own spreadsheet control, "Quillbox.Spreadsheet": the object
+// model of sheet_objects.h as its IDispatch, the OLE control interfaces a
+// container needs (cOleControl), and a window that shows and edits the sheet
+// the way a person expects of a spreadsheet grid.
+//
+// The window draws with the system's colours, the cells' own fonts at the
+// window's DPI, column widths from the sheet, the frozen rows (and columns)
+// kept in place while the rest scrolls, gridlines, row and column headings
+// and scroll bars as the view settings say. A cell whose font is
+// "Wingdings" holding the character 254 or 168 shows a checked or an empty
+// check box, drawn by the system, so it looks right without the font.
+//
+// Editing: typing starts an entry in the active cell (an EDIT child over the
+// cell), F2 or a double click edits the cell's content in place; Enter
+// commits and moves as MoveAfterReturn says, Tab and Shift+Tab commit and
+// move sideways, Escape cancels. Arrows, Page Up/Down, Home, End and
+// Ctrl+Home move the active cell (Shift extends the selection), Delete
+// clears the selection's editable cells, Ctrl+C copies the selection as tab
+// and CR LF separated text, Ctrl+V pastes such text from the active cell on.
+// A locked cell of a protected sheet refuses every edit with a beep.
+//
+// While ScreenUpdating is off nothing is drawn: a paint the system asks for
+// shows the last picture again.
+#pragma once
+
+#include "settings_ui/cOleControl.h"
+#include "settings_ui/spreadsheet/sheet_objects.h"
+
+#include <map>
+#include <memory>
+#include <string>
+
+extern const CLSID CLSID_QuillboxSpreadsheet;
+extern const wchar_t* const kSpreadsheetProgId;  // "Quillbox.Spreadsheet"
+
+// Creates a control and answers the interface asked for (the class
+// factory's CreateInstance).
+HRESULT fncCreateSpreadsheetControl(REFIID iid, void** out);
+
+class cSpreadsheetControl final : public qbx::sheet::Spreadsheet, public cOleControl, private qbx::sheet::View {
+public:
+    cSpreadsheetControl();
+    ~cSpreadsheetControl() override;
+
+    // One reference count for every interface: the object model's.
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        return Spreadsheet::QueryInterface(iid, out);
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return Spreadsheet::AddRef(); }
+    ULONG STDMETHODCALLTYPE Release() override { return Spreadsheet::Release(); }
+
+    // Controls alive in the process (for DllCanUnloadNow).
+    static long liveObjects() noexcept;
+
+    // For tests and screenshots: how often the grid was drawn, the cell
+    // editor while one is open, and where a cell is in the window.
+    uint64_t renderCount() const noexcept { return renders_; }
+    HWND editWindow() const noexcept { return edit_; }
+    RECT cellRect(int row, int column) const;
+
+protected:
+    HRESULT queryOther(REFIID iid, void** out) override { return queryOleInterface(iid, out); }
+    void repaint() override;
+    const CLSID& classId() const override { return CLSID_QuillboxSpreadsheet; }
+    HWND createControlWindow(HWND parent, const RECT& position) override;
+    bool translateKey(MSG& message) override;
+
+private:
+    // ---- View: what the sheet asks of the window
+    qbx::sheet::Rect viewableRange() const override;
+    void setViewableRange(const qbx::sheet::Rect& r) override;
+    void invalidate() override;
+    double measureText(const std::wstring& text, const qbx::sheet::CellFormat& format) const override;
+
+    // ---- geometry
+    struct Band {
+        int index;  // row or column number
+        int start;  // pixel where it begins
+        int size;   // pixels
+    };
+    struct Layout {
+        int headWidth = 0, headHeight = 0;  // row headings' width, column headings' height
+        int frozenBottom = 0, frozenRight = 0;
+        std::vector<Band> rows, columns;
+    };
+    Layout layout() const;
+    int dpi() const;
+    int rowHeight() const;
+    int columnPixels(int column) const;
+    int digitWidth() const;
+    int fullyVisibleRows() const;
+    int fullyVisibleColumns() const;
+    bool hitTest(POINT p, int& row, int& column) const;
+
+    // ---- drawing
+    static LRESULT CALLBACK windowProc(HWND window, UINT message, WPARAM w, LPARAM l);
+    LRESULT handle(UINT message, WPARAM w, LPARAM l);
+    void paint(HDC target, const RECT& client);
+    void render(HDC dc, const RECT& client);
+    void drawCell(HDC dc, const RECT& cell, int row, int column, const Layout& lay);
+    void drawCheckBox(HDC dc, const RECT& cell, bool checked, qbx::sheet::HAlign align);
+    HFONT font(const std::wstring& name, double points, bool bold) const;
+    void refresh();
+    void updateScrollBars();
+
+    // ---- moving and selecting
+    void moveTo(int row, int column, bool extend);
+    void moveBy(int rows, int columns, bool extend);
+    void ensureVisible(int row, int column);
+    void scrollRows(int delta);
+    void scrollColumns(int delta);
+    bool onKey(UINT key);
+
+    // ---- editing
+    enum class EditMode { None, Enter, Edit };  // Enter: started by typing; Edit: F2 or double click
+    bool startEdit(const std::wstring& text, EditMode mode);
+    bool commitEdit();
+    void cancelEdit();
+    bool editKey(UINT key);
+    static LRESULT CALLBACK editProc(HWND window, UINT message, WPARAM w, LPARAM l, UINT_PTR id, DWORD_PTR data);
+    void clearSelection();
+    void copySelection();
+    void paste();
+
+    std::shared_ptr<qbx::sheet::Sheet> sheet_;
+    HWND window_ = nullptr;
+    HWND edit_ = nullptr;
+    EditMode editMode_ = EditMode::None;
+    int editRow_ = 0, editColumn_ = 0;
+    int topRow_ = 1, leftColumn_ = 1;  // first row and column shown below / right of the frozen ones
+    int anchorRow_ = 1, anchorColumn_ = 1, endRow_ = 1, endColumn_ = 1;  // selection made by the keys or mouse
+    bool dragging_ = false;
+    bool verticalBar_ = false, horizontalBar_ = false;
+    uint64_t renders_ = 0;
+    HBITMAP lastPicture_ = nullptr;  // what was drawn last, shown again while ScreenUpdating is off
+    SIZE lastPictureSize_{};
+    mutable std::map<std::wstring, HFONT> fonts_;
+    mutable int digitWidth_ = 0, digitWidthDpi_ = 0;
+};
