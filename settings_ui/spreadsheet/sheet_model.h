@@ -81,7 +81,11 @@ struct Format {
     // bottom edge of each cell in the layer's rectangle.
     std::optional<int> rightBorder, bottomBorder;
     std::optional<COLORREF> borderColor;
+    std::optional<int> borderWeight;  // 1 hairline, 2 thin, 3 medium, 4 thick
 };
+
+// A layer that sets every field to its default: what ClearFormats leaves.
+Format defaultFormat();
 
 // Everything that is known about one cell's look, with the defaults filled in
 // (Arial 10, not bold, no fill, locked, general alignment and number format).
@@ -95,6 +99,7 @@ struct CellFormat {
     std::wstring numberFormat = L"General";
     int rightBorder = 0, bottomBorder = 0;
     COLORREF borderColor = 0;
+    int borderWeight = 2;
 };
 
 struct Protection {
@@ -104,6 +109,8 @@ struct Protection {
     bool allowDeletingColumns = false, allowDeletingRows = false;
     bool allowSizingAllColumns = false, allowSizingAllRows = false;
     bool allowSorting = false, allowFiltering = false;
+    bool allowHeadingRename = false;
+    bool enableAutoFilter = false;  // the sheet's EnableAutoFilter switch
 };
 
 // Settings of the spreadsheet and its window that the object model exposes
@@ -133,15 +140,39 @@ public:
     virtual void setViewableRange(const Rect& r) = 0;
     // Something changed: repaint when screen updating is on.
     virtual void invalidate() = 0;
+    // The width of the text in the cell's font, in characters of the default
+    // font (Arial 10), for AutoFit; negative when the view can't measure
+    // (then the sheet estimates with an average character width).
+    virtual double measureText(const std::wstring& text, const CellFormat& format) const { return -1; }
 };
 
 class Sheet {
 public:
     Sheet();
 
+    // Holds back the repaint requests of a bulk change: while one lives,
+    // changed() only notes that something changed, and the outermost one
+    // passes a single request on when it ends.
+    class Batch {
+    public:
+        explicit Batch(Sheet& s) noexcept : s_(s) { ++s_.batchDepth_; }
+        ~Batch() {
+            if (--s_.batchDepth_ == 0 && s_.batchChanged_) {
+                s_.batchChanged_ = false;
+                s_.changed();
+            }
+        }
+        Batch(const Batch&) = delete;
+        Batch& operator=(const Batch&) = delete;
+
+    private:
+        Sheet& s_;
+    };
+
     // ---- values and formulas
     CellValue value(int row, int column) const;          // formulas evaluated
     std::wstring formula(int row, int column) const;     // "=COUNTA(A1:A10000)" or the value's text
+    bool hasFormula(int row, int column) const;
     // Writes a value (kills a formula there); raises kErrBadValue for a text
     // longer than kMaxCellText.
     void setValue(int row, int column, CellValue v, Here where = {});
@@ -170,6 +201,9 @@ public:
     // ---- formats
     void applyFormat(const Rect& r, const Format& f);
     CellFormat format(int row, int column) const;
+    // The format layers held (whole rows and columns are one layer each,
+    // never one per cell; repeating a format on the same cells replaces it).
+    size_t formatLayers() const noexcept { return formats_.size(); }
     double columnWidth(int column) const;  // in characters of the default font; 8.43 by default
     void setColumnWidth(int column, double width);
     // Sets the columns' widths to fit their longest displayed text.
@@ -186,20 +220,31 @@ public:
     void setView(View* view) noexcept { view_ = view; }
     View* view() const noexcept { return view_; }
     Rect viewableRange() const;
+    // Scrolls the window (or, without one, the remembered top left) so the
+    // range's top left is the first cell shown.
+    void setViewableRange(const Rect& r);
     // Tells the window to repaint (only when screen updating is on); counts
     // the requests that reached the window, for the benchmarks.
     void changed();
     uint64_t repaintRequests() const noexcept { return repaints_; }
 
 private:
+    // What a formula computes: the value of one cell, or a count or sum over a range.
+    enum class Fn : uint8_t { Ref, CountA, Count, Sum };
     struct Cell {
-        CellValue value;
+        CellValue value;       // a formula's last result
         std::wstring formula;  // empty: a plain value
+        Fn fn = Fn::Ref;
+        Rect ref;
     };
     static uint32_t key(int row, int column) noexcept { return (static_cast<uint32_t>(column) << 17) | static_cast<uint32_t>(row); }
     void recalcIfNeeded() const;
+    CellValue evaluate(uint32_t k) const;
+    void eraseCells(const Rect& r);
 
-    std::map<uint32_t, Cell> cells_;  // column-major, so a column's rows are neighbours
+    // Read through const readers that recalculate formulas first.
+    mutable std::map<uint32_t, Cell> cells_;  // column-major, so a column's rows are neighbours
+    mutable std::map<uint32_t, int> formulas_;  // formula cells: 0 to compute, 1 computing, 2 done
     std::vector<std::pair<Rect, Format>> formats_;
     std::map<int, double> columnWidths_;
     mutable bool dirty_ = false;
@@ -207,6 +252,9 @@ private:
     Rect selection_;
     View* view_ = nullptr;
     uint64_t repaints_ = 0;
+    int batchDepth_ = 0;
+    bool batchChanged_ = false;
+    int scrollTop_ = 1, scrollLeft_ = 1;  // the shown top left when there is no window
 };
 
 }  // namespace qbx::sheet

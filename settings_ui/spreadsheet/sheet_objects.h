@@ -1,0 +1,194 @@
+// The late-bound object model of Quillbox's own spreadsheet control: the part
+// of the Office Web Components' Spreadsheet object model (versions 10 and 11)
+// that the settings grid uses, plus the first generation's names where they
+// differ. Every object is a DispatchObject reached by member name, without
+// regard to letter case; all of them work on one shared Sheet.
+//
+//   Spreadsheet   the control's own IDispatch (ActiveSheet, ActiveWindow,
+//                 Range, view switches, Caption as the default member ...)
+//   Worksheet     ActiveSheet: Range, Cells, Rows, Columns, UsedRange,
+//                 Protection, Calculate, Protect/Unprotect, AutoFilter
+//   Range         Value, Formula, Clear..., Font, Interior, Borders, Locked,
+//                 Sort, Address, HTMLData ...
+//   Font, Interior, Borders/Border, Protection, Window, Constants
+//
+// Which names an instance answers is decided by its MemberPolicy: refused
+// names are unknown to GetIDsOfNames (a late-bound caller sees error 438),
+// failing names raise when called. The product's control refuses the first
+// generation's names; the test bed makes stand-ins with other policies.
+#pragma once
+
+#include "settings_ui/spreadsheet/sheet_model.h"
+#include "support/dispatch_object.h"
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace qbx::sheet {
+
+// The number and text a failing member raises unless told otherwise.
+constexpr long kErrMemberFailed = 1004;
+
+// Which member names an instance answers. A name is "Member" (on every
+// object) or "Object.Member" (on one kind of object, by its type name:
+// "Spreadsheet", "Worksheet", "Range", "Font", "Interior", "Borders",
+// "Border", "Protection", "Window", "Constants"); letter case is ignored.
+class MemberPolicy {
+public:
+    struct Failure {
+        long number = kErrMemberFailed;
+        std::wstring description;  // empty: "Method 'X' of object 'Y' failed"
+    };
+
+    // Refuses nothing and fails nothing.
+    MemberPolicy() = default;
+    // What Quillbox's own control answers: the newer names; the first
+    // generation's names that differ from them are refused.
+    static MemberPolicy product();
+    // The first generation's names that the newer generations lack (as
+    // "Member" or "Object.Member").
+    static const std::vector<std::wstring>& firstGenerationNames();
+
+    void refuse(const std::wstring& name);
+    void answer(const std::wstring& name);  // takes a name off the refused list
+    void fail(const std::wstring& name, long number = kErrMemberFailed, std::wstring description = {});
+    void stopFailing(const std::wstring& name);
+
+    bool refuses(const std::wstring& object, const std::wstring& member) const;
+    // The failure set for the member, or null.
+    const Failure* failure(const std::wstring& object, const std::wstring& member) const;
+
+private:
+    std::set<std::wstring> refused_;           // lower case
+    std::map<std::wstring, Failure> failing_;  // lower case
+};
+
+class SheetObject;
+
+// The members of one class of object, built once per class and shared by
+// all its instances (a Range object is made for nearly every late-bound
+// call, so it must cost little to make).
+class MemberList {
+public:
+    using Get = std::function<Variant(SheetObject&, Args&)>;
+    using Put = std::function<void(SheetObject&, Args&, const Variant&)>;
+    struct Member {
+        std::wstring name;
+        Get get;
+        Put put;  // null: read-only (or a method)
+    };
+
+    // Adds a member; returns its DISPID (1, 2, ... in order of adding).
+    DISPID add(std::wstring name, Get get, Put put = nullptr);
+    void setDefault(DISPID id) { default_ = id; }
+    DISPID find(const std::wstring& name) const;  // DISPID_UNKNOWN when absent
+    const Member* byId(DISPID id) const;
+
+    // Typed helpers for a class T derived from SheetObject.
+    template <class T>
+    DISPID get(std::wstring name, Variant (*g)(T&, Args&), void (*p)(T&, Args&, const Variant&) = nullptr) {
+        Put put;
+        if (p) put = [p](SheetObject& o, Args& a, const Variant& v) { p(static_cast<T&>(o), a, v); };
+        return add(std::move(name), [g](SheetObject& o, Args& a) { return g(static_cast<T&>(o), a); }, put);
+    }
+
+private:
+    std::vector<Member> members_;
+    std::unordered_map<std::wstring, DISPID> byName_;  // lower case
+    DISPID default_ = DISPID_UNKNOWN;
+};
+
+// What every object of one spreadsheet shares.
+struct Context {
+    std::shared_ptr<Sheet> sheet;
+    std::shared_ptr<MemberPolicy> policy;
+};
+
+// The base of every object of the model: members from a per-class
+// MemberList, the member policy applied to names and calls, and the shared
+// Sheet. Members a derived class registers through DispatchObject's own
+// method()/property() are answered too (after the list's).
+class SheetObject : public DispatchObject {
+public:
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, LCID lcid,
+                                            DISPID* ids) override;
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID iid, LCID lcid, WORD flags, DISPPARAMS* dp,
+                                     VARIANT* result, EXCEPINFO* info, UINT* argErr) override;
+
+    Sheet& sheet() const noexcept { return *ctx_.sheet; }
+    const Context& context() const noexcept { return ctx_; }
+    MemberPolicy& policy() const noexcept { return *ctx_.policy; }
+
+protected:
+    SheetObject(std::wstring typeName, Context ctx, const MemberList& members);
+
+private:
+    Context ctx_;
+    const MemberList& members_;
+};
+
+// A rectangle of cells. Rows and Columns give the same cells but count and
+// index by row or by column, as the object model's collections do.
+class Range final : public SheetObject {
+public:
+    enum class Kind { Cells, Rows, Columns };
+    Range(Context ctx, const Rect& r, Kind kind = Kind::Cells);
+    const Rect& rect() const noexcept { return rect_; }
+    Kind kind() const noexcept { return kind_; }
+
+private:
+    static const MemberList& members();
+    Rect rect_;
+    Kind kind_;
+};
+
+class Worksheet final : public SheetObject {
+public:
+    explicit Worksheet(Context ctx);
+
+private:
+    static const MemberList& members();
+};
+
+class Window final : public SheetObject {
+public:
+    explicit Window(Context ctx);
+
+private:
+    static const MemberList& members();
+};
+
+// The spreadsheet itself: the control's IDispatch. The control's window
+// class derives from it (and answers the OLE control interfaces through
+// queryOther); tests and the test bed use a window-less one from create().
+class Spreadsheet : public SheetObject {
+public:
+    // A spreadsheet without a window, on a new sheet unless one is given.
+    static ComPtr<Spreadsheet> create(std::shared_ptr<Sheet> sheet = nullptr,
+                                      MemberPolicy policy = MemberPolicy::product());
+
+    const std::shared_ptr<Sheet>& sheetPtr() const noexcept { return context().sheet; }
+    // The default member's text.
+    std::wstring caption = L"Quillbox Spreadsheet";
+
+protected:
+    explicit Spreadsheet(std::shared_ptr<Sheet> sheet, MemberPolicy policy = MemberPolicy::product());
+
+    // Repaint: the window redraws now (whatever ScreenUpdating says). The
+    // window-less spreadsheet asks the sheet's view, if any.
+    virtual void repaint();
+
+private:
+    static const MemberList& members();
+    ComPtr<Worksheet> worksheet_;
+    ComPtr<Window> window_;
+};
+
+// An HTML document with the range's shown texts as a table, HTML-escaped.
+std::wstring htmlTable(const Sheet& sheet, const Rect& r);
+
+}  // namespace qbx::sheet

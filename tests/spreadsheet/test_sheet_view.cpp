@@ -1,0 +1,129 @@
+// What the spreadsheet tells its window and what it keeps for it: repaint
+// requests under ScreenUpdating, the viewable range and frozen panes,
+// borders and column widths.
+#include "tests/spreadsheet/sheet_fixture.h"
+
+using namespace sheettest;
+using qbx::sheet::Rect;
+
+namespace {
+
+// A window that counts the repaints asked of it and shows 10 x 5 cells.
+struct FakeView : qbx::sheet::View {
+    int invalidated = 0;
+    Rect shown{1, 1, 10, 5};
+    Rect viewableRange() const override { return shown; }
+    void setViewableRange(const Rect& r) override { shown = Rect{r.top, r.left, r.top + 9, r.left + 4}; }
+    void invalidate() override { ++invalidated; }
+};
+
+}  // namespace
+
+TEST_CASE("repaints: none while ScreenUpdating is off, one when it comes back, one per bulk write") {
+    Grid g;
+    FakeView view;
+    g.sheet.setView(&view);
+    g.ss.put(L"ScreenUpdating", false);
+    for (int i = 2; i <= 101; ++i) g.range(L"a" + std::to_wstring(i)).put(L"Value", i);
+    g.range(L"1:1").getObj(L"Font").put(L"Bold", true);
+    CHECK(view.invalidated == 0);
+    g.ss.put(L"ScreenUpdating", true);
+    CHECK(view.invalidated == 1);
+
+    g.range(L"b1:c50").put(L"Value", array2D(50, 2, 1, [](long r, long c) { return double(r * c); }));
+    g.range(L"b:c").getObj(L"Borders").put(L"LineStyle", 1);
+    CHECK(view.invalidated == 3);
+    CHECK(g.sheet.repaintRequests() == 3);
+    g.sheet.setView(nullptr);
+}
+
+TEST_CASE("viewable range and frozen panes, with and without a window") {
+    Grid g;
+    Disp window = g.ss.getObj(L"ActiveWindow");
+    CHECK(window.get(L"ViewableRange").toString() == L"$A$1:$H$20");
+    window.put(L"ViewableRange", L"c40");
+    CHECK(g.ss.get(L"ViewableRange").toString() == L"$C$40:$J$59");
+
+    FakeView view;
+    g.sheet.setView(&view);
+    window.put(L"ViewableRange", L"b3:d9");
+    CHECK(window.get(L"ViewableRange").toString() == L"$B$3:$F$12");
+    g.sheet.setView(nullptr);
+
+    g.range(L"c2").call(L"Select");
+    CHECK(g.ss.getObj(L"ActiveCell").get(L"Address").toString() == L"$C$2");
+    window.put(L"FreezePanes", true);
+    CHECK((g.sheet.settings.frozenRows == 1 && g.sheet.settings.frozenColumns == 2));
+    CHECK(window.get(L"FreezePanes").toBool());
+    window.put(L"FreezePanes", false);
+    CHECK(g.sheet.settings.frozenRows == 0);
+    CHECK(errorOf([&] { window.put(L"ViewableRange", L"nowhere"); }).number() == qbx::sheet::kErrBadAddress);
+}
+
+TEST_CASE("borders of whole columns and rows, their items, and thin lines from Constants") {
+    Grid g;
+    Disp border = g.range(L"c5").getObj(L"EntireColumn").getObj(L"Borders").item(10L);  // right edge
+    border.put(L"LineStyle", -4115);
+    border.put(L"Color", 0);
+    border.put(L"Weight", g.ss.getObj(L"Constants").get(L"owcLineWeightThin"));
+    CHECK(g.sheet.format(60000, 3).rightBorder == -4115);
+    CHECK(g.sheet.format(1, 3).borderWeight == 2);
+    CHECK(g.sheet.format(1, 4).rightBorder == 0);
+    CHECK(border.get(L"LineStyle").toLong() == -4115);
+
+    g.range(L"a2").getObj(L"EntireRow").getObj(L"Borders").item(8L).put(L"LineStyle", 1);  // top edge
+    CHECK(g.sheet.format(1, 200).bottomBorder == 1);
+    g.range(L"a1").getObj(L"EntireRow").getObj(L"Borders").item(8L).put(L"LineStyle", 1);  // the sheet's own edge
+    g.range(L"b2:c3").getObj(L"Borders").put(L"LineStyle", -4142);
+    CHECK(g.sheet.format(2, 2).rightBorder == 0);
+
+    CHECK(errorOf([&] { g.range(L"a1").getObj(L"Borders").item(99L); }).number() == qbx::vbErrSubscript);
+    CHECK(errorOf([&] { border.put(L"Weight", 7); }).number() == qbx::sheet::kErrBadValue);
+}
+
+TEST_CASE("column widths: set for whole columns, fitted to the longest text without a window") {
+    Grid g;
+    g.range(L"b1").getObj(L"EntireColumn").put(L"ColumnWidth", 20);
+    CHECK(g.sheet.columnWidth(2) == 20);
+    CHECK(g.range(L"a1:b1").get(L"ColumnWidth").isNull());  // columns differ
+
+    g.range(L"c1").put(L"Value", L"a fairly long library name, 40 chars...");
+    g.range(L"c2").put(L"Value", L"short");
+    g.range(L"c1").getObj(L"EntireColumn").call(L"AutoFit");
+    CHECK(g.sheet.columnWidth(3) > 30);
+    CHECK(g.sheet.columnWidth(3) < 50);
+    g.range(L"d:e").call(L"AutoFit");  // nothing in them: widths stay
+    CHECK(g.sheet.columnWidth(4) == doctest::Approx(8.43));
+    CHECK(errorOf([&] { g.range(L"a1").put(L"ColumnWidth", 300); }).number() == qbx::sheet::kErrBadValue);
+}
+
+TEST_CASE("view switches and moving after Enter are kept and read back") {
+    Grid g;
+    struct Switch {
+        Disp target;
+        const wchar_t* name;
+        bool qbx::sheet::ViewSettings::*field;
+    };
+    Disp window = g.ss.getObj(L"ActiveWindow");
+    using VS = qbx::sheet::ViewSettings;
+    for (const Switch& s : {Switch{g.ss, L"DisplayToolbar", &VS::displayToolbar},
+                            Switch{g.ss, L"DisplayTitleBar", &VS::displayTitleBar},
+                            Switch{g.ss, L"DisplayWorkbookTabs", &VS::displayWorkbookTabs},
+                            Switch{g.ss, L"AllowPropertyToolbox", &VS::allowPropertyToolbox},
+                            Switch{g.ss, L"DisplayRowHeadings", &VS::displayRowHeadings},
+                            Switch{window, L"EnableResize", &VS::enableResize},
+                            Switch{window, L"DisplayVerticalScrollBar", &VS::displayVerticalScrollBar},
+                            Switch{window, L"DisplayGridlines", &VS::displayGridlines}}) {
+        CAPTURE(qbxtest::narrow(s.name));
+        s.target.put(s.name, false);
+        CHECK_FALSE(g.sheet.settings.*s.field);
+        CHECK_FALSE(s.target.get(s.name).toBool());
+    }
+    g.ss.put(L"MoveAfterReturnDirection", -4161);  // to the right
+    CHECK(g.sheet.settings.moveAfterReturnDirection == 1);
+    CHECK(g.ss.get(L"MoveAfterReturnDirection").toLong() == -4161);
+    std::vector<Variant> none;
+    Variant caption;
+    CHECK(qbx::invokeById(g.ss.get(), DISPID_VALUE, DISPATCH_PROPERTYGET, none, &caption, nullptr) == S_OK);
+    CHECK(caption.toString() == g.control->caption);  // the default member
+}
