@@ -595,20 +595,23 @@ void cSpreadsheetControl::render(HDC dc, const RECT& client) {
 
     // The selection's outline and the active cell's frame.
     const Rect& sel = sheet_->selection();
-    RECT outline{-1, -1, -1, -1};
+    RECT outline{};
+    bool rowsShown = false, columnsShown = false;
     for (const Band& r : lay.rows)
         if (sel.contains(r.index, sel.left)) {
-            if (outline.top < 0) outline.top = r.start - 1;
+            if (!rowsShown) outline.top = std::max(lay.headHeight, r.start - 1);
             outline.bottom = r.start + r.size;
+            rowsShown = true;
         }
     for (const Band& c : lay.columns)
         if (sel.contains(sel.top, c.index)) {
-            if (outline.left < 0) outline.left = c.start - 1;
+            if (!columnsShown) outline.left = std::max(lay.headWidth, c.start - 1);
             outline.right = c.start + c.size;
+            columnsShown = true;
         }
     const bool focused = GetFocus() == window_ || (edit_ && GetFocus() == edit_);
     const COLORREF frame = focused ? GetSysColor(COLOR_WINDOWTEXT) : shadow;
-    if (outline.top >= 0 && outline.left >= 0) {
+    if (rowsShown && columnsShown) {
         HBRUSH brush = CreateSolidBrush(frame);
         for (int i = 0; i < 2; ++i) {
             RECT o{outline.left + i, outline.top + i, outline.right - i, outline.bottom - i};
