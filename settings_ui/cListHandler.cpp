@@ -21,6 +21,8 @@ namespace {
 // The component's named values the grid uses (the same numbers in every
 // generation that has them).
 constexpr long xlHAlignCenter = -4108;
+// The first generation numbers its alignments 0 (general) to 3 (right).
+constexpr long ssHAlignCenter = 2;
 constexpr long xlContinuous = 1;
 constexpr long xlDash = -4115;
 constexpr long xlLineStyleNone = -4142;
@@ -136,8 +138,14 @@ bool cListHandler::AddToForm(cFormControls& frmForm) {
         ReleaseOutlookObjects();
         return false;
     }
-    blnNewerComponent_ = blnNewer;
+    return subAttach(objHostedControl, blnNewer);
+}
 
+bool cListHandler::subAttach(const qbx::Disp& hostedControl, bool blnNewer) {
+    bool result = false;
+    subSetAction(L"Setting up the spreadsheet grid " + ListName);
+    objHostedControl = hostedControl;
+    blnNewerComponent_ = blnNewer;
     qbx::guarded(L"AddToForm", [&] {
         objSpreadsheet = objHostedControl.getObj(L"object");
         CurrSheet = objSpreadsheet.getObj(L"ActiveSheet");
@@ -223,6 +231,13 @@ qbx::Variant cListHandler::fncGetRangeArray(const std::wstring& strCountCell, co
         fncRange(L"a2:" + strLastColumn + L"1000").call(L"Sort", 1, xlAscending, xlNoHeader);
         EditMode(false);
         result = fncRange(L"a2:" + strLastColumn + std::to_wstring(rows + 1)).get(L"Value");
+        if (!result.isArray()) {
+            // One cell gives its value alone; the callers always get rows.
+            qbx::SafeArray one = qbx::SafeArray::variants2D(1, 1);
+            LONG index[2] = {0, 0};
+            SafeArrayPutElement(one.get(), index, const_cast<VARIANT*>(&result.raw()));
+            result = std::move(one).toVariant(VT_VARIANT);
+        }
     });
     return result;
 }
@@ -538,7 +553,9 @@ void cListHandler::FixHorizontalAlign(const std::wstring& a, long lngAlignment) 
     });
 }
 
-void cListHandler::CenterAlign(const std::wstring& a) { FixHorizontalAlign(a, xlHAlignCenter); }
+void cListHandler::CenterAlign(const std::wstring& a) {
+    FixHorizontalAlign(a, blnNewerComponent_ ? xlHAlignCenter : ssHAlignCenter);
+}
 
 void cListHandler::AutoFitCols(const std::wstring& a) {
     subSetAction(L"Fitting the columns of " + a + L" to their text");

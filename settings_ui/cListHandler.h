@@ -56,6 +56,10 @@ public:
     // (the user has then been asked about the components and the add-in has
     // stopped) or when setting it up failed (reported).
     bool AddToForm(cFormControls& frmForm);
+    // The second half of AddToForm: takes a hosted control's spreadsheet and
+    // sets it up (defaults, no toolbar or headings, the header row frozen).
+    // blnNewer: the control answers the newer components' member names.
+    bool subAttach(const qbx::Disp& hostedControl, bool blnNewer);
     void subSetDefaults();
 
     short UsedRows(const std::wstring& strCountCell);
