@@ -253,6 +253,12 @@ TEST_CASE("a person edits the grid: typing, F2, Escape, Tab, Enter's direction, 
     grid.key(VK_NEXT);
     CHECK(grid.control->cellRect(1, 1).top < 0);
     CHECK(grid.control->cellRect(grid.control->sheetPtr()->activeRow(), 1).top >= 0);
+    // The wheel scrolls three rows a notch.
+    grid.key(VK_HOME, true);
+    const int firstTop = grid.control->cellRect(1, 1).top;
+    SendMessageW(grid.window, WM_MOUSEWHEEL, MAKEWPARAM(0, -WHEEL_DELTA), 0);
+    CHECK(grid.control->cellRect(4, 1).top == firstTop);
+    CHECK(grid.control->cellRect(3, 1).top < 0);
 
     // The container's message loop hands the grid its keys first.
     grid.key(VK_HOME, true);
