@@ -316,8 +316,8 @@ int cSpreadsheetControl::dpi() const {
     return d > 0 ? d : 96;
 }
 
-// Rows are 12.75 points high, the default of the spreadsheets this one
-// stands in for: 17 pixels at 96 DPI.
+// Rows are 12.75 points high (17 pixels at 96 DPI): room for the default
+// Arial 10 and for the settings grid's Tahoma 8 alike.
 int cSpreadsheetControl::rowHeight() const { return MulDiv(17, dpi(), 96); }
 
 // The width of a digit in the default font (Arial 10): column widths count
