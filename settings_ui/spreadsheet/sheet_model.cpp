@@ -1,6 +1,7 @@
 #include "settings_ui/spreadsheet/sheet_model.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cwchar>
@@ -63,23 +64,12 @@ bool parseRef(const std::wstring& s, size_t b, size_t e, Ref& out) {
 // as a spreadsheet's General format shows).
 std::wstring numberText(double d) {
     if (d == 0) return L"0";
-    wchar_t buf[64];
-    // Plain decimals for the everyday sizes ("10", not "1e+01").
-    double a = std::fabs(d);
-    if (a >= 1e-9 && a < 1e15) {
-        for (int n = 0; n <= 15; ++n) {
-            std::swprintf(buf, 64, L"%.*f", n, d);
-            if (std::wcstod(buf, nullptr) == d) return buf;
-        }
-        std::swprintf(buf, 64, L"%.15g", d);
-        return buf;
-    }
-    for (int p = 1; p <= 15; ++p) {
-        std::swprintf(buf, 64, L"%.*g", p, d);
-        if (std::wcstod(buf, nullptr) == d) return buf;
-    }
-    std::swprintf(buf, 64, L"%.15g", d);
-    return buf;
+    // Fifteen significant digits at most, plain decimals for the everyday
+    // sizes ("10", not "1e+01"), the same whatever the user's locale.
+    char buf[64];
+    auto [end, ec] = std::to_chars(buf, buf + sizeof buf, d, std::chars_format::general, 15);
+    if (ec != std::errc()) return L"#NUM!";
+    return std::wstring(buf, end);
 }
 
 // A number written as text ("12", "-3.5", "1e3"); false for anything else.
