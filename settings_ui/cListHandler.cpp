@@ -108,7 +108,6 @@ bool cListHandler::fncTryAdd(cFormControls& frmForm, const wchar_t* progId, bool
 }
 
 bool cListHandler::AddToForm(cFormControls& frmForm) {
-    bool result = false;
     subSetAction(L"Adding the spreadsheet grid " + ListName + L" to the window");
     objHostedControl.reset();
     bool blnCreated = false;
