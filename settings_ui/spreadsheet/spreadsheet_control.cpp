@@ -67,11 +67,11 @@ struct Theme {
 
 }  // namespace
 
-HRESULT fncCreateSpreadsheetControl(REFIID iid, void** out) {
+HRESULT fncCreateSpreadsheetControl(REFIID iid, void** out, qbx::sheet::MemberPolicy policy) {
     if (!out) return E_POINTER;
     *out = nullptr;
     try {
-        qbx::ComPtr<cSpreadsheetControl> control(new cSpreadsheetControl());
+        qbx::ComPtr<cSpreadsheetControl> control(new cSpreadsheetControl(std::move(policy)));
         return control->QueryInterface(iid, out);
     } catch (...) {
         return E_OUTOFMEMORY;
@@ -80,8 +80,8 @@ HRESULT fncCreateSpreadsheetControl(REFIID iid, void** out) {
 
 long cSpreadsheetControl::liveObjects() noexcept { return live.load(); }
 
-cSpreadsheetControl::cSpreadsheetControl()
-    : Spreadsheet(std::make_shared<qbx::sheet::Sheet>()), sheet_(sheetPtr()) {
+cSpreadsheetControl::cSpreadsheetControl(qbx::sheet::MemberPolicy policy)
+    : Spreadsheet(std::make_shared<qbx::sheet::Sheet>(), std::move(policy)), sheet_(sheetPtr()) {
     ++live;
     sheet_->setView(this);
 }

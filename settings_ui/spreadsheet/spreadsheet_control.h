@@ -34,12 +34,15 @@ extern const CLSID CLSID_QuillboxSpreadsheet;
 extern const wchar_t* const kSpreadsheetProgId;  // "Quillbox.Spreadsheet"
 
 // Creates a control and answers the interface asked for (the class
-// factory's CreateInstance).
-HRESULT fncCreateSpreadsheetControl(REFIID iid, void** out);
+// factory's CreateInstance). The policy decides which member names it
+// answers; the test bed's stand-ins for other spreadsheet components pass
+// their own.
+HRESULT fncCreateSpreadsheetControl(REFIID iid, void** out,
+                                    qbx::sheet::MemberPolicy policy = qbx::sheet::MemberPolicy::product());
 
 class cSpreadsheetControl final : public qbx::sheet::Spreadsheet, public cOleControl, private qbx::sheet::View {
 public:
-    cSpreadsheetControl();
+    explicit cSpreadsheetControl(qbx::sheet::MemberPolicy policy = qbx::sheet::MemberPolicy::product());
     ~cSpreadsheetControl() override;
 
     // One reference count for every interface: the object model's.
