@@ -82,7 +82,9 @@ INT_PTR CALLBACK uscPublishSites::dialogProc(HWND window, UINT message, WPARAM w
     try {
         switch (message) {
             case WM_SHOWWINDOW:
-                if (wParam) page->UserControl_Show();
+                // Shown by the window (not because an owner reopened): the
+                // page fills itself from the settings.
+                if (wParam && lParam == 0) page->UserControl_Show();
                 return FALSE;
             case WM_COMMAND:
                 if (LOWORD(wParam) == IDC_CMDBROWSE && HIWORD(wParam) == BN_CLICKED) {
