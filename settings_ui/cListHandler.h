@@ -54,7 +54,8 @@ public:
 
     // Creates the control on the window. False when no control could be made
     // (the user has then been asked about the components and the add-in has
-    // stopped) or when setting it up failed (reported).
+    // stopped). A step of the set-up that fails reports itself (and so stops
+    // the add-in); the remaining steps still run, as each has its own trap.
     bool AddToForm(cFormControls& frmForm);
     // The second half of AddToForm: takes a hosted control's spreadsheet and
     // sets it up (defaults, no toolbar or headings, the header row frozen).
