@@ -1,0 +1,120 @@
+// The settings window in all sixteen languages: each control shows its own
+// phrase and the caption fits the control, measured with the dialog's font;
+// the page and the grid lie directly under the tab strip and inside the
+// window, above the line over the buttons.
+#include <doctest/doctest.h>
+
+#include "support/modLanguage.h"
+#include "support/phrases.h"
+#include "tests/settings_ui/settings_window_util.h"
+
+#include <algorithm>
+#include <map>
+
+namespace {
+
+SIZE textExtent(HWND control, const std::wstring& text) {
+    HDC dc = GetDC(control);
+    HGDIOBJ old = SelectObject(dc, reinterpret_cast<HFONT>(SendMessageW(control, WM_GETFONT, 0, 0)));
+    SIZE size{};
+    GetTextExtentPoint32W(dc, text.c_str(), static_cast<int>(text.size()), &size);
+    SelectObject(dc, old);
+    ReleaseDC(control, dc);
+    return size;
+}
+
+RECT inWindow(HWND control, HWND window) {
+    RECT r{};
+    GetWindowRect(control, &r);
+    MapWindowPoints(HWND_DESKTOP, window, reinterpret_cast<POINT*>(&r), 2);
+    return r;
+}
+
+}  // namespace
+
+TEST_CASE("settings layout: every caption is its control's phrase and fits it, in all sixteen languages") {
+    const int box = GetSystemMetrics(SM_CXMENUCHECK) + 6;  // a check box's box and gap
+    // Where the control lives, its phrase, and what it draws beside the caption.
+    const struct {
+        bool onPage;
+        int id;
+        std::wstring (*phrase)();
+        int decoration;
+        const char* name;
+    } controls[] = {
+        {false, IDOK, [] { return LNGOK; }, 10, "OK"},
+        {false, IDCANCEL, [] { return LNGCANCEL; }, 10, "Cancel"},
+        {false, IDC_CHKADVANCED, [] { return LNGADVANCED; }, box, "Advanced"},
+        {false, IDC_LBLWEBLINK, [] { return std::wstring(L"www.quillbox.example"); }, 0, "web link"},
+        {true, IDC_CMDBROWSE, [] { return LNGADD + L" ..."; }, 10, "Add ..."},
+        {true, IDC_LBLDEFAULT, [] { return LNGDEFAULT; }, 0, "Default"},
+        {true, IDC_CHKALWAYSDEFAULT, [] { return LNGALWAYSUSEDEFAULT; }, box, "Always use the default"},
+    };
+    int leastRoom = 1000;
+    std::string tightest;
+    std::map<std::string, int> roomOf;  // the least room per control, for the log
+    for (short column = 1; column <= 16; ++column) {
+        CAPTURE(column);
+        subSetPhrases(column);
+        windowtest::Window w({.sites = L"http://intranet/sites/team/docs/"});
+        w.settle();
+        LOGFONTW font{};
+        GetObjectW(reinterpret_cast<HFONT>(SendMessageW(w.hWnd(), WM_GETFONT, 0, 0)), sizeof font, &font);
+        CHECK(std::wstring(font.lfFaceName) == L"MS Shell Dlg");
+        for (const auto& c : controls) {
+            const std::string name = c.name;
+            CAPTURE(name);
+            HWND control = c.onPage ? w.pageControl(c.id) : w.control(c.id);
+            REQUIRE(control != nullptr);
+            const std::wstring caption = hosttest::windowText(control);
+            CHECK_FALSE(caption.empty());
+            CHECK(caption == c.phrase());
+            RECT client{};
+            GetClientRect(control, &client);
+            const int room = client.right - textExtent(control, caption).cx - c.decoration;
+            CHECK(room >= 0);
+            roomOf[name] = roomOf.count(name) ? std::min(roomOf[name], room) : room;
+            if (room < leastRoom) {
+                leastRoom = room;
+                tightest = std::string(c.name) + " in column " + std::to_string(column) + " (" +
+                           qbxtest::narrow(caption) + ")";
+            }
+        }
+
+        // The tab's caption fits its tab, and the tab lies inside the strip.
+        HWND strip = w.control(IDC_TBSSETTINGS);
+        RECT tab{}, stripClient{};
+        REQUIRE(TabCtrl_GetItemRect(strip, 0, &tab));
+        GetClientRect(strip, &stripClient);
+        CHECK(tab.bottom <= stripClient.bottom);
+        CHECK(tab.right <= stripClient.right);
+        CHECK(textExtent(strip, LNGSITES).cx <= tab.right - tab.left);
+
+        // Page and grid start where the strip ends, and end inside the
+        // window above the line over the buttons.
+        const RECT s = inWindow(strip, w.hWnd());
+        const RECT line = inWindow(w.control(IDC_FRAME2), w.hWnd());
+        RECT client{};
+        GetClientRect(w.hWnd(), &client);
+        for (HWND placed : {w.page(), w.gridHost()}) {
+            const RECT r = inWindow(placed, w.hWnd());
+            CHECK(r.top == s.bottom);
+            CHECK(r.left == s.left);
+            CHECK(r.right <= client.right);
+            CHECK(r.bottom <= line.top);
+        }
+        // The page's own controls stay inside the page.
+        RECT page{};
+        GetClientRect(w.page(), &page);
+        for (int id : {IDC_CMDBROWSE, IDC_LBLDEFAULT, IDC_CMBDEFAULT, IDC_CHKALWAYSDEFAULT}) {
+            const RECT r = hosttest::placement(w.pageControl(id));
+            CHECK(r.right <= page.right);
+            CHECK(r.bottom <= page.bottom);
+        }
+    }
+    std::string perControl;
+    for (const auto& [name, room] : roomOf) perControl += name + " " + std::to_string(room) + " px; ";
+    MESSAGE("least room left beside a caption: " << leastRoom << " px, " << tightest << "; per control: "
+                                                 << perControl);
+    subSetPhrases(4);
+}
