@@ -29,6 +29,8 @@ constexpr int vbHourglass = 11;
 constexpr int vbDefault = 0;
 // The background of the advanced check box.
 constexpr COLORREF kAdvancedColour = RGB(239, 239, 198);
+// The web link's text.
+constexpr COLORREF kLinkColour = RGB(0, 102, 204);
 
 SettingsOpenedHook& openedHook() {
     static SettingsOpenedHook hook;
@@ -164,8 +166,10 @@ INT_PTR frmSettings::subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam
             INT_PTR brush = 0;
             if (fncAnswerCtlColor(child, reinterpret_cast<HDC>(wParam), brush)) return brush;
             if (child == control(IDC_LBLWEBLINK)) {
-                // The web link looks like one.
-                SetTextColor(reinterpret_cast<HDC>(wParam), GetSysColor(COLOR_HOTLIGHT));
+                // The web link looks like one: link blue, not the system's
+                // hot-tracking colour, which some themes make a pale grey
+                // that vanishes on the window's face.
+                SetTextColor(reinterpret_cast<HDC>(wParam), kLinkColour);
                 SetBkMode(reinterpret_cast<HDC>(wParam), TRANSPARENT);
                 return reinterpret_cast<INT_PTR>(GetSysColorBrush(COLOR_BTNFACE));
             }

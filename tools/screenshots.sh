@@ -1,18 +1,24 @@
 #!/usr/bin/env bash
-# Photographs the library chooser in English, German and Greek, as Wine draws
-# it on an X display of its own (Xvfb), with sample libraries and a file name:
+# Photographs the library chooser and the settings window in English, German
+# and Greek, as Wine draws them on an X display of its own (Xvfb), with sample
+# libraries (and, for the chooser, a file name):
 #   BUILD/screenshots/chooser-en.png, chooser-de.png, chooser-el.png
-# and copies the English one to docs/chooser-en.png.
+#   BUILD/screenshots/settings-en.png, settings-de.png, settings-el.png
+# and copies chooser-en.png and the three settings pictures to docs/.
 #
-#   tools/screenshots.sh [BUILD_DIR]        (default: build/x64)
+#   tools/screenshots.sh [BUILD_DIR [chooser|settings|all]]   (default: build/x64 all)
 #
-# Needs a built test_attachments.exe (its skipped case "chooser screenshot"
-# shows the dialog), xdotool and ImageMagick's import.
+# Needs the built test programs whose skipped cases show the windows
+# (test_attachments.exe: "chooser screenshot", test_settings_ui.exe:
+# "settings screenshot"), xdotool and ImageMagick's import.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$root/build/x64}
-exe="$(cd "$build" && pwd)/tests/test_attachments.exe"
-[ -f "$exe" ] || { echo "screenshots: $exe is not built" >&2; exit 2; }
+what=${2:-all}
+tests="$(cd "$build" && pwd)/tests"
+for need in $([ "$what" != settings ] && echo test_attachments.exe) $([ "$what" != chooser ] && echo test_settings_ui.exe); do
+  [ -f "$tests/$need" ] || { echo "screenshots: $tests/$need is not built" >&2; exit 2; }
+done
 command -v import >/dev/null || { echo "screenshots: ImageMagick's import is missing" >&2; exit 2; }
 
 . "$root/tests/wine_env.sh" "$build"
@@ -27,12 +33,13 @@ title_of() {
   awk -F '\t' -v col="$1" '$1 == "LNGCHOOSE" { print $(col + 1) }' "$root/support/phrases/phrases.tsv"
 }
 
+# shoot PROGRAM CASE NAME COLUMN TAG TITLE: runs the skipped case that shows
+# the window titled TITLE in language COLUMN and saves it as NAME-TAG.png.
 shoot() {
-  local column=$1 tag=$2 title wid="" pid shot=""
-  title=$(title_of "$column")
-  rm -f "$out/chooser-$tag.png"
+  local exe=$tests/$1 case=$2 name=$3 column=$4 tag=$5 title=$6 wid="" pid shot=""
+  rm -f "$out/$name-$tag.png"
   QBX_SHOT_COLUMN=$column QBX_SHOT_SECONDS=20 timeout 90 \
-    wine "$exe" -tc="chooser screenshot*" --no-skip >/dev/null 2>&1 </dev/null &
+    wine "$exe" -tc="$case" --no-skip >/dev/null 2>&1 </dev/null &
   pid=$!
   # Wait for the dialog, give it time to paint, then photograph it; Wine may
   # replace a window's X window while it settles, so look it up again on a
@@ -42,7 +49,7 @@ shoot() {
     wid=$(xdotool search --onlyvisible --name "^${title}\$" 2>/dev/null | tail -n 1) || wid=""
     [ -n "$wid" ] || continue
     sleep 1
-    if import -window "$wid" "$out/chooser-$tag.png" 2>/dev/null; then
+    if import -window "$wid" "$out/$name-$tag.png" 2>/dev/null; then
       shot=yes
       break
     fi
@@ -54,11 +61,21 @@ shoot() {
     echo "screenshots: no picture of the window \"$title\"" >&2
     return 1
   fi
-  echo "screenshots: $out/chooser-$tag.png ($title)"
+  echo "screenshots: $out/$name-$tag.png ($title)"
 }
 
-shoot 4 en
-shoot 7 de
-shoot 8 el
-cp "$out/chooser-en.png" "$root/docs/chooser-en.png"
-echo "screenshots: docs/chooser-en.png updated"
+if [ "$what" != settings ]; then
+  shoot test_attachments.exe "chooser screenshot*" chooser 4 en "$(title_of 4)"
+  shoot test_attachments.exe "chooser screenshot*" chooser 7 de "$(title_of 7)"
+  shoot test_attachments.exe "chooser screenshot*" chooser 8 el "$(title_of 8)"
+  cp "$out/chooser-en.png" "$root/docs/chooser-en.png"
+  echo "screenshots: docs/chooser-en.png updated"
+fi
+if [ "$what" != chooser ]; then
+  # The settings window's title is the product's name in every language.
+  for pair in 4:en 7:de 8:el; do
+    shoot test_settings_ui.exe "settings screenshot*" settings "${pair%%:*}" "${pair##*:}" Quillbox
+    cp "$out/settings-${pair##*:}.png" "$root/docs/settings-${pair##*:}.png"
+  done
+  echo "screenshots: docs/settings-en.png, settings-de.png, settings-el.png updated"
+fi

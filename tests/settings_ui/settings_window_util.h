@@ -39,8 +39,8 @@ struct Stored {
 
 // What the window opens over.
 struct Opening {
-    std::wstring sites;        // the stored libraries, one a line
-    std::wstring defaultSite;
+    std::wstring sites{};      // the stored libraries, one a line
+    std::wstring defaultSite{};
     bool always = false;
     bool endWithClose = false;  // the opener's choice (the settings button passes false)
     bool visible = true;

@@ -11,6 +11,7 @@
 #include "tests/sharepoint/spemu_client.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <vector>
 
@@ -104,6 +105,15 @@ TEST_CASE("opening: one tab and no advanced box; page and grid under the strip; 
     CHECK(TabCtrl_GetCurSel(strip) == 0);
     CHECK_FALSE(Window::shown(w.control(IDC_CHKADVANCED)));  // no page is flagged advanced
     CHECK(hosttest::windowText(w.hWnd()) == L"Quillbox");
+
+    // The web link's text stands out from the window's face.
+    HDC dc = CreateCompatibleDC(nullptr);
+    SendMessageW(w.hWnd(), WM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(dc),
+                 reinterpret_cast<LPARAM>(w.control(IDC_LBLWEBLINK)));
+    const COLORREF link = GetTextColor(dc), face = GetSysColor(COLOR_BTNFACE);
+    DeleteDC(dc);
+    CHECK(std::abs(GetRValue(link) - GetRValue(face)) + std::abs(GetGValue(link) - GetGValue(face)) +
+              std::abs(GetBValue(link) - GetBValue(face)) >= 255);
 
     // The page is on the window at once; the grid only when the timer fires.
     REQUIRE(w.page() != nullptr);
