@@ -282,9 +282,13 @@ qbx::Disp cFormControls::Add(const std::wstring& progId, const std::wstring& nam
             raiseCantCreate(where);  // the entry's destructor takes the window down again
         object = qbx::Disp::fromUnknown(entry->control.get());
     }
-    // Every control starts hidden at the form's top left corner with no size.
+    // Every control starts hidden at the form's top left corner; an ActiveX
+    // control with no size, a page with the size it was designed with (as a
+    // user control keeps its extent), so none of its controls is clipped away.
+    const bool isPage = !entry->control;
     ShowWindow(entry->window, SW_HIDE);
-    SetWindowPos(entry->window, nullptr, 0, 0, 0, 0, SWP_NOZORDER | SWP_NOACTIVATE);
+    SetWindowPos(entry->window, nullptr, 0, 0, 0, 0,
+                 SWP_NOZORDER | SWP_NOACTIVATE | (isPage ? SWP_NOSIZE : 0));
     entry->extender = qbx::makeObject<cExtender>(name, entry->window, object);
     qbx::Disp extender(qbx::ComPtr<IDispatch>(entry->extender.get()));
     controls_[key] = std::move(entry);

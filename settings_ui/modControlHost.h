@@ -36,7 +36,8 @@ public:
     // on the window) and returns its extender. Raises 429 when the class
     // can't be created or hosted (a class asking for a licence it does not
     // get raises its own error), 360 when the name is taken. The control
-    // starts hidden at 0, 0 with no size.
+    // starts hidden at 0, 0, an ActiveX control with no size, a page with
+    // the size it was designed with.
     qbx::Disp Add(const std::wstring& progId, const std::wstring& name, qbx::Here where = {});
     // Removes (destroys) the control of that name; raises 730 when there is none.
     void Remove(const std::wstring& name, qbx::Here where = {});

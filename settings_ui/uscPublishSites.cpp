@@ -63,9 +63,6 @@ uscPublishSites::uscPublishSites(HWND form) : DispatchObject(L"uscPublishSites")
     hwnd_ = CreateDialogParamW(fncAddinModule(), MAKEINTRESOURCEW(IDD_PUBLISHSITES), form, &uscPublishSites::dialogProc,
                                reinterpret_cast<LPARAM>(this));
     if (!hwnd_) qbx::raise(static_cast<long>(GetLastError()), L"The document library page could not be made");
-    RECT r{};
-    GetWindowRect(hwnd_, &r);
-    designSize_ = SIZE{r.right - r.left, r.bottom - r.top};
 }
 
 uscPublishSites::~uscPublishSites() {
@@ -120,19 +117,13 @@ INT_PTR CALLBACK uscPublishSites::dialogProc(HWND window, UINT message, WPARAM w
 // ---------------------------------------------------------------- showing the page
 
 void uscPublishSites::UserControl_Show() {
-    // The window's control collection puts the page on the window without a
-    // size, which would clip every control of it away: the page keeps the
-    // size it was designed with, as a user control keeps its extent.
-    RECT page{};
-    GetClientRect(hwnd_, &page);
-    if (page.right == 0 || page.bottom == 0)
-        SetWindowPos(hwnd_, nullptr, 0, 0, designSize_.cx, designSize_.cy, SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
     subSetCaptions();
     subGetSettings();
     // The grid's writes of the captions and the settings end here, so it
     // repaints and protects its header again.
     if (objListHandler) objListHandler->EditMode(false);
     // The check box and its label take the page's width.
+    RECT page{};
     GetClientRect(hwnd_, &page);
     for (int id : {IDC_CHKALWAYSDEFAULT, IDC_LBLDEFAULT}) {
         RECT r{};

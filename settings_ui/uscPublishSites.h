@@ -45,8 +45,6 @@ private:
     void subReadGrid(class cSimpleList& list);
 
     HWND hwnd_ = nullptr;
-    // The page's size as designed (its template's), in pixels.
-    SIZE designSize_{};
 };
 
 // Puts the settings pages into the window's table of page classes (once).
