@@ -18,37 +18,6 @@ float fncRnd() {
     return static_cast<float>(seed) / 16777216.0f;
 }
 
-// The elements of an array value in storage order (the order of For Each),
-// each copied into a Variant of its own.
-std::vector<qbx::Variant> arrayElements(const qbx::Variant& value) {
-    qbx::Variant v = qbx::Variant::copyOf(value.raw());  // a by-reference array is dereferenced
-    if (!v.isArray()) qbx::raise(qbx::vbErrTypeMismatch, L"Type mismatch");
-    SAFEARRAY* a = v.raw().parray;
-    std::vector<qbx::Variant> out;
-    if (!a) return out;
-    size_t total = 1;
-    for (UINT d = 0; d < a->cDims; ++d) total *= a->rgsabound[d].cElements;
-    VARTYPE vt = static_cast<VARTYPE>(v.type() & ~VT_ARRAY);
-    const UINT size = SafeArrayGetElemsize(a);
-    unsigned char* data = nullptr;
-    if (FAILED(SafeArrayAccessData(a, reinterpret_cast<void**>(&data)))) qbx::raise(qbx::vbErrTypeMismatch, L"Type mismatch");
-    out.reserve(total);
-    try {
-        for (size_t i = 0; i < total; ++i) {
-            // A by-reference view of the element, copied out by VariantCopyInd.
-            VARIANT ref;
-            VariantInit(&ref);
-            ref.vt = static_cast<VARTYPE>(VT_BYREF | vt);
-            ref.byref = data + i * size;
-            out.push_back(qbx::Variant::copyOf(ref));
-        }
-    } catch (...) {
-        SafeArrayUnaccessData(a);
-        throw;
-    }
-    SafeArrayUnaccessData(a);
-    return out;
-}
 
 }  // namespace
 
@@ -58,7 +27,7 @@ cSimpleList::~cSimpleList() { dicList.reset(); }
 
 void cSimpleList::subNewDictionary() { dicList = fncCreateDic(); }
 
-std::vector<qbx::Variant> cSimpleList::itemValues() const { return arrayElements(dicList.call(L"Items")); }
+std::vector<qbx::Variant> cSimpleList::itemValues() const { return qbx::elementsOf(dicList.call(L"Items")); }
 
 void cSimpleList::addIfMissing(const qbx::Variant& value) {
     if (!dicList.call(L"Exists", value).toBool()) dicList.call(L"Add", value, value);
@@ -149,7 +118,7 @@ void cSimpleList::FromRS(qbx::Disp& recordSet) {
 
 void cSimpleList::FromArray(const qbx::Variant& values) {
     subNewDictionary();
-    for (const qbx::Variant& v : arrayElements(values)) addIfMissing(v);
+    for (const qbx::Variant& v : qbx::elementsOf(values)) addIfMissing(v);
 }
 
 void cSimpleList::FromComboOrList(cListControl& control) {

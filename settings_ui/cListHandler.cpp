@@ -256,19 +256,10 @@ qbx::Disp cListHandler::fncGetRangeDic(const std::wstring& strCountCell, const s
                 const std::wstring text = cell.isNull() ? std::wstring() : cell.toString();
                 if (!dic.call(L"Exists", text).toBool()) dic.call(L"Add", text, text);
             };
+            // Column A of a block read as rows: every element in storage
+            // order is one row, as the block has one column.
             if (block.isArray()) {
-                SAFEARRAY* array = block.raw().parray;
-                LONG lower = 0, upper = -1, columnLower = 0;
-                SafeArrayGetLBound(array, 1, &lower);
-                SafeArrayGetUBound(array, 1, &upper);
-                if (SafeArrayGetDim(array) > 1) SafeArrayGetLBound(array, 2, &columnLower);
-                for (LONG r = lower; r <= upper; ++r) {
-                    qbx::Variant cell;
-                    LONG index[2] = {r, columnLower};
-                    if (FAILED(SafeArrayGetElement(array, index, cell.put())))
-                        qbx::raise(qbx::vbErrSubscript, L"Subscript out of range");
-                    addValue(cell);
-                }
+                for (const qbx::Variant& cell : qbx::elementsOf(block)) addValue(cell);
             } else {
                 addValue(block);
             }
@@ -284,19 +275,8 @@ void cListHandler::SetDicList(const qbx::Disp& dic) {
         EditMode(true);
         SetValue(L"A2:A200", qbx::Variant(L""));
         long row = 2;
-        qbx::Variant items = dic.call(L"Items");
-        SAFEARRAY* array = items.isArray() ? items.raw().parray : nullptr;
-        if (array) {
-            LONG lower = 0, upper = -1;
-            SafeArrayGetLBound(array, 1, &lower);
-            SafeArrayGetUBound(array, 1, &upper);
-            for (LONG i = lower; i <= upper; ++i, ++row) {
-                qbx::Variant item;
-                if (FAILED(SafeArrayGetElement(array, &i, item.put())))
-                    qbx::raise(qbx::vbErrSubscript, L"Subscript out of range");
-                SetValue(L"A" + std::to_wstring(row), item);
-            }
-        }
+        for (const qbx::Variant& item : qbx::elementsOf(dic.call(L"Items")))
+            SetValue(L"A" + std::to_wstring(row++), item);
         EditMode(false);
     });
 }

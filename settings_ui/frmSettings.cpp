@@ -204,19 +204,9 @@ void frmSettings::Form_Load() {
 
         // The first page that uses the grid makes it, once.
         bool blnListMade = false;
-        qbx::Variant items = tabs_->dicTabs.call(L"Items");
         std::vector<qbx::Disp> tabRecords;
-        if (items.isArray()) {
-            SAFEARRAY* array = items.raw().parray;
-            LONG lower = 0, upper = -1;
-            SafeArrayGetLBound(array, 1, &lower);
-            SafeArrayGetUBound(array, 1, &upper);
-            for (LONG i = lower; i <= upper; ++i) {
-                qbx::Variant record;
-                SafeArrayGetElement(array, &i, record.put());
-                tabRecords.push_back(record.toDisp());
-            }
-        }
+        for (const qbx::Variant& record : qbx::elementsOf(tabs_->dicTabs.call(L"Items")))
+            tabRecords.push_back(record.toDisp());
         for (const qbx::Disp& tab : tabRecords) {
             if (!blnListMade && tab.get(L"HasExcelList").toBool()) {
                 subSetupList();
@@ -276,16 +266,8 @@ void frmSettings::subSetupTabs() {
         TabCtrl_DeleteAllItems(strip);
         subAddUserTabs(*tabs_);
         const bool blnAdvanced = IsDlgButtonChecked(hwnd_, IDC_CHKADVANCED) == BST_CHECKED;
-        qbx::Variant keys = tabs_->dicTabs.call(L"Keys");
-        if (!keys.isArray()) return;
-        SAFEARRAY* array = keys.raw().parray;
-        LONG lower = 0, upper = -1;
-        SafeArrayGetLBound(array, 1, &lower);
-        SafeArrayGetUBound(array, 1, &upper);
         int position = 0;
-        for (LONG i = lower; i <= upper; ++i) {
-            qbx::Variant key;
-            SafeArrayGetElement(array, &i, key.put());
+        for (const qbx::Variant& key : qbx::elementsOf(tabs_->dicTabs.call(L"Keys"))) {
             const std::wstring caption = key.toString();
             subSetAction(L"Adding tab " + caption);
             qbx::Disp tab = tabs_->dicTabs.getObj(L"Item", caption);

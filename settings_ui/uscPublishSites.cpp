@@ -228,18 +228,7 @@ void uscPublishSites::cmdBrowse_Click() {
         const long before = list.Count();
         qbx::Disp found = fncGetListsFromSite(site);
         if (found && found.get(L"Count").toLong() > 0) {
-            qbx::Variant keys = found.call(L"Keys");
-            if (keys.isArray()) {
-                SAFEARRAY* array = keys.raw().parray;
-                LONG lower = 0, upper = -1;
-                SafeArrayGetLBound(array, 1, &lower);
-                SafeArrayGetUBound(array, 1, &upper);
-                for (LONG i = lower; i <= upper; ++i) {
-                    qbx::Variant library;
-                    SafeArrayGetElement(array, &i, library.put());
-                    list.Add(library);
-                }
-            }
+            for (const qbx::Variant& library : qbx::elementsOf(found.call(L"Keys"))) list.Add(library);
         }
         const long after = list.Count();
         if (after >= 1) {

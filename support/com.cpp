@@ -537,4 +537,35 @@ std::wstring withoutTrailingSlash(const std::wstring& s) {
     return s;
 }
 
+// The elements of an array in storage order, each copied out on its own.
+std::vector<Variant> elementsOf(const Variant& value, Here where) {
+    Variant v = Variant::copyOf(value.raw());  // a by-reference array is dereferenced
+    if (!v.isArray()) raise(vbErrTypeMismatch, L"Type mismatch", where);
+    SAFEARRAY* a = v.raw().parray;
+    std::vector<Variant> out;
+    if (!a) return out;
+    size_t total = 1;
+    for (UINT d = 0; d < a->cDims; ++d) total *= a->rgsabound[d].cElements;
+    VARTYPE vt = static_cast<VARTYPE>(v.type() & ~VT_ARRAY);
+    const UINT size = SafeArrayGetElemsize(a);
+    unsigned char* data = nullptr;
+    if (FAILED(SafeArrayAccessData(a, reinterpret_cast<void**>(&data)))) raise(vbErrTypeMismatch, L"Type mismatch", where);
+    out.reserve(total);
+    try {
+        for (size_t i = 0; i < total; ++i) {
+            // A by-reference view of the element, copied out by VariantCopyInd.
+            VARIANT ref;
+            VariantInit(&ref);
+            ref.vt = static_cast<VARTYPE>(VT_BYREF | vt);
+            ref.byref = data + i * size;
+            out.push_back(Variant::copyOf(ref));
+        }
+    } catch (...) {
+        SafeArrayUnaccessData(a);
+        throw;
+    }
+    SafeArrayUnaccessData(a);
+    return out;
+}
+
 }  // namespace qbx

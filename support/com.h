@@ -271,6 +271,11 @@ private:
     SAFEARRAY* a_ = nullptr;
 };
 
+// The elements of an array value (any number of dimensions, by reference
+// or not) in storage order, the order of For Each, each copied into a
+// Variant of its own. A value that is no array raises Type mismatch (13).
+std::vector<Variant> elementsOf(const Variant& value, Here where = {});
+
 // The bytes of a VT_ARRAY|VT_UI1 value.
 std::vector<unsigned char> bytesOf(const Variant& v, Here w = {});
 
