@@ -3,24 +3,31 @@
 #   - upload of 1, 20 and 100 MB files: the add-in's fncUploadFile against a
 #     bare request-object PUT of the same file from a minimal program (both
 #     under Wine) and against curl -T; wall time and peak memory;
-#   - discovery of a site with 5000 lists against loadXML of the same reply.
+#   - discovery of a site with 5000 lists against loadXML of the same reply;
+#   - the attachment flow's start-up and one attachment in the emulated Outlook;
+#   - the settings grid and window with 2,000 libraries against a plain list
+#     box filled with the same strings.
 # Ratios come from one run; they are figures, not tests.
-#   bench/run_bench.sh BUILD_DIR [ROUNDS]   (default 5)
+#   bench/run_bench.sh BUILD_DIR [ROUNDS] [PARTS]
+# ROUNDS defaults to 5; PARTS is a comma-separated choice of upload,
+# discovery, flow and settings (default: all of them).
 set -u
 here=$(cd "$(dirname "$0")" && pwd)
 repo=$(dirname "$here")
 
 if [ "${1:-}" != "--inside" ]; then
-    [ $# -ge 1 ] || { echo "usage: $0 BUILD_DIR [ROUNDS]" >&2; exit 2; }
+    [ $# -ge 1 ] || { echo "usage: $0 BUILD_DIR [ROUNDS] [PARTS]" >&2; exit 2; }
     . "$repo/tests/wine_env.sh" "$1"
     trap qbx_wine_stop EXIT
     qbx_wine_start
-    QBX_SPEMU_MAX_SECONDS=900 "$repo/tests/with_spemu.sh" bash "$0" --inside "$qbx_build" "${2:-5}"
+    QBX_SPEMU_MAX_SECONDS=900 "$repo/tests/with_spemu.sh" bash "$0" --inside "$qbx_build" "${2:-5}" "${3:-upload,discovery,flow,settings}"
     exit $?
 fi
 
 build=$2
 rounds=$3
+parts=",$4,"
+wants() { case "$parts" in *",$1,"*) return 0 ;; *) return 1 ;; esac; }
 bin=$build/bench
 work=$(mktemp -d "${TMPDIR:-/tmp}/qbx-bench.XXXXXX")
 trap 'rm -rf "$work"' EXIT
@@ -46,6 +53,8 @@ $(echo "$line" | sed -n 's/.*peak_bytes=\([0-9]*\).*/\1/p') $(echo "$line" | sed
     echo "curl $size $1 $(( $3 * 1024 )) $([ "$2" = 201 ] || [ "$2" = 200 ] && echo 1 || echo 0)" >>"$results"
 }
 
+touch "$results"
+if wants upload; then
 echo "Upload: $rounds round(s) per size, the clients in turn; median time and highest peak memory kept"
 for size in 1 20 100; do
     file=$work/upload-$size.bin
@@ -57,18 +66,24 @@ for size in 1 20 100; do
     done
     rm -f "$file"
 done
+fi
 
+discovery=""
+if wants discovery; then
 echo "Discovery: a site answering 5000 lists"
 control "reset"
 control "fault?mode=many&n=5000&path=/sites/team/"
 # The best of the rounds for each, measured in turns.
 discovery=$(wine "$bin/bench_discovery.exe" "${QBX_SP_URL}sites/team/" "$((rounds + 2))" 2>/dev/null | tr -d '\r')
 control "reset"
+fi
 
-python3 - "$results" "$discovery" <<'PY'
+if wants upload || wants discovery; then
+python3 - "$results" "$discovery" "$(wants upload && echo 1 || echo 0)" "$(wants discovery && echo 1 || echo 0)" <<'PY'
 import sys
 rows = [l.split() for l in open(sys.argv[1]) if l.strip()]
 import statistics
+show_upload, show_discovery = sys.argv[3] == "1", sys.argv[4] == "1"
 runs = {}
 for client, size, t, peak, ok in rows:
     if ok != "1":
@@ -76,8 +91,9 @@ for client, size, t, peak, ok in rows:
         continue
     runs.setdefault((client, int(size)), []).append((float(t), int(peak)))
 figures = {k: [statistics.median(t for t, _ in v), max(p for _, p in v)] for k, v in runs.items()}
-print("  %-7s %-9s %-10s %-10s %-12s %s" % ("size", "client", "time s", "MB/s", "peak MB", ""))
-for size in (1, 20, 100):
+if show_upload:
+    print("  %-7s %-9s %-10s %-10s %-12s %s" % ("size", "client", "time s", "MB/s", "peak MB", ""))
+for size in (1, 20, 100) if show_upload else ():
     mb = size
     for client in ("addin", "bare", "curl"):
         if (client, size) not in figures:
@@ -92,7 +108,9 @@ for size in (1, 20, 100):
         if ("curl", size) in figures:
             print("  -> time addin/curl %.2f (distance to the machine's limit)" % (a[0] / figures[("curl", size)][0]))
 fields = dict(kv.split("=", 1) for kv in sys.argv[2].split() if "=" in kv)
-if "discovery_s" in fields:
+if not show_discovery:
+    pass
+elif "discovery_s" in fields:
     load, disc = float(fields["loadxml_s"]), float(fields["discovery_s"])
     print("  reply %s characters, %s libraries; fetch %.3f s, loadXML %.3f s, discovery %.3f s, end to end %.3f s"
           % (fields["reply_chars"], fields["libraries"], float(fields["fetch_s"]), load, disc,
@@ -101,7 +119,9 @@ if "discovery_s" in fields:
 else:
     print("  discovery bench failed: %s" % sys.argv[2])
 PY
+fi
 
+if wants flow; then
 echo "Attachment flow: start-up and one attachment handled, in the emulated Outlook; $rounds process(es) per version"
 flowfile=$work/flow-1mb.bin
 head -c $((1024 * 1024)) /dev/urandom >"$flowfile"
@@ -139,3 +159,37 @@ for version in sorted(runs):
           "attachment without HTTP/target %.3f (target <= 50 ms; Outlook's 500 ms: %.3f of it)"
           % (start / 100, start / 1000, first / 50, first / 500))
 PY
+fi
+
+if wants settings; then
+echo "Settings grid and window: 2,000 libraries, against a plain list box filled with the same strings; $rounds round(s), medians"
+# One process measures everything, the list box in every round beside the
+# grid or the window; the window's OK closes it, and the time limit keeps a
+# window that failed to close from waiting for a person.
+# QBX_BENCH_PIECES=1 adds the time of each part the figures are made of.
+settings=$(timeout 300 wine "$bin/bench_settings.exe" "$rounds" ${QBX_BENCH_PIECES:+pieces} 2>"$work/settings.err" | tr -d '\r')
+python3 - "$settings" "$work/settings.err" <<'PY'
+import sys
+f = dict(kv.split("=", 1) for kv in sys.argv[1].split() if "=" in kv)
+if f.get("ok") != "1":
+    print("  settings bench failed: %s" % (sys.argv[1] or "no output"))
+    for line in open(sys.argv[2], errors="replace").read().splitlines()[-5:]:
+        print("    " + line)
+    sys.exit(0)
+base = float(f["listbox_ms"])
+print("  %-46s %10.2f ms  (the baseline)" % ("list box: LB_ADDSTRING x %s, shown" % f["libraries"], base))
+for key, label, target in (("setdiclist_ms", "grid: SetDicList on the hosted control, shown", 3),
+                           ("getrangedic_ms", "grid: fncGetRangeDic of the rows", 3),
+                           ("window_ms", "window: click to page filled", 5),
+                           ("ok_save_ms", "window: OK, grid read back, settings saved", 5)):
+    ms = float(f[key])
+    print("  %-46s %10.2f ms  -> /list box %.2f (target <= %d)%s"
+          % (label, ms, ms / base, target, "" if ms / base <= target else "  missed"))
+print("  -> repaints asked for during SetDicList's writes %s, pictures drawn during them %s (target 0 each); "
+      "ending edit mode asks for %s, drawn afterwards %s"
+      % (f["repaints_in_writes"], f["renders_in_writes"], f["repaints_mode_switch"], f["renders_after"]))
+print("  (the list box redrawn after every string instead: %.1f ms)" % float(f["listbox_redraw_each_ms"]))
+for key in sorted(k for k in f if k.startswith("piece_")):
+    print("  part %-44s %10.2f ms" % (key[6:-3].replace("_", " "), float(f[key])))
+PY
+fi
