@@ -72,9 +72,21 @@ void cSimpleList::FromString(const std::wstring& text) {
 
 void cSimpleList::AddToComboOrList(cListControl& control, std::wstring& textToSelect) {
     const std::wstring shown = control.Text();
-    control.Clear();
-    for (const std::wstring& item : Items())
-        if (!qbx::trimSpaces(item).empty()) control.AddItem(item);
+    {
+        // One redraw for the whole fill, not one per entry (a long list
+        // otherwise repaints its box thousands of times).
+        SendMessageW(control.hWnd(), WM_SETREDRAW, FALSE, 0);
+        struct Redraw {
+            HWND window;
+            ~Redraw() {
+                SendMessageW(window, WM_SETREDRAW, TRUE, 0);
+                InvalidateRect(window, nullptr, TRUE);
+            }
+        } redraw{control.hWnd()};
+        control.Clear();
+        for (const std::wstring& item : Items())
+            if (!qbx::trimSpaces(item).empty()) control.AddItem(item);
+    }
     // The text the control showed before wins over the caller's choice.
     if (!shown.empty()) textToSelect = shown;
     if (textToSelect.empty()) return;  // no selection

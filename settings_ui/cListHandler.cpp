@@ -243,7 +243,6 @@ qbx::Variant cListHandler::fncGetRangeArray(const std::wstring& strCountCell, co
 
 qbx::Disp cListHandler::fncGetRangeDic(const std::wstring& strCountCell, const std::wstring& strLastColumn) {
     qbx::Disp result;
-    subSetAction(L"Entering fncGetRangeDic");
     const short rows = UsedRows(strCountCell);
     subSetAction(L"Entering fncGetRangeDic");
     qbx::guarded(L"fncGetRangeDic", [&] {
@@ -252,9 +251,22 @@ qbx::Disp cListHandler::fncGetRangeDic(const std::wstring& strCountCell, const s
             fncRange(L"a2:" + strLastColumn + L"1000").call(L"Sort", 1, xlAscending, xlNoHeader);
             // Column A of the used rows in one read.
             qbx::Variant block = fncRange(L"a2:a" + std::to_wstring(rows + 1)).get(L"Value");
+            // The rows are sorted without regard to case, so a value the
+            // dictionary already holds is the same as the one before it. A
+            // value that differs from its neighbour is added straight away;
+            // should the dictionary still know it, its refusal (457) only
+            // means "already present".
+            std::wstring previous;
+            bool first = true;
             auto addValue = [&](const qbx::Variant& cell) {
                 const std::wstring text = cell.isNull() ? std::wstring() : cell.toString();
-                if (!dic.call(L"Exists", text).toBool()) dic.call(L"Add", text, text);
+                if (!first && qbx::textEquals(text, previous)) return;
+                first = false;
+                previous = text;
+                qbx::Err err;
+                err.resume([&] { dic.call(L"Add", text, text); });
+                if (err.number() != 0 && err.number() != qbx::vbErrKeyExists)
+                    qbx::raise(err.number(), err.description());
             };
             // Column A of a block read as rows: every element in storage
             // order is one row, as the block has one column.
