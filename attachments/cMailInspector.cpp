@@ -289,7 +289,17 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
             objAttToDelete = attachment;
             subStartRemovalTimer();
         }
-        subInsertLink(strTarget);
+        try {
+            subInsertLink(strTarget);
+        } catch (...) {
+            // The link could not be written: the attachment stays, so the
+            // removal just planned for it is called off before the report.
+            if (!blnAll) {
+                objDeleteAttTimer.reset();
+                objAttToDelete.reset();
+            }
+            throw;
+        }
         // Outlook may refuse inside its own event; the timer tries again. An
         // attachment of the walk has no timer of its own: a refusal starts
         // one for it, so that the next walk does not move it a second time.
@@ -342,17 +352,26 @@ bool cMailInspector::fncSaveToLibrary(const qbx::Disp& attachment, const std::ws
 }
 
 void cMailInspector::subInsertLink(const std::wstring& strTarget) {
-    // Errors ignored: the file is in the library by now, so the attachment is
-    // removed even when the text can't be written (without the safe
-    // inspector, above all).
-    qbx::Err err;
-    if (!ouiMyInspector_) err.resume([&] { setOuiMyInspector(ouiMailItem_.getObj(L"GetInspector")); });
-    err.resume([&] { objSafeInspector.putRef(L"Item", ouiMyInspector_); });
-    err.resume([&] { ouiMyInspector_.call(L"Activate"); });
-    err.resume([&] { objSafeInspector.call(L"InsertText", strTarget + L" " + L"\r\n"); });
-    // The helper lets go of the window, so that nothing holds it once closed.
-    err.resume([&] { objSafeInspector.putRef(L"Item", qbx::Disp()); });
-    err.clear();
+    // Without the safe inspector (its creation was reported when this object
+    // was made) no link can be written; the file is in the library, so the
+    // attachment still goes.
+    if (!objSafeInspector) return;
+    // Any other failure here goes to the caller's error trap, before the
+    // attachment is removed: a mail never loses both the file and the link.
+    if (!ouiMyInspector_) setOuiMyInspector(ouiMailItem_.getObj(L"GetInspector"));
+    // The helper lets go of the window whatever happens, so that nothing
+    // holds it once closed.
+    struct LetGo {
+        const qbx::Disp& helper;
+        ~LetGo() {
+            qbx::Err err;
+            err.resume([&] { helper.putRef(L"Item", qbx::Disp()); });
+            err.clear();
+        }
+    } letGo{objSafeInspector};
+    objSafeInspector.putRef(L"Item", ouiMyInspector_);
+    ouiMyInspector_.call(L"Activate");
+    objSafeInspector.call(L"InsertText", strTarget + L" " + L"\r\n");
 }
 
 void cMailInspector::objDeleteAttTimer_Timer() {

@@ -83,7 +83,8 @@ private:
     bool fncSaveToLibrary(const qbx::Disp& attachment, const std::wstring& strFileName,
                           const std::wstring& strTarget);
     // Writes the address, a blank and a line break at the cursor of the mail
-    // text (errors ignored).
+    // text. Raises when the safe inspector is there but the window or its
+    // editor refuses; without the safe inspector it writes nothing.
     void subInsertLink(const std::wstring& strTarget);
     // True for an attachment this window has already settled: one in the
     // library whose removal is pending, or one the user chose to keep by

@@ -366,3 +366,52 @@ TEST_CASE("without the safe inspector: reported once; an object that runs on wri
     inspector->ouiMyInspector_Close();
     inspector.reset();
 }
+
+namespace {
+
+// A safe inspector whose InsertText fails, as a component that can't reach
+// the window's editor does.
+class BrokenSafeInspector final : public qbx::DispatchObject {
+public:
+    BrokenSafeInspector() : DispatchObject(L"SafeInspector") {
+        property(L"Item", [this](qbx::Args&) { return qbx::Variant(item); },
+                 [this](qbx::Args&, const qbx::Variant& v) { item = v.isObject() ? v.toDisp() : qbx::Disp(); });
+        method(L"InsertText", [](qbx::Args&) -> qbx::Variant {
+            qbx::raise(static_cast<long>(0x80004005L), L"The editor refused the text");
+        });
+    }
+    qbx::Disp item;
+};
+
+HRESULT createBrokenSafeInspector(const wchar_t* progId, IDispatch** out) {
+    if (qbx::textEquals(progId, kSafeInspectorProgId)) {
+        *out = static_cast<IDispatch*>(qbx::makeObject<BrokenSafeInspector>().detach());
+        return S_OK;
+    }
+    return qbx::createByProgId(progId, out);
+}
+
+}  // namespace
+
+TEST_CASE("a link that can't be written with the safe inspector present is reported and the attachment stays") {
+    for (bool activateFails : {true, false}) {
+        for (int version : {11, 12}) {
+            CAPTURE(activateFails);
+            CAPTURE(version);
+            Flow f(version);
+            f.ol->close(f.w);
+            if (activateFails) f.ol->failNext(L"Inspector.Activate", -1, static_cast<long>(0x80004005L), L"The operation failed.");
+            else qbx::setCreateHook(&createBrokenSafeInspector);
+            f.w = f.ol->openCompose();
+            f.ol->typeText(f.w, L"Hello world");
+            qbxtest::PromptRecorder prompts;
+            f.attach(L"linked.txt");
+            emu::Outlook::pumpMessages(700);  // no removal timer acts on it either
+            f.ol->clearFailures();
+            CHECK(f.attachments() == std::vector<std::wstring>{L"linked.txt"});
+            CHECK(f.text() == L"Hello world");
+            REQUIRE(prompts.prompts().size() == 1);
+            CHECK(prompts.prompts()[0].text.find(L"subHandleAttachment") != std::wstring::npos);
+        }
+    }
+}
