@@ -107,6 +107,12 @@ INT_PTR frmSettings::subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam
         case WM_INITDIALOG: {
             controls_ = std::make_unique<cFormControls>(hwnd_);
             Form_Load();
+            if (blnShuttingDown) {
+                // The load failed and the add-in has stopped: a hidden modal
+                // window would wait for a click nobody can give.
+                subClose();
+                return TRUE;
+            }
             if (openedHook()) {
                 openedHook()(*this);
             } else if (auto opened = reinterpret_cast<SettingsOpenedExport>(reinterpret_cast<void*>(
