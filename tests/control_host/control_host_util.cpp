@@ -1,5 +1,9 @@
 #include "tests/control_host/control_host_util.h"
 
+#include "settings_ui/spreadsheet/spreadsheet_control.h"
+
+#include <cstring>
+
 namespace hosttest {
 
 namespace {
@@ -19,6 +23,15 @@ std::wstring guidText(const GUID& g) {
     return buf;
 }
 
+class SpreadsheetFactory final : public qbx::Unknown<IClassFactory> {
+public:
+    bool answers(REFIID iid) const override { return iid == IID_IClassFactory; }
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
+        return outer ? CLASS_E_NOAGGREGATION : fncCreateSpreadsheetControl(iid, out);
+    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+};
+
 }  // namespace
 
 ClassRegistration::ClassRegistration(const std::wstring& progId, const CLSID& clsid, IClassFactory* factory)
@@ -31,6 +44,10 @@ ClassRegistration::~ClassRegistration() {
     CoRevokeClassObject(cookie_);
     RegDeleteTreeW(HKEY_LOCAL_MACHINE, (L"Software\\Classes\\" + progId_).c_str());
 }
+
+SpreadsheetClass::SpreadsheetClass()
+    : factory(new SpreadsheetFactory()),
+      registration(kSpreadsheetProgId, CLSID_QuillboxSpreadsheet, factory.get()) {}
 
 TestForm::TestForm(int width, int height) {
     static const ATOM atom = [] {
@@ -83,6 +100,34 @@ std::wstring windowText(HWND window) {
     wchar_t buf[1024] = {};
     GetWindowTextW(window, buf, 1024);
     return buf;
+}
+
+void place(const qbx::Disp& extender, long left, long top, long width, long height) {
+    extender.put(L"Left", left);
+    extender.put(L"Top", top);
+    extender.put(L"Width", width);
+    extender.put(L"Height", height);
+    extender.put(L"Visible", true);
+}
+
+void setClipboardText(HWND owner, const std::wstring& text) {
+    REQUIRE(OpenClipboard(owner));
+    EmptyClipboard();
+    const size_t bytes = (text.size() + 1) * sizeof(wchar_t);
+    HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, bytes);
+    memcpy(GlobalLock(memory), text.c_str(), bytes);
+    GlobalUnlock(memory);
+    SetClipboardData(CF_UNICODETEXT, memory);
+    CloseClipboard();
+}
+
+long errorNumberOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const qbx::Error& e) {
+        return e.number();
+    }
+    return 0;
 }
 
 }  // namespace hosttest

@@ -1,5 +1,6 @@
 // Helpers of the control host's tests: a plain form window, classes made
-// creatable by ProgID inside the test program, and message pumping.
+// creatable by ProgID inside the test program, message pumping and the
+// clipboard.
 //
 // The test program links the add-in's code statically, so no DLL is
 // registered: a class factory is registered for the process with
@@ -14,6 +15,7 @@
 
 #include <doctest/doctest.h>
 
+#include <functional>
 #include <string>
 
 namespace doctest {
@@ -38,6 +40,13 @@ private:
     DWORD cookie_ = 0;
 };
 
+// Quillbox's spreadsheet control creatable by ProgID while it lives.
+struct SpreadsheetClass {
+    SpreadsheetClass();
+    qbx::ComPtr<IClassFactory> factory;
+    ClassRegistration registration;
+};
+
 // A visible top-level window to put controls on, destroyed with the object.
 class TestForm {
 public:
@@ -59,5 +68,13 @@ RECT placement(HWND window);
 
 std::wstring windowClass(HWND window);
 std::wstring windowText(HWND window);
+
+// Places a control through its extender, in twips, and shows it.
+void place(const qbx::Disp& extender, long left, long top, long width, long height);
+
+void setClipboardText(HWND owner, const std::wstring& text);
+
+// The number of the error an action raises (0 when it raises none).
+long errorNumberOf(const std::function<void()>& action);
 
 }  // namespace hosttest

@@ -9,24 +9,10 @@
 
 #include <cstdlib>
 
-namespace {
-
-class ShotFactory final : public qbx::Unknown<IClassFactory> {
-public:
-    bool answers(REFIID iid) const override { return iid == IID_IClassFactory; }
-    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
-        return outer ? CLASS_E_NOAGGREGATION : fncCreateSpreadsheetControl(iid, out);
-    }
-    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
-};
-
-}  // namespace
-
 TEST_CASE("grid screenshot: five libraries on the settings grid" * doctest::skip()) {
     const char* env = std::getenv("QBX_SHOT_SECONDS");
     const int seconds = env && *env ? std::atoi(env) : 8;
-    qbx::ComPtr<IClassFactory> factory(new ShotFactory());
-    hosttest::ClassRegistration registration(kSpreadsheetProgId, CLSID_QuillboxSpreadsheet, factory.get());
+    hosttest::SpreadsheetClass spreadsheetClass;
     hosttest::TestForm form(500, 170);
     SetWindowTextW(form.hWnd(), L"Quillbox grid");
     cFormControls controls(form.hWnd());
@@ -67,11 +53,7 @@ TEST_CASE("grid screenshot: five libraries on the settings grid" * doctest::skip
     range(L"A4").call(L"Select");
     book.put(L"ScreenUpdating", true);
 
-    ext.put(L"Left", 120);
-    ext.put(L"Top", 120);
-    ext.put(L"Width", 7260);
-    ext.put(L"Height", 2310);
-    ext.put(L"Visible", true);
+    hosttest::place(ext, 120, 120, 7260, 2310);
     SetFocus(GetWindow(controls.Window(L"exsList"), GW_CHILD));
 
     const DWORD end = GetTickCount() + static_cast<DWORD>(seconds) * 1000;

@@ -6,24 +6,11 @@
 #include "settings_ui/spreadsheet/spreadsheet_control.h"
 #include "tests/control_host/control_host_util.h"
 
-#include <cstdlib>
-
 namespace {
-
-class SpreadsheetFactory final : public qbx::Unknown<IClassFactory> {
-public:
-    bool answers(REFIID iid) const override { return iid == IID_IClassFactory; }
-    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
-        if (outer) return CLASS_E_NOAGGREGATION;
-        return fncCreateSpreadsheetControl(iid, out);
-    }
-    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
-};
 
 // A grid of 480 by 300 pixels on a form, as the settings window has it.
 struct Grid {
-    qbx::ComPtr<IClassFactory> factory{new SpreadsheetFactory()};
-    hosttest::ClassRegistration registration{kSpreadsheetProgId, CLSID_QuillboxSpreadsheet, factory.get()};
+    hosttest::SpreadsheetClass spreadsheetClass;
     hosttest::TestForm form{520, 340};
     cFormControls controls{form.hWnd()};
     qbx::Disp extender, sheet, object;
@@ -33,11 +20,7 @@ struct Grid {
     Grid() {
         controls.AddLicense(kSpreadsheetProgId);  // as the settings grid does; this class needs none
         extender = controls.Add(kSpreadsheetProgId, L"exsList");
-        extender.put(L"Left", 300);
-        extender.put(L"Top", 300);
-        extender.put(L"Width", 7200);
-        extender.put(L"Height", 4500);
-        extender.put(L"Visible", true);
+        hosttest::place(extender, 300, 300, 7200, 4500);
         object = extender.getObj(L"object");
         sheet = object.getObj(L"ActiveSheet");
         control = dynamic_cast<cSpreadsheetControl*>(object.get());
@@ -57,6 +40,12 @@ struct Grid {
 
     qbx::Variant value(const wchar_t* address) const { return sheet.getObj(L"Range", address).get(L"Value"); }
     std::wstring text(const wchar_t* address) const { return value(address).toString(); }
+    // The texts of the cells, joined by "|".
+    std::wstring texts(std::initializer_list<const wchar_t*> addresses) const {
+        std::wstring out;
+        for (const wchar_t* a : addresses) out += text(a) + L"|";
+        return out.substr(0, out.size() - 1);
+    }
 
     void key(UINT vk, bool control = false, bool shift = false) {
         BYTE state[256] = {};
@@ -91,17 +80,6 @@ struct Grid {
     std::wstring selection() const { return object.getObj(L"Selection").get(L"Address").toString(); }
 };
 
-void setClipboardText(HWND owner, const std::wstring& text) {
-    REQUIRE(OpenClipboard(owner));
-    EmptyClipboard();
-    const size_t bytes = (text.size() + 1) * sizeof(wchar_t);
-    HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, bytes);
-    memcpy(GlobalLock(memory), text.c_str(), bytes);
-    GlobalUnlock(memory);
-    SetClipboardData(CF_UNICODETEXT, memory);
-    CloseClipboard();
-}
-
 std::wstring clipboardText(HWND owner) {
     std::wstring text;
     REQUIRE(OpenClipboard(owner));
@@ -114,6 +92,8 @@ std::wstring clipboardText(HWND owner) {
 }
 
 }  // namespace
+
+using hosttest::setClipboardText;
 
 TEST_CASE("registering the DLL makes Quillbox.Spreadsheet resolve to the control's class") {
     REQUIRE(registerAddin(Scope::Machine) == S_OK);
@@ -129,14 +109,9 @@ TEST_CASE("the spreadsheet hosted by ProgID: its window fills the host, the obje
         Grid grid;
         CHECK(hosttest::windowClass(grid.host) == L"AtlAxWin");
         CHECK(hosttest::windowClass(grid.window) == L"QuillboxSpreadsheetGrid");
-        RECT client{};
-        GetClientRect(grid.host, &client);
-        CHECK(client.right == 480);
-        CHECK(client.bottom == 300);
         RECT outer{};
         GetWindowRect(grid.window, &outer);
-        CHECK(outer.right - outer.left == 480);
-        CHECK(outer.bottom - outer.top == 300);
+        CHECK((outer.right - outer.left == 480 && outer.bottom - outer.top == 300));
         CHECK((SendMessageW(grid.window, WM_GETDLGCODE, 0, 0) & DLGC_WANTALLKEYS) != 0);
         CHECK(grid.control->renderCount() > 0);
 
@@ -157,8 +132,7 @@ TEST_CASE("the spreadsheet hosted by ProgID: its window fills the host, the obje
         // Hiding the headings moves the cells to the window's corner.
         grid.object.put(L"DisplayColumnHeadings", false);
         grid.object.put(L"DisplayRowHeadings", false);
-        CHECK(grid.control->cellRect(1, 1).left == 0);
-        CHECK(grid.control->cellRect(1, 1).top == 0);
+        CHECK((grid.control->cellRect(1, 1).left == 0 && grid.control->cellRect(1, 1).top == 0));
         CHECK(cSpreadsheetControl::liveObjects() == 1);
     }
     CHECK(cSpreadsheetControl::liveObjects() == 0);
@@ -172,21 +146,21 @@ TEST_CASE("a person edits the grid: typing, F2, Escape, Tab, Enter's direction, 
     REQUIRE(grid.control->editWindow() != nullptr);
     grid.key(VK_RETURN);
     CHECK(grid.control->editWindow() == nullptr);
-    grid.type(L"beta");
-    grid.key(VK_RETURN);
-    grid.type(L"42");
-    grid.key(VK_RETURN);
-    CHECK(grid.text(L"A1") == L"alpha");
-    CHECK(grid.text(L"A2") == L"beta");
+    for (const wchar_t* entry : {L"beta", L"42"}) {
+        grid.type(entry);
+        grid.key(VK_RETURN);
+    }
+    CHECK(grid.texts({L"A1", L"A2"}) == L"alpha|beta");
     CHECK(grid.value(L"A3").type() == VT_R8);
     CHECK(grid.selection() == L"$A$4");
 
-    // F2 opens the cell's content with the caret at its end.
+    // F2 opens the cell's content with the caret at its end; Left moves the
+    // caret and does not leave the cell.
     grid.click(2, 1);
     grid.key(VK_F2);
     REQUIRE(grid.control->editWindow() != nullptr);
     CHECK(hosttest::windowText(grid.control->editWindow()) == L"beta");
-    grid.key(VK_LEFT);  // moves the caret, does not leave the cell
+    grid.key(VK_LEFT);
     CHECK(grid.control->editWindow() != nullptr);
     grid.type(L"!");
     grid.key(VK_RETURN);
@@ -223,11 +197,7 @@ TEST_CASE("a person edits the grid: typing, F2, Escape, Tab, Enter's direction, 
     setClipboardText(grid.window, L"one\tuno\r\ntwo\tdos\r\n");
     grid.click(5, 2);
     grid.key('V', true);
-    CHECK(grid.text(L"B5") == L"one");
-    CHECK(grid.text(L"C5") == L"uno");
-    CHECK(grid.text(L"B6") == L"two");
-    CHECK(grid.text(L"C6") == L"dos");
-    CHECK(grid.value(L"B7").isEmpty());
+    CHECK(grid.texts({L"B5", L"C5", L"B6", L"C6", L"B7"}) == L"one|uno|two|dos|");
     CHECK(grid.selection() == L"$B$5:$C$6");
 
     // A dragged selection copies as tab and line separated text.
@@ -240,9 +210,7 @@ TEST_CASE("a person edits the grid: typing, F2, Escape, Tab, Enter's direction, 
     // Delete empties the selection.
     grid.drag(5, 2, 5, 3);
     grid.key(VK_DELETE);
-    CHECK(grid.value(L"B5").isEmpty());
-    CHECK(grid.value(L"C5").isEmpty());
-    CHECK(grid.text(L"B6") == L"two");
+    CHECK(grid.texts({L"B5", L"C5", L"B6"}) == L"||two");
 
     // Keys move: Ctrl+Home, arrows with Shift extend, Page Down scrolls.
     grid.key(VK_HOME, true);
@@ -262,10 +230,7 @@ TEST_CASE("a person edits the grid: typing, F2, Escape, Tab, Enter's direction, 
 
     // The container's message loop hands the grid its keys first.
     grid.key(VK_HOME, true);
-    MSG msg{};
-    msg.hwnd = grid.window;
-    msg.message = WM_KEYDOWN;
-    msg.wParam = VK_DOWN;
+    MSG msg{grid.window, WM_KEYDOWN, VK_DOWN, 0, 0, {}};
     CHECK(grid.controls.TranslateAccelerator(&msg));
     CHECK(grid.selection() == L"$A$2");
     msg.wParam = VK_F5;
@@ -274,8 +239,9 @@ TEST_CASE("a person edits the grid: typing, F2, Escape, Tab, Enter's direction, 
 
 TEST_CASE("a protected sheet refuses every edit of a locked cell and takes the others") {
     Grid grid;
+    const std::wstring url = L"http://intranet.example/sites/a";
     grid.sheet.getObj(L"Range", L"A1").put(L"Value", L"Library");
-    grid.sheet.getObj(L"Range", L"A2").put(L"Value", L"http://intranet.example/sites/a");
+    grid.sheet.getObj(L"Range", L"A2").put(L"Value", url);
     grid.sheet.getObj(L"Range", L"B1:B20").put(L"Locked", false);
     grid.sheet.getObj(L"Protection").put(L"Enabled", true);
 
@@ -288,26 +254,20 @@ TEST_CASE("a protected sheet refuses every edit of a locked cell and takes the o
     setClipboardText(grid.window, L"p1\tp2\r\n");
     grid.click(3, 1);
     grid.key('V', true);  // would reach the locked A3: refused as a whole
-    CHECK(grid.value(L"A3").isEmpty());
-    CHECK(grid.value(L"B3").isEmpty());
-    CHECK(grid.text(L"A2") == L"http://intranet.example/sites/a");
+    CHECK(grid.texts({L"A2", L"A3", L"B3"}) == url + L"||");
     // Delete over locked and unlocked cells empties only the unlocked ones.
     grid.sheet.getObj(L"Range", L"B2").put(L"Value", L"free");
     grid.drag(2, 1, 2, 2);
     grid.key(VK_DELETE);
-    CHECK(grid.text(L"A2") == L"http://intranet.example/sites/a");
-    CHECK(grid.value(L"B2").isEmpty());
+    CHECK(grid.texts({L"A2", L"B2"}) == url + L"|");
     // Unlocked cells take typing and pasting.
     grid.click(4, 2);
     grid.type(L"ok");
     grid.key(VK_RETURN);
-    CHECK(grid.text(L"B4") == L"ok");
     setClipboardText(grid.window, L"p1\r\np2\r\n");
     grid.click(6, 2);
     grid.key('V', true);
-    CHECK(grid.text(L"B6") == L"p1");
-    CHECK(grid.text(L"B7") == L"p2");
-    CHECK(grid.text(L"A1") == L"Library");
+    CHECK(grid.texts({L"B4", L"B6", L"B7", L"A1"}) == L"ok|p1|p2|Library");
 }
 
 TEST_CASE("nothing is drawn while ScreenUpdating is off, however much is written") {

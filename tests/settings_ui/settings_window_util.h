@@ -22,13 +22,17 @@
 
 namespace windowtest {
 
-class SpreadsheetFactory final : public qbx::Unknown<IClassFactory> {
-public:
-    bool answers(REFIID iid) const override { return iid == IID_IClassFactory; }
-    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
-        return outer ? CLASS_E_NOAGGREGATION : fncCreateSpreadsheetControl(iid, out);
+// The emulated Outlook (version 11, with the Assistant) as the add-in's
+// Outlook, over the add-in's state as at load time.
+struct Session {
+    Session() {
+        settingstest::resetAll();
+        ouaOutlook = outlook.application();
     }
-    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+    ~Session() { settingstest::resetAll(); }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    emu::Outlook outlook;
 };
 
 // What the settings item in the mailbox holds, as last saved.
@@ -48,12 +52,9 @@ struct Opening {
 
 // The settings window, loaded (not modal) over a fresh mailbox whose
 // settings are `opening`'s.
-class Window {
+class Window : public Session {
 public:
     explicit Window(const Opening& opening = {}) {
-        settingstest::resetAll();
-        ol = std::make_unique<emu::Outlook>();
-        ouaOutlook = ol->application();
         REQUIRE(subFindSettingsFolder());
         objPersonalSettings = std::make_shared<cPersonalSettings>();
         objPersonalSettings->DicList.FromString(opening.sites);
@@ -69,11 +70,7 @@ public:
     ~Window() {
         form.reset();
         hosttest::pump();
-        settingstest::resetAll();
-        ol.reset();
     }
-    Window(const Window&) = delete;
-    Window& operator=(const Window&) = delete;
 
     HWND hWnd() const { return form->hWnd(); }
     HWND page() const { return form->Controls() ? form->Controls()->Window(L"CurrTab") : nullptr; }
@@ -147,7 +144,7 @@ public:
 
     Stored stored() const {
         Stored s;
-        for (emu::Folder* f : ol->defaultFolder(6)->folders->list) {
+        for (emu::Folder* f : outlook.defaultFolder(6)->folders->list) {
             if (f->name != L"QBXSettings" || f->contents.empty()) continue;
             for (const auto& p : f->contents.front()->savedProperties) {
                 if (p.name == L"strSites") s.sites = p.value.toString();
@@ -158,9 +155,7 @@ public:
         return s;
     }
 
-    qbx::ComPtr<IClassFactory> factory{new SpreadsheetFactory()};
-    hosttest::ClassRegistration registration{kSpreadsheetProgId, CLSID_QuillboxSpreadsheet, factory.get()};
-    std::unique_ptr<emu::Outlook> ol;
+    hosttest::SpreadsheetClass spreadsheetClass;
     std::unique_ptr<frmSettings> form;
     DWORD loadTick = 0;
 

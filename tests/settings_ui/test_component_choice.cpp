@@ -5,15 +5,11 @@
 // question when no component can be made).
 #include <doctest/doctest.h>
 
-#include "host/modGlobals.h"
-#include "settings_ui/cListHandler.h"
-#include "settings_ui/modControlHost.h"
 #include "settings_ui/spreadsheet/sheet_model.h"
 #include "support/modErroHandling.h"
 #include "support/modShell.h"
-#include "testbed/outlook/emulator.h"
 #include "testbed/owc/owc_standins.h"
-#include "tests/test_support.h"
+#include "tests/settings_ui/settings_window_util.h"
 
 #include <functional>
 #include <utility>
@@ -23,31 +19,11 @@ namespace {
 
 using owcemu::Component;
 
-// A plain top-level window to put the grid on.
-struct Form {
-    Form() {
-        static const ATOM atom = [] {
-            WNDCLASSW wc{};
-            wc.lpfnWndProc = DefWindowProcW;
-            wc.lpszClassName = L"QbxComponentChoiceForm";
-            return RegisterClassW(&wc);
-        }();
-        REQUIRE(atom != 0);
-        window = CreateWindowExW(WS_EX_CONTROLPARENT, L"QbxComponentChoiceForm", L"Settings",
-                                 WS_OVERLAPPEDWINDOW | WS_VISIBLE, 20, 20, 640, 400, nullptr, nullptr, nullptr, nullptr);
-        REQUIRE(window != nullptr);
-    }
-    ~Form() { DestroyWindow(window); }
-    HWND window = nullptr;
-};
-
 // Outlook 2003, the stand-ins, a window with its controls and the grid
 // about to be added to it. Members go in reverse: the grid lets go of the
 // control before the window takes it down, the stand-ins are revoked last.
-struct Setting {
+struct Setting : windowtest::Session {
     explicit Setting(owcemu::Knobs knobs) : standIns(std::move(knobs)) {
-        qbxtest::resetAddinState();
-        ouaOutlook = outlook.application();
         subSetShellExecuteHook([this](const std::wstring& verb, const std::wstring& target) {
             opened.emplace_back(verb, target);
             return true;
@@ -64,10 +40,9 @@ struct Setting {
 
     const qbx::sheet::Sheet& sheet() const { return *standIns.created().back().sheet; }
 
-    emu::Outlook outlook;  // version 11: it has the Assistant
     owcemu::StandIns standIns;
-    Form form;
-    cFormControls controls{form.window};
+    hosttest::TestForm form;
+    cFormControls controls{form.hWnd()};
     std::vector<std::pair<std::wstring, std::wstring>> opened;
     qbxtest::PromptRecorder prompts;
     cListHandler grid;
@@ -147,24 +122,10 @@ TEST_CASE("component creation: the first component that can be made is used and 
         CHECK(sheet.settings.displayWorkbookTabs == !c.newer);
         CHECK(sheet.settings.enableResize == !c.newer);
 
-        // The grid writes into the component that was made.
-        s.grid.SetValue(L"A2", qbx::Variant(L"http://server/lib"));
-        CHECK(qbx::sheet::displayText(sheet.value(2, 1)) == L"http://server/lib");
-        CHECK_FALSE(blnErrorOccurred);
-    }
-}
-
-TEST_CASE("component creation: after set-up the grid's other operations keep to the names its component answers") {
-    for (Component component : {Component::FirstGeneration, Component::Owc10}) {
-        INFO(std::string(owcemu::name(component)));
-        owcemu::Knobs knobs;
-        knobs.only({component});
-        Setting s(knobs);
-        REQUIRE(s.grid.AddToForm(s.controls));
-        REQUIRE(s.standIns.created().size() == 1);
-
+        // The grid's other operations keep to the names its component
+        // answers, and write into the component that was made.
         s.grid.SetCheckedColumn(L"B:B");  // Wingdings, centred: HAlignment or HorizontalAlignment
-        s.grid.SetValue(L"A2", qbx::Variant(L"a rather long library address"));
+        s.grid.SetValue(L"A2", qbx::Variant(L"http://server/a rather long library address"));
         s.grid.AutoFitCols(L"A:A");  // AutoFitColumns or EntireColumn.AutoFit
         s.grid.SetColumnWidth(L"C1", 12);
         s.grid.RightEdgeColDash(L"C1");
@@ -174,8 +135,7 @@ TEST_CASE("component creation: after set-up the grid's other operations keep to 
         s.grid.MoveRight();
         s.grid.FreezePanes(L"A2");
         CHECK_FALSE(blnErrorOccurred);
-
-        const qbx::sheet::Sheet& sheet = s.sheet();
+        CHECK(qbx::sheet::displayText(sheet.value(2, 1)) == L"http://server/a rather long library address");
         CHECK(sheet.format(5, 2).align == qbx::sheet::HAlign::Center);
         CHECK(sheet.columnWidth(1) > sheet.columnWidth(5));
         CHECK(sheet.columnWidth(3) == 12);

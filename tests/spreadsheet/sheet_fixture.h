@@ -75,11 +75,4 @@ inline Variant at(const Variant& array, long row, long column) {
     return out;
 }
 
-inline long bound(const Variant& array, UINT dim, bool upper) {
-    LONG b = 0;
-    if (upper) SafeArrayGetUBound(array.raw().parray, dim, &b);
-    else SafeArrayGetLBound(array.raw().parray, dim, &b);
-    return b;
-}
-
 }  // namespace sheettest

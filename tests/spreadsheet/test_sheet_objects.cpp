@@ -17,9 +17,8 @@ TEST_CASE("addresses: any case, anchors, ranges, whole rows and columns; the res
         const wchar_t* address;
     };
     for (const Good& t : {Good{L"a1", L"$A$1"}, Good{L"$B$2", L"$B$2"}, Good{L"c$7", L"$C$7"},
-                          Good{L" c3:a1 ", L"$A$1:$C$3"}, Good{L"a2:a5", L"$A$2:$A$5"}, Good{L"1:1", L"$1:$1"},
-                          Good{L"1:1999", L"$1:$1999"}, Good{L"$3:$2", L"$2:$3"}, Good{L"a:a", L"$A:$A"},
-                          Good{L"B:d", L"$B:$D"}, Good{L"iv65536", L"$IV$65536"}, Good{L"A1:F2000", L"$A$1:$F$2000"}}) {
+                          Good{L" c3:a1 ", L"$A$1:$C$3"}, Good{L"1:1999", L"$1:$1999"}, Good{L"$3:$2", L"$2:$3"},
+                          Good{L"B:d", L"$B:$D"}, Good{L"iv65536", L"$IV$65536"}}) {
         CAPTURE(qbxtest::narrow(t.in));
         CHECK(g.range(t.in).get(L"Address").toString() == t.address);
     }
@@ -46,17 +45,13 @@ TEST_CASE("Value: a scalar fills, 2-D and 1-D arrays land by rows, wrong shapes 
     g.range(L"b2:c3").put(L"Value", L"x");
     Variant block = g.value(L"b2:c3");
     REQUIRE(block.type() == (VT_ARRAY | VT_VARIANT));
-    CHECK((bound(block, 1, false) == 1 && bound(block, 1, true) == 2 && bound(block, 2, true) == 2));
-    CHECK(at(block, 2, 2).toString() == L"x");
+    CHECK(at(block, 2, 2).toString() == L"x");  // read back 1-based
 
     // A 0-based 2-D array as Visual Basic lays it out: rows first.
     g.range(L"a5:c6").put(L"Value", array2D(2, 3, 0, [](long r, long c) { return std::to_wstring(r) + std::to_wstring(c); }));
-    CHECK(g.text(L"a5") == L"00");
-    CHECK(g.text(L"c5") == L"02");
-    CHECK(g.text(L"b6") == L"11");
+    CHECK((g.text(L"c5") == L"02" && g.text(L"b6") == L"11"));
     Variant back = g.value(L"a5:c6");
-    CHECK(at(back, 1, 3).toString() == L"02");
-    CHECK(at(back, 2, 1).toString() == L"10");
+    CHECK((at(back, 1, 3).toString() == L"02" && at(back, 2, 1).toString() == L"10"));
 
     // 1-D: down a one-column range, across a one-row range.
     g.range(L"e1:e3").put(L"Value", array1D({L"one", L"two", L"three"}));
@@ -69,8 +64,7 @@ TEST_CASE("Value: a scalar fills, 2-D and 1-D arrays land by rows, wrong shapes 
     qbx::SafeArray list(SafeArrayCreate(VT_BSTR, 2, b));
     for (LONG r = 0; r < 3; ++r) {
         LONG index[2] = {r, 0};
-        qbx::Bstr s(L"lib" + std::to_wstring(r));
-        SafeArrayPutElement(list.get(), index, s.get());
+        SafeArrayPutElement(list.get(), index, qbx::Bstr(L"lib" + std::to_wstring(r)).get());
     }
     g.range(L"a2:a4").put(L"Value", std::move(list).toVariant(VT_BSTR));
     CHECK(g.text(L"a4") == L"lib2");
@@ -82,14 +76,13 @@ TEST_CASE("Value: a scalar fills, 2-D and 1-D arrays land by rows, wrong shapes 
     };
     for (const Wrong& w : {Wrong{L"h1:h3", array2D(2, 2, 0, [](long, long) { return L"w"; }), L"2 rows and 2 columns"},
                            Wrong{L"h1:i3", array1D({L"w", L"w", L"w"}), L"3 rows and 2 columns"},
-                           Wrong{L"h1:h2", array1D({L"w", L"w", L"w"}), L"list of 3"}}) {
+                           Wrong{L"h1:h2", array1D({L"w", L"w", L"w"}), L"list of 3"},
+                           Wrong{L"h1", Variant(g.ws), L""}}) {
         qbx::Error e = errorOf([&] { g.range(w.range).put(L"Value", w.value); });
         CHECK(e.number() == kErrBadValue);
         CHECK(e.description().find(w.says) != std::wstring::npos);
         CHECK(g.value(L"h1").isEmpty());
     }
-    CHECK(errorOf([&] { g.range(L"a1").put(L"Value", g.ws); }).number() == kErrBadValue);
-
     g.range(L"b2:c3").put(L"Value", Variant());
     CHECK(g.value(L"c3").isEmpty());
 }
@@ -114,8 +107,7 @@ TEST_CASE("5,000 rows written cell by cell and read back, one by one and as one 
     for (int i = 1; i <= 5000; ++i) same += g.text(L"a" + std::to_wstring(i)) == L"Library " + std::to_wstring(i);
     auto ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     CHECK(same == 5000);
-    Variant block = g.value(L"a1:a5000");
-    CHECK(at(block, 4321, 1).toString() == L"Library 4321");
+    CHECK(at(g.value(L"a1:a5000"), 4321, 1).toString() == L"Library 4321");
     CHECK(g.ws.getObj(L"UsedRange").get(L"Address").toString() == L"$A$1:$A$5000");
     MESSAGE("5,000 writes and reads: " << ms << " ms");
     CHECK(ms < 500);  // a wide guard: the benchmark measures it properly
@@ -152,8 +144,6 @@ TEST_CASE("the count formula follows changes without Calculate; COUNT, SUM and r
     // Text that isn't a formula is a value, numbers recognised.
     g.range(L"e3").put(L"Formula", L"12");
     CHECK(g.value(L"e3").type() == VT_R8);
-    g.ss.call(L"Calculate");
-    CHECK(g.value(L"f1").toLong() == 3);
 }
 
 TEST_CASE("Sort by a key column: text without letter case, numbers first, empty cells last, rows kept whole") {
@@ -182,33 +172,34 @@ TEST_CASE("Sort by a key column: text without letter case, numbers first, empty 
 
 TEST_CASE("ClearContents keeps formats, ClearFormats keeps values, Clear drops both; row formats stay one layer") {
     Grid g;
-    auto fill = [&] {
+    const struct {
+        const wchar_t* method;
+        const wchar_t* value;
+        bool bold;
+    } clears[] = {{L"ClearContents", L"", true}, {L"ClearFormats", L"v", false}, {L"Clear", L"", false}};
+    for (const auto& c : clears) {
+        CAPTURE(qbxtest::narrow(c.method));
         g.range(L"a1:b2").put(L"Value", L"v");
         g.range(L"a1:b2").getObj(L"Font").put(L"Bold", true);
         g.range(L"a1:b2").getObj(L"Interior").put(L"Color", static_cast<long>(RGB(236, 233, 216)));
-    };
-    fill();
-    g.range(L"a1:b2").call(L"ClearContents");
-    CHECK(g.value(L"b2").isEmpty());
-    CHECK(g.range(L"b2").getObj(L"Font").get(L"Bold").toBool());
-    fill();
-    g.range(L"a1:b2").call(L"ClearFormats");
-    CHECK(g.text(L"b2") == L"v");
-    CHECK_FALSE(g.range(L"b2").getObj(L"Font").get(L"Bold").toBool());
-    CHECK(g.range(L"b2").getObj(L"Interior").get(L"Color").toLong() == 0xFFFFFF);
-    fill();
-    g.ws.getObj(L"Columns").call(L"Clear");
-    CHECK(g.value(L"a1").isEmpty());
+        (std::wstring(c.method) == L"Clear" ? g.ws.getObj(L"Columns") : g.range(L"a1:b2")).call(c.method);
+        CHECK(g.text(L"b2") == c.value);
+        CHECK(g.range(L"b2").getObj(L"Font").get(L"Bold").toBool() == c.bold);
+        CHECK((g.range(L"b2").getObj(L"Interior").get(L"Color").toLong() == 0xFFFFFF) == !c.bold);
+    }
     CHECK(g.sheet.formatLayers() == 0);
 
-    // The grid's defaults, applied twice over whole rows: a layer per format.
+    // The grid's defaults, applied twice over whole rows: a layer per format;
+    // ClearFormats inside them restores the sheet's own defaults there only.
     for (int twice = 0; twice < 2; ++twice) {
         g.ws.getObj(L"Rows", L"1:1999").getObj(L"Font").put(L"Name", L"Tahoma");
         g.ws.getObj(L"Rows", L"1:1999").getObj(L"Font").put(L"Size", 8);
     }
     CHECK(g.sheet.formatLayers() == 1);
-    CHECK(g.range(L"IV1999").getObj(L"Font").get(L"Name").toString() == L"Tahoma");
-    CHECK(g.range(L"A2000").getObj(L"Font").get(L"Name").toString() == L"Arial");
+    auto font = [&](const wchar_t* cell) { return g.range(cell).getObj(L"Font").get(L"Name").toString(); };
+    CHECK((font(L"IV1999") == L"Tahoma" && font(L"A2000") == L"Arial"));
+    g.range(L"b1:c2").call(L"ClearFormats");
+    CHECK((font(L"b1") == L"Arial" && font(L"d1") == L"Tahoma"));
 }
 
 TEST_CASE("protection: locked cells refuse a user's entry, unlocked ones take it, the program still writes") {
@@ -216,23 +207,19 @@ TEST_CASE("protection: locked cells refuse a user's entry, unlocked ones take it
     g.range(L"A1:F2000").put(L"Locked", false);
     g.range(L"A1:F1").put(L"Locked", true);
     Disp protection = g.ws.getObj(L"Protection");
-    protection.put(L"AllowSorting", true);
     protection.put(L"Enabled", true);
-    CHECK(g.sheet.protection.allowSorting);
 
     qbx::Error e = errorOf([&] { g.sheet.enterText(1, 1, L"header"); });
     CHECK(e.number() == kErrProtected);
     CHECK(e.description().find(L"A1") != std::wstring::npos);
-    CHECK_FALSE(g.sheet.editable(1, 6));
-    CHECK(g.sheet.editable(2, 1));
-    CHECK(g.sheet.editable(2001, 1) == false);  // outside the unlocked block
+    // Locked: the header row and what lies outside the unlocked block.
+    CHECK((!g.sheet.editable(1, 6) && g.sheet.editable(2, 1) && !g.sheet.editable(2001, 1)));
     g.sheet.enterText(2, 1, L"=counta(a1:a5)");
     CHECK(g.range(L"a2").get(L"Formula").toString() == L"=COUNTA(A1:A5)");
     g.range(L"a1").put(L"Value", L"by program");
     CHECK(g.text(L"a1") == L"by program");
     g.ws.call(L"Unprotect");
     CHECK(g.sheet.editable(1, 1));
-    CHECK_FALSE(protection.get(L"Enabled").toBool());
 }
 
 TEST_CASE("HTMLData: the shown texts of the range as an escaped table; nothing for an empty sheet") {
@@ -242,7 +229,6 @@ TEST_CASE("HTMLData: the shown texts of the range as an escaped table; nothing f
     g.range(L"b2").put(L"Value", 2.5);
     std::wstring html = g.ws.getObj(L"UsedRange").get(L"HTMLData").toString();
     CHECK(html.find(L"&lt;b&gt;Q&amp;A &quot;x&quot; &#39;y&#39;&lt;/b&gt;") != std::wstring::npos);
-    CHECK(html.find(L"<b>") == std::wstring::npos);
     CHECK(html.find(L">2.5</td>") != std::wstring::npos);
     size_t cells = 0;
     for (size_t p = html.find(L"<td"); p != std::wstring::npos; p = html.find(L"<td", p + 1)) ++cells;
@@ -274,18 +260,10 @@ TEST_CASE("the member policy: refused names are unknown (438), failing names rai
     SUBCASE("a stand-in refusing newer names and failing chosen members") {
         qbx::sheet::MemberPolicy p;
         p.refuse(L"DisplayColumnHeadings");
-        p.refuse(L"Range.HorizontalAlignment");
         p.fail(L"Range.Sort", 1004, L"Sort failed");
         p.fail(L"calculate", 91);
-        Grid g(p);
+        Grid g(p);  // the older names it then answers are proved by the grid's component choice
         CHECK(errorOf([&] { g.ss.put(L"DisplayColumnHeadings", false); }).number() == qbx::vbErrNoMember);
-        g.ss.put(L"DisplayColHeaders", false);
-        CHECK_FALSE(g.sheet.settings.displayColumnHeadings);
-        g.range(L"a1").put(L"HAlignment", 2);
-        CHECK(g.sheet.format(1, 1).align == qbx::sheet::HAlign::Center);
-        g.range(L"b2").call(L"FreezePanes");
-        CHECK(g.sheet.settings.frozenColumns == 1);
-
         qbx::Error sortError = errorOf([&] { g.range(L"a1:b2").call(L"Sort", 1, 1, 2); });
         CHECK(sortError.number() == 1004);
         CHECK(sortError.description() == L"Sort failed");
