@@ -14,6 +14,8 @@
 #include "support/office_interfaces.h"
 #include "support/phrases.h"
 
+#include <algorithm>
+
 namespace {
 
 // The tag that marks the add-in's button on a window's bar.
@@ -194,12 +196,17 @@ void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
 
         // 1. The event's own attachment, at most once per 5 seconds (the zero
         //    start date lets the first one of the session through).
-        qbx::Disp handledFirst;
+        colHandledFirst.clear();
         if ((fncFlowNow() - datLastHandled) * 24 * 60 * 60 > kSecondsBetweenDirectHandling) {
+            // Its key is read first: once removed, the attachment answers nothing.
+            AttachmentKey key;
+            qbx::Err err;
+            const bool blnKnown = err.resume([&] { key = fncAttachmentKey(attachment); });
+            err.clear();
             blnSaveTried = false;
             subHandleAttachment(attachment, false);
             datLastHandled = fncFlowNow();
-            if (blnSaveTried) handledFirst = attachment;
+            if (blnSaveTried && blnKnown) colHandledFirst.push_back(key);
         }
         if (stopped() || !ouiMailItem_) return;
 
@@ -211,11 +218,14 @@ void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
         if (attachments.get(L"Count").toLong() < 1) return;
         std::vector<qbx::Disp> colAll;
         attachments.forEach([&](const qbx::Variant& each) { colAll.push_back(each.toDisp()); });
+        std::vector<AttachmentKey> colSeen;
         for (const qbx::Disp& each : colAll) {
-            if (stopped()) return;
-            if (handledFirst && each.sameAs(handledFirst)) continue;
-            subHandleAttachment(each, true);
+            if (stopped()) break;
+            colSeen.push_back(fncAttachmentKey(each));
+            const long lngOrdinal = static_cast<long>(std::count(colSeen.begin(), colSeen.end(), colSeen.back()));
+            subHandleAttachment(each, true, lngOrdinal);
         }
+        colHandledFirst.clear();
     });
 }
 
@@ -228,16 +238,26 @@ void cMailInspector::ouiMailItem_BeforeAttachmentSave(const qbx::Disp& attachmen
     });
 }
 
-bool cMailInspector::fncIsSettled(const qbx::Disp& attachment) const {
-    if (objAttToDelete && objAttToDelete.sameAs(attachment)) return true;
-    for (const qbx::Disp& moved : colMovedAttachments)
-        if (moved.sameAs(attachment)) return true;
-    for (const qbx::Disp& kept : colKeptAttachments)
-        if (kept.sameAs(attachment)) return true;
-    return false;
+cMailInspector::AttachmentKey cMailInspector::fncAttachmentKey(const qbx::Disp& attachment) {
+    return {attachment.get(L"FileName").toString(), attachment.get(L"DisplayName").toString()};
 }
 
-void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAll) {
+bool cMailInspector::fncIsSettled(const AttachmentKey& key, long lngOrdinal) const {
+    long lngSettled = 0;
+    for (const auto* records : {&colPendingKey, &colKeptAttachments, &colHandledFirst})
+        lngSettled += static_cast<long>(std::count(records->begin(), records->end(), key));
+    for (const MovedAttachment& moved : colMovedAttachments) lngSettled += moved.key == key;
+    if (lngSettled == 0) return false;
+    if (lngOrdinal > 0) return lngOrdinal <= lngSettled;
+    // An event's own attachment is the newest of its name.
+    long lngOnMail = 0;
+    ouiMailItem_.getObj(L"Attachments").forEach([&](const qbx::Variant& each) {
+        lngOnMail += fncAttachmentKey(each.toDisp()) == key;
+    });
+    return lngOnMail <= lngSettled;
+}
+
+void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAll, long lngOrdinal) {
     subSetAction(L"Moving an attachment to a document library");
     qbx::guarded(L"subHandleAttachment", [&] {
         // 1-2. The file name, converted as it will stand in the address.
@@ -245,7 +265,8 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
         if (strFileName.empty()) return;
         // Moved already and only waiting for its removal, or kept by the
         // user: neither is uploaded (or asked about) a second time.
-        if (fncIsSettled(attachment)) return;
+        const AttachmentKey key = fncAttachmentKey(attachment);
+        if (fncIsSettled(key, lngOrdinal)) return;
         strFileName = fncHtmlEncode(strFileName);
 
         // 3. With one library or none there is nothing to choose from.
@@ -268,7 +289,7 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
             // gives the bare file name back): the attachment stays, and this
             // window does not ask about it again.
             if (strTarget.empty() || !fncIsAbsoluteAddress(strTarget)) {
-                if (!blnShuttingDown) colKeptAttachments.push_back(attachment);
+                if (!blnShuttingDown) colKeptAttachments.push_back(key);
                 return;
             }
         }
@@ -297,6 +318,7 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
             if (!blnAll) {
                 objDeleteAttTimer.reset();
                 objAttToDelete.reset();
+                colPendingKey.clear();
             }
             throw;
         }
@@ -304,9 +326,13 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
         // attachment of the walk has no timer of its own: a refusal starts
         // one for it, so that the next walk does not move it a second time.
         qbx::Err err;
-        if (!err.resume([&] { attachment.call(L"Delete"); }) && blnAll) {
-            colMovedAttachments.push_back(attachment);
-            if (!objDeleteAttTimer) subStartRemovalTimer();
+        if (!err.resume([&] { attachment.call(L"Delete"); })) {
+            if (!blnAll) {
+                colPendingKey.assign(1, key);
+            } else {
+                colMovedAttachments.push_back({attachment, key});
+                if (!objDeleteAttTimer) subStartRemovalTimer();
+            }
         }
         err.clear();
     });
@@ -381,8 +407,9 @@ void cMailInspector::objDeleteAttTimer_Timer() {
     objDeleteAttTimer.reset();  // the timer fires once
     err.resume([&] { objAttToDelete.call(L"Delete"); });
     objAttToDelete.reset();
-    std::vector<qbx::Disp> colMoved = std::move(colMovedAttachments);
+    colPendingKey.clear();
+    std::vector<MovedAttachment> colMoved = std::move(colMovedAttachments);
     colMovedAttachments.clear();
-    for (const qbx::Disp& moved : colMoved) err.resume([&] { moved.call(L"Delete"); });
+    for (const MovedAttachment& moved : colMoved) err.resume([&] { moved.attachment.call(L"Delete"); });
     err.clear();
 }

@@ -56,7 +56,9 @@ public:
     // removed. blnAll False (the event's own attachment) also starts the
     // timer that removes it a second time, in case Outlook refused inside
     // its event. Nothing leaves the mail unless the library has the file.
-    void subHandleAttachment(const qbx::Disp& attachment, bool blnAll);
+    // lngOrdinal: in a walk, which attachment of its name this is on the
+    // mail (1 the oldest); 0 for an event's own attachment.
+    void subHandleAttachment(const qbx::Disp& attachment, bool blnAll, long lngOrdinal = 0);
     // The delayed removal: the timer fires once.
     void objDeleteAttTimer_Timer();
 
@@ -86,18 +88,37 @@ private:
     // text. Raises when the safe inspector is there but the window or its
     // editor refuses; without the safe inspector it writes nothing.
     void subInsertLink(const std::wstring& strTarget);
+    // Outlook hands out a new object for the same attachment on each access,
+    // so an attachment is known again by its names, not by its object.
+    struct AttachmentKey {
+        std::wstring fileName, displayName;
+        bool operator==(const AttachmentKey&) const = default;
+    };
+    static AttachmentKey fncAttachmentKey(const qbx::Disp& attachment);
     // True for an attachment this window has already settled: one in the
-    // library whose removal is pending, or one the user chose to keep by
-    // cancelling the chooser.
-    bool fncIsSettled(const qbx::Disp& attachment) const;
+    // library whose removal is pending, one the user chose to keep by
+    // cancelling the chooser, or the one step 1 of the event just tried.
+    // Attachments with the same names are told apart by age: Outlook adds at
+    // the end, so the older ones are the settled ones. lngOrdinal as for
+    // subHandleAttachment; 0 counts the attachments of that name on the mail.
+    bool fncIsSettled(const AttachmentKey& key, long lngOrdinal) const;
     // Starts the one-shot removal timer.
     void subStartRemovalTimer();
 
+    // objAttToDelete's key while it is still on the mail (its removal in
+    // step 13 was refused).
+    std::vector<AttachmentKey> colPendingKey;
     // Attachments the user kept on the mail by cancelling the chooser.
-    std::vector<qbx::Disp> colKeptAttachments;
+    std::vector<AttachmentKey> colKeptAttachments;
+    // The attachment step 1 of the running event tried to save, during the walk.
+    std::vector<AttachmentKey> colHandledFirst;
     // Attachments moved by the walk whose removal Outlook refused; the timer
     // removes them together with objAttToDelete.
-    std::vector<qbx::Disp> colMovedAttachments;
+    struct MovedAttachment {
+        qbx::Disp attachment;
+        AttachmentKey key;
+    };
+    std::vector<MovedAttachment> colMovedAttachments;
 
     qbx::Disp cmdSettings_;
     qbx::Disp ouiMailItem_;

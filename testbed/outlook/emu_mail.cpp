@@ -115,14 +115,14 @@ Attachments::Attachments(Outlook& o, Item& it) : Object(o, L"Attachments"), item
         if (v.type() == VT_BSTR) failInvalidArg();
         long i = v.toLong();
         if (i < 1 || i > static_cast<long>(list.size())) failIndex();
-        return list[static_cast<size_t>(i - 1)]->var();
+        return list[static_cast<size_t>(i - 1)]->handle();
     });
     setDefault(itemId);
     // Add(Source[, Type[, Position[, DisplayName]]]): a file path.
     method(L"Add", [this](Args& a) {
         Variant source = a.value(0);
         if (source.type() != VT_BSTR) fail(errors::kInvalidArg, L"The test bed's Outlook attaches files only.");
-        return addFile(source.toString(), a.has(3) ? a.str(3) : std::wstring())->var();
+        return addFile(source.toString(), a.has(3) ? a.str(3) : std::wstring())->handle();
     });
     method(L"Remove", [this](Args& a) {
         long i = a.i32(0);
@@ -131,7 +131,7 @@ Attachments::Attachments(Outlook& o, Item& it) : Object(o, L"Attachments"), item
         return Variant();
     });
     liveEnumerator([this] { return static_cast<long>(list.size()); },
-                   [this](long i) { return list[static_cast<size_t>(i - 1)]->var(); });
+                   [this](long i) { return list[static_cast<size_t>(i - 1)]->handle(); });
 }
 
 Attachment* Attachments::addFile(const std::wstring& path, const std::wstring& displayName) {
@@ -149,17 +149,57 @@ Attachment* Attachments::addFile(const std::wstring& path, const std::wstring& d
     if (!displayName.empty()) a->displayName = displayName;
     list.push_back(a);
     ++item.inAttachmentAdd;
-    item.fire(qbx::dispid::AttachmentAdd, {a->var()});
+    item.fire(qbx::dispid::AttachmentAdd, {a->handle()});
     --item.inAttachmentAdd;
     // Outside Word the attachment is written into the item at once.
     Inspector* w = item.inspector;
     if (ol().knobs().beforeSaveOnAdd && w && w->open && !w->wordMail && !a->gone()) {
-        if (!item.fire(qbx::dispid::BeforeAttachmentSave, {a->var()}, true) && !a->gone()) a->saved = true;
+        if (!item.fire(qbx::dispid::BeforeAttachmentSave, {a->handle()}, true) && !a->gone()) a->saved = true;
     }
     return a;
 }
 
 // ---------------------------------------------------------------- Attachment
+
+namespace {
+
+// Another object for the same attachment, as Outlook hands out on each
+// access: every call goes to the attachment itself. The emulator's view of
+// it (ours<Attachment>) is the attachment.
+class AttachmentFace final : public Object {
+public:
+    AttachmentFace(Outlook& o, Attachment& target) : Object(o, L"Attachment"), target_(target) {}
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, LCID lcid, DISPID* ids) override {
+        if (!model()) return Object::GetIDsOfNames(iid, names, count, lcid, ids);
+        return target_.GetIDsOfNames(iid, names, count, lcid, ids);
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID iid, LCID lcid, WORD flags, DISPPARAMS* dp, VARIANT* result,
+                                     EXCEPINFO* info, UINT* argErr) override {
+        // Orphaned, the attachment may be freed already: the face fails as
+        // every orphaned object does.
+        if (!model()) return Object::Invoke(id, iid, lcid, flags, dp, result, info, argErr);
+        return target_.Invoke(id, iid, lcid, flags, dp, result, info, argErr);
+    }
+
+protected:
+    HRESULT queryOther(REFIID iid, void** out) override {
+        if (iid == IID_EmuObject && model()) {
+            *out = static_cast<Object*>(&target_);
+            return S_OK;
+        }
+        return Object::queryOther(iid, out);
+    }
+
+private:
+    Attachment& target_;
+};
+
+}  // namespace
+
+qbx::Variant Attachment::handle() {
+    if (ol().knobs().freshAttachmentObjects) return ol().make<AttachmentFace>(*this)->var();
+    return var();
+}
 
 Attachment::Attachment(Outlook& o, Item& it, std::wstring name, std::vector<unsigned char> data)
     : Object(o, L"Attachment"), item(it), fileName(name), displayName(name), bytes(std::move(data)) {

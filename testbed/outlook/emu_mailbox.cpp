@@ -605,7 +605,7 @@ void Item::save() {
         if (!a->saved) pending.push_back(a);
     for (Attachment* a : pending) {
         if (a->gone()) continue;
-        bool cancel = fire(qbx::dispid::BeforeAttachmentSave, {a->var()}, true);
+        bool cancel = fire(qbx::dispid::BeforeAttachmentSave, {a->handle()}, true);
         if (!cancel) a->saved = true;
     }
     if (!folder) folder = ol().defaultFolder(16);
@@ -645,7 +645,7 @@ bool Item::send() {
         if (!a->saved) pending.push_back(a);
     for (Attachment* a : pending) {
         if (a->gone()) continue;
-        if (!fire(qbx::dispid::BeforeAttachmentSave, {a->var()}, true)) a->saved = true;
+        if (!fire(qbx::dispid::BeforeAttachmentSave, {a->handle()}, true)) a->saved = true;
     }
     SentMail m;
     m.subject = subject;

@@ -208,6 +208,9 @@ public:
     std::wstring fileName, displayName;
     std::vector<unsigned char> bytes;
     bool saved = false;  // BeforeAttachmentSave has run for it
+    // The automation value handed out for it: with the knob
+    // freshAttachmentObjects a new object on every access, as Outlook does.
+    qbx::Variant handle();
     void saveAsFile(const std::wstring& target);
     void remove();
 };

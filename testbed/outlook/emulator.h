@@ -39,6 +39,11 @@ struct Knobs {
     bool beforeSaveOnAdd = true;
     // The mailbox file; empty keeps the mailbox in memory only.
     std::wstring mailboxFile;
+    // Every access to an attachment (Attachments.Item, its enumerator, the
+    // AttachmentAdd and BeforeAttachmentSave arguments, Attachments.Add)
+    // hands out a new object for it, as Outlook does: the same attachment is
+    // not the same COM object twice. Off: one object per attachment.
+    bool freshAttachmentObjects = true;
     // Calls IDTExtensibility2 through IDispatch (GetIDsOfNames + Invoke)
     // instead of the vtable.
     bool addinThroughDispatch = false;

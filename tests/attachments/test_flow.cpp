@@ -415,3 +415,37 @@ TEST_CASE("a link that can't be written with the safe inspector present is repor
         }
     }
 }
+
+TEST_CASE("a new object per access: an attachment is tried once per event, and one of the same name is still asked about") {
+    for (bool fresh : {true, false}) {
+        CAPTURE(fresh);
+        {
+            // A refused upload in step 1: the walk of the same event does not send it again.
+            Flow f(12);
+            f.ol->knobs().freshAttachmentObjects = fresh;
+            spemu::fault(L"mode=500");
+            f.attach(L"refused.txt");
+            CHECK(f.puts() == 1);
+            CHECK(f.attachments() == std::vector<std::wstring>{L"refused.txt"});
+        }
+        {
+            // Cancel keeps "same.txt"; a second "same.txt" added later is the
+            // newer one and is asked about, the kept one is not asked again.
+            Flow f(11);
+            f.useLibraries(f.base + kLibA + L"\r\n" + f.base + kLibB, L"", false);
+            f.ol->knobs().freshAttachmentObjects = fresh;
+            std::wstring asked, answer;
+            subSetChooserAnswerHook([&](const std::wstring& name) {
+                asked += name + L"|";
+                return answer;
+            });
+            f.attach(L"same.txt");
+            answer = f.link(kLibB, L"same.txt");
+            f.now += 10 * kSecond;
+            f.ol->attachFile(f.w, f.files + L"same.txt");
+            CHECK(qbxtest::narrow(asked) == "same.txt|same.txt|");
+            CHECK(f.attachments() == std::vector<std::wstring>{L"same.txt"});
+            CHECK(f.puts() == 1);
+        }
+    }
+}
