@@ -5,6 +5,7 @@
 // faults), and large or long input stored through OK.
 #include <doctest/doctest.h>
 
+#include "settings_ui/modSettingsWindow.h"
 #include "support/modErroHandling.h"
 #include "support/phrases.h"
 #include "tests/settings_ui/settings_window_util.h"
@@ -220,6 +221,30 @@ TEST_CASE("OK with blnEndWithClose: the settings are stored, the window stays lo
     CHECK_FALSE(w.form->Closed());
     CHECK_FALSE(w.form->objPrevControl);
     CHECK_FALSE(blnErrorOccurred);
+}
+
+TEST_CASE("the settings button's window: modal, never ends the add-in, and a stopped add-in leaves none waiting") {
+    windowtest::Session session;
+    hosttest::SpreadsheetClass spreadsheetClass;
+    REQUIRE(subLoadSettings());
+    long opened = 0;
+    // The window is answered as soon as it has loaded: Cancel, as a user would.
+    subSetSettingsOpenedHook([&](frmSettings& form) {
+        ++opened;
+        CHECK_FALSE(form.blnEndWithClose);
+        PostMessageW(form.hWnd(), WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+    });
+    subShowSettingsWindow(qbx::Disp());
+    CHECK(opened == 1);
+    CHECK_FALSE(blnShuttingDown);  // closing the window kept the add-in
+    CHECK(ouaOutlook);
+
+    // A load that stops the add-in (here: it has stopped already) must not
+    // leave a hidden modal window behind: the call returns on its own.
+    ReleaseOutlookObjects();
+    subShowSettingsWindow(qbx::Disp());
+    CHECK(opened == 1);  // closed before anything could be asked of it
+    subSetSettingsOpenedHook(nullptr);
 }
 
 TEST_CASE("the browse button: the site asked for, the request made, the libraries added in lower case; "
