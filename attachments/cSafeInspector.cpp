@@ -10,21 +10,27 @@ std::atomic<long> live{0};
 
 constexpr long wdCollapseEnd = 0;
 
-BOOL CALLBACK findRichEdit(HWND h, LPARAM found) {
+bool isRichEdit(HWND h) {
     wchar_t cls[64] = {};
     GetClassNameW(h, cls, 64);
-    if (_wcsnicmp(cls, L"RichEdit", 8) != 0) return TRUE;
-    *reinterpret_cast<HWND*>(found) = h;
-    return FALSE;
+    return _wcsnicmp(cls, L"RichEdit", 8) == 0;
 }
 
-// The rich edit control of a plain-text window of the older editor: the
-// top-level window titled as the inspector, and the first rich edit inside it.
-HWND findPlainEditor(const std::wstring& caption) {
-    HWND top = FindWindowW(nullptr, caption.c_str());
-    HWND found = nullptr;
-    if (top) EnumChildWindows(top, findRichEdit, reinterpret_cast<LPARAM>(&found));
-    return found;
+// The control holding the user's cursor in a plain- or rich-text window of
+// the older editor: after the window was brought forward, the focused rich
+// edit control of the active top-level window with the inspector's caption.
+// Neither the caption alone (two mails may share it) nor the first rich edit
+// of the window (the To, Cc and Subject lines are rich edits too) says where
+// the cursor is.
+HWND findCursorControl(const std::wstring& caption) {
+    HWND focus = GetFocus();
+    if (!focus || !isRichEdit(focus)) return nullptr;
+    HWND top = GetAncestor(focus, GA_ROOT);
+    if (!top) return nullptr;
+    int n = GetWindowTextLengthW(top);
+    std::wstring title(static_cast<size_t>(n) + 1, L'\0');
+    title.resize(static_cast<size_t>(GetWindowTextW(top, title.data(), n + 1)));
+    return title == caption ? focus : nullptr;
 }
 
 }  // namespace
@@ -47,9 +53,11 @@ void cSafeInspector::InsertText(const std::wstring& text) {
     if (!objItem) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
 
     if (objItem.call(L"IsWordMail").toBool()) {
-        // Word: collapse the selection to its end first, so selected text is
-        // kept, then insert and leave the cursor after the new text.
-        qbx::Disp selection = objItem.getObj(L"WordEditor").getObj(L"Application").getObj(L"Selection");
+        // Word: this mail's own document window's selection (Word's
+        // application-wide Selection belongs to whichever document Word has
+        // active). Collapse it to its end first, so selected text is kept,
+        // then insert and leave the cursor after the new text.
+        qbx::Disp selection = objItem.getObj(L"WordEditor").getObj(L"ActiveWindow").getObj(L"Selection");
         selection.call(L"Collapse", wdCollapseEnd);
         selection.call(L"InsertAfter", text);
         selection.call(L"Collapse", wdCollapseEnd);
@@ -66,9 +74,11 @@ void cSafeInspector::InsertText(const std::wstring& text) {
         return;
     }
 
-    // A plain-text window of the older editor offers no editor object: write
-    // into its rich edit control at the end of the selection.
-    HWND edit = findPlainEditor(objItem.get(L"Caption").toString());
+    // A plain- or rich-text window of the older editor offers no editor
+    // object: bring it forward and write into the control holding the
+    // cursor, at the end of the selection.
+    objItem.call(L"Activate");
+    HWND edit = findCursorControl(objItem.get(L"Caption").toString());
     if (!edit) qbx::raise(qbx::vbErrNoMember, L"The window's editor can't be reached");
     CHARRANGE sel{};
     SendMessageW(edit, EM_EXGETSEL, 0, reinterpret_cast<LPARAM>(&sel));

@@ -4,7 +4,7 @@
 // actions and prints a transcript: the mail text, the attachments left, the
 // prompts shown and the documents in the SharePoint emulator's libraries.
 //
-//   qbxhost.exe [--version N] [--editor word|html] [--assistant auto|present|absent]
+//   qbxhost.exe [--version N] [--editor word|html|plain|rich] [--assistant auto|present|absent]
 //               [--mailbox FILE] [--through-dispatch] [--addin PROGID]... [--no-addins]
 //               [--no-outlook-class] SCENARIO
 //
@@ -410,7 +410,8 @@ emu::Outlook& Host::model() {
         ol_ = std::make_unique<emu::Outlook>(options_.knobs);
         ol_->setBalloonAnswerer([this](const emu::Balloon& b) { return answerBalloon(b); });
         offerOutlookClass();
-        const char* editor = ol_->editorIsWord() ? "Word" : "HTML";
+        const long type = ol_->editorTypeForNew();
+        const char* editor = type == 4 ? "Word" : type == 1 ? "plain-text" : type == 3 ? "rich-text" : "HTML";
         say(L"  Outlook " + ol_->versionText() + L", " + qbx::fromUtf8(editor) + L" editor, mailbox " +
             (options_.knobs.mailboxFile.empty() ? std::wstring(L"in memory") : options_.knobs.mailboxFile));
     }
@@ -598,13 +599,22 @@ void Host::expect(const Words& w) {
     }
 }
 
+namespace {
+emu::EditorKind editorNamed(const std::wstring& name) {
+    if (qbx::textEquals(name, L"word")) return emu::EditorKind::Word;
+    if (qbx::textEquals(name, L"plain")) return emu::EditorKind::Plain;
+    if (qbx::textEquals(name, L"rich")) return emu::EditorKind::Rich;
+    return emu::EditorKind::Html;
+}
+}  // namespace
+
 void Host::knob(const Words& w) {
     if (ol_) qbx::raise(5, L"\"" + w[0] + L"\" must come before the mailbox is used or anything starts");
     need(w, 1);
     emu::Knobs& k = options_.knobs;
     auto on = [&] { return qbx::textEquals(w[1], L"on") || qbx::textEquals(w[1], L"yes") || w[1] == L"1"; };
     if (w[0] == L"version") k.version = _wtoi(w[1].c_str());
-    else if (w[0] == L"editor") k.editor = qbx::textEquals(w[1], L"word") ? emu::EditorKind::Word : emu::EditorKind::Html;
+    else if (w[0] == L"editor") k.editor = editorNamed(w[1]);
     else if (w[0] == L"assistant")
         k.assistant = qbx::textEquals(w[1], L"present") ? emu::AssistantMode::Present
                       : qbx::textEquals(w[1], L"absent") ? emu::AssistantMode::Absent
@@ -986,7 +996,7 @@ namespace {
 
 void usage() {
     const char* text =
-        "usage: qbxhost.exe [--version N] [--editor word|html] [--assistant auto|present|absent]\n"
+        "usage: qbxhost.exe [--version N] [--editor word|html|plain|rich] [--assistant auto|present|absent]\n"
         "                   [--mailbox FILE] [--through-dispatch] [--addin PROGID]... [--no-addins]\n"
         "                   [--no-outlook-class] SCENARIO\n";
     DWORD w = 0;
@@ -1007,7 +1017,7 @@ int wmain(int argc, wchar_t** argv) {
             return argv[++i];
         };
         if (a == L"--version") options.knobs.version = _wtoi(next().c_str());
-        else if (a == L"--editor") options.knobs.editor = next() == L"word" ? emu::EditorKind::Word : emu::EditorKind::Html;
+        else if (a == L"--editor") options.knobs.editor = editorNamed(next());
         else if (a == L"--assistant") {
             std::wstring m = next();
             options.knobs.assistant = m == L"present" ? emu::AssistantMode::Present

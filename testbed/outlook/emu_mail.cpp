@@ -1,6 +1,7 @@
 // Attachments, inspectors (mail windows) and their editors.
 #include "testbed/outlook/emulator.h"
 
+#include <richedit.h>
 #include <winhttp.h>
 
 #include <algorithm>
@@ -331,15 +332,33 @@ private:
     Item& item_;
 };
 
+// Word's Application, one for every Word mail window. Its Selection is the
+// one of Word's active window (the last Word window opened or activated), not
+// necessarily the one of the document it was reached from.
 class WordApplication final : public Object {
 public:
-    WordApplication(Outlook& o, Item& it, WordDocument& doc) : Object(o, L"Application") {
-        selection_ = o.make<WordSelection>(it);
+    explicit WordApplication(Outlook& o) : Object(o, L"Application") {
         property(L"Name", [](Args&) { return Variant(L"Microsoft Word"); });
-        property(L"Selection", [this](Args&) { return selection_->var(); });
-        property(L"ActiveDocument", [&doc](Args&) { return doc.var(); });
+        property(L"Selection", [this](Args&) { return active()->selection->var(); });
+        property(L"ActiveDocument", [this](Args&) { return active()->var(); });
     }
-    WordSelection* selection_;
+
+private:
+    WordDocument* active() {
+        Inspector* w = ol().activeWordWindow;
+        if (!w || !w->open) fail(errors::kFailed, L"This command is not available because no document is open.");
+        if (!w->word) w->word = ol().make<WordDocument>(*w->item);
+        return w->word;
+    }
+};
+
+// A Word window of one document (Document.ActiveWindow): its own selection.
+class WordWindow final : public Object {
+public:
+    WordWindow(Outlook& o, WordDocument& doc) : Object(o, L"Window") {
+        property(L"Selection", [&doc](Args&) { return doc.selection->var(); });
+        property(L"Document", [&doc](Args&) { return doc.var(); });
+    }
 };
 
 // The whole text as a Word Range (Document.Content).
@@ -442,9 +461,12 @@ public:
 }  // namespace
 
 WordDocument::WordDocument(Outlook& o, Item& it) : Object(o, L"Document"), item(it) {
-    auto* app = o.make<WordApplication>(it, *this);
+    if (!o.wordApplication) o.wordApplication = o.make<WordApplication>();
+    selection = o.make<WordSelection>(it);
+    auto* window = o.make<WordWindow>(*this);
     auto* content = o.make<WordRange>(it);
-    property(L"Application", [app](Args&) { return app->var(); });
+    property(L"Application", [this](Args&) { return ol().wordApplication->var(); });
+    property(L"ActiveWindow", [window](Args&) { return window->var(); });
     property(L"Content", [content](Args&) { return content->var(); });
     property(L"Name", [](Args&) { return Variant(L"Document1"); });
 }
@@ -458,7 +480,8 @@ HtmlDocument::HtmlDocument(Outlook& o, Item& it) : Object(o, L"HTMLDocument"), i
 
 // ---------------------------------------------------------------- Inspector
 
-Inspector::Inspector(Outlook& o, Item& it, bool wordEditor) : Object(o, L"Inspector"), item(&it), wordMail(wordEditor) {
+Inspector::Inspector(Outlook& o, Item& it, long editor)
+    : Object(o, L"Inspector"), item(&it), wordMail(editor == 4), editorType(editor) {
     answers(qbx::IID_OutlookInspector);
     sources(qbx::DIID_InspectorEvents, 9);
     sources(qbx::DIID_InspectorEvents_10, 10);
@@ -471,14 +494,14 @@ Inspector::Inspector(Outlook& o, Item& it, bool wordEditor) : Object(o, L"Inspec
     property(L"Caption", [this](Args&) { return Variant(caption()); });
     property(L"CommandBars", [this](Args&) { return bars->var(); });
     method(L"IsWordMail", [this](Args&) { return Variant(wordMail); });
-    property(L"EditorType", [this](Args&) { return Variant(wordMail ? 4L : 2L); });  // olEditorWord / olEditorHTML
+    property(L"EditorType", [this](Args&) { return Variant(editorType); });
     property(L"WordEditor", [this](Args&) {
         if (!wordMail) return Variant::nothing();
         if (!word) word = ol().make<WordDocument>(*item);
         return word->var();
     });
     property(L"HTMLEditor", [this](Args&) {
-        if (wordMail) return Variant::nothing();
+        if (editorType != 2) return Variant::nothing();
         if (!html) html = ol().make<HtmlDocument>(*item);
         return html->var();
     });
@@ -487,7 +510,10 @@ Inspector::Inspector(Outlook& o, Item& it, bool wordEditor) : Object(o, L"Inspec
             ol().openItem(item);
         } else if (ol().activeWindow() != this) {
             ol().setActiveWindow(this);
+            showActive();
             fire(qbx::dispid::InspectorActivate, {});
+        } else {
+            showActive();
         }
         return Variant();
     });
@@ -508,11 +534,155 @@ std::wstring Inspector::caption() const {
     return c;
 }
 
+Inspector::~Inspector() { destroyWindow(); }
+
+namespace {
+
+const wchar_t* const kOutlookWindowClass = L"rctrl_renwnd32";
+const wchar_t* const kWordWindowClass = L"OpusApp";
+
+LRESULT CALLBACK mailWindowProc(HWND h, UINT m, WPARAM wp, LPARAM lp) {
+    auto* w = reinterpret_cast<Inspector*>(GetWindowLongPtrW(h, GWLP_USERDATA));
+    switch (m) {
+        case WM_ACTIVATE:
+            if (!w) break;
+            if (LOWORD(wp) == WA_INACTIVE) {
+                // The cursor stays where the user left it.
+                HWND f = GetFocus();
+                if (f && IsChild(h, f)) w->cursorField = f;
+            } else if (w->cursorField) {
+                SetFocus(w->cursorField);
+                return 0;
+            }
+            break;
+        case WM_SETFOCUS:
+            if (w && w->cursorField) {
+                SetFocus(w->cursorField);
+                return 0;
+            }
+            break;
+        case WM_CLOSE:
+            return 0;  // windows close through the object model
+        default:
+            break;
+    }
+    return DefWindowProcW(h, m, wp, lp);
+}
+
+void registerWindowClasses() {
+    static bool done = false;
+    if (done) return;
+    done = true;
+    LoadLibraryW(L"riched20.dll");
+    for (const wchar_t* name : {kOutlookWindowClass, kWordWindowClass}) {
+        WNDCLASSW wc{};
+        wc.lpfnWndProc = mailWindowProc;
+        wc.hInstance = GetModuleHandleW(nullptr);
+        wc.hCursor = LoadCursorW(nullptr, IDC_ARROW);
+        wc.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_BTNFACE + 1);
+        wc.lpszClassName = name;
+        RegisterClassW(&wc);
+    }
+}
+
+HWND richEdit(HWND parent, int y, int height, bool multiLine, const std::wstring& text) {
+    DWORD style = WS_CHILD | WS_VISIBLE | WS_BORDER | WS_TABSTOP | ES_AUTOHSCROLL;
+    if (multiLine) style |= ES_MULTILINE | ES_WANTRETURN | ES_AUTOVSCROLL | WS_VSCROLL;
+    HWND e = CreateWindowExW(0, L"RichEdit20W", text.c_str(), style, 80, y, 500, height, parent, nullptr,
+                             GetModuleHandleW(nullptr), nullptr);
+    return e;
+}
+
+// Positions in the item's text (CR LF line breaks) and in a rich edit
+// control (one CR per line break).
+long controlPosition(const std::wstring& text, size_t p) {
+    long crlf = 0;
+    for (size_t i = 0; i + 1 < p && i + 1 < text.size(); ++i)
+        if (text[i] == L'\r' && text[i + 1] == L'\n') ++crlf;
+    return static_cast<long>(p) - crlf;
+}
+
+size_t textPosition(const std::wstring& text, long cp) {
+    size_t i = 0;
+    for (long n = 0; n < cp && i < text.size(); ++n) i += (text[i] == L'\r' && i + 1 < text.size() && text[i + 1] == L'\n') ? 2 : 1;
+    return i;
+}
+
+}  // namespace
+
+void Inspector::createWindow() {
+    if (hwnd) return;
+    registerWindowClasses();
+    hwnd = CreateWindowExW(0, wordMail ? kWordWindowClass : kOutlookWindowClass, caption().c_str(),
+                           WS_OVERLAPPEDWINDOW | WS_VISIBLE, 40, 40, 620, 440, nullptr, nullptr,
+                           GetModuleHandleW(nullptr), nullptr);
+    if (!hwnd) return;
+    SetWindowLongPtrW(hwnd, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    if (editorType == 1 || editorType == 3) {
+        // The older editor's plain- and rich-text windows: the address lines
+        // and the subject are rich edit controls too, above the text.
+        fieldTo = richEdit(hwnd, 10, 22, false, item->to);
+        fieldCc = richEdit(hwnd, 36, 22, false, item->cc);
+        fieldSubject = richEdit(hwnd, 62, 22, false, item->subject);
+        fieldBody = richEdit(hwnd, 96, 280, true, L"");
+        if (editorType == 1) SendMessageW(fieldBody, EM_SETTEXTMODE, TM_PLAINTEXT, 0);
+        cursorField = fieldBody;
+        pushText();
+    }
+}
+
+void Inspector::destroyWindow() {
+    if (!hwnd) return;
+    SetWindowLongPtrW(hwnd, GWLP_USERDATA, 0);
+    DestroyWindow(hwnd);
+    hwnd = fieldTo = fieldCc = fieldSubject = fieldBody = cursorField = nullptr;
+}
+
+void Inspector::showActive() {
+    if (wordMail && model()) model()->activeWordWindow = this;
+    if (!hwnd) return;
+    SetForegroundWindow(hwnd);
+    SetActiveWindow(hwnd);
+    if (cursorField) SetFocus(cursorField);
+}
+
+void Inspector::syncCaption() {
+    if (!hwnd) return;
+    SetWindowTextW(hwnd, caption().c_str());
+    if (fieldSubject) SetWindowTextW(fieldSubject, item->subject.c_str());
+}
+
+void Inspector::pushText() {
+    if (!fieldBody) return;
+    SetWindowTextW(fieldBody, item->body.c_str());
+    CHARRANGE sel{controlPosition(item->body, std::min(item->selStart, item->selEnd)),
+                  controlPosition(item->body, std::max(item->selStart, item->selEnd))};
+    SendMessageW(fieldBody, EM_EXSETSEL, 0, reinterpret_cast<LPARAM>(&sel));
+}
+
+void Inspector::pullText() {
+    if (!fieldBody) return;
+    GETTEXTLENGTHEX len{GTL_USECRLF | GTL_NUMCHARS, 1200};
+    LRESULT n = SendMessageW(fieldBody, EM_GETTEXTLENGTHEX, reinterpret_cast<WPARAM>(&len), 0);
+    std::wstring text(static_cast<size_t>(n < 0 ? 0 : n) + 1, L'\0');
+    GETTEXTEX get{static_cast<DWORD>(text.size() * sizeof(wchar_t)), GT_USECRLF, 1200, nullptr, nullptr};
+    LRESULT got = SendMessageW(fieldBody, EM_GETTEXTEX, reinterpret_cast<WPARAM>(&get),
+                               reinterpret_cast<LPARAM>(text.data()));
+    text.resize(static_cast<size_t>(got < 0 ? 0 : got));
+    CHARRANGE sel{};
+    SendMessageW(fieldBody, EM_EXGETSEL, 0, reinterpret_cast<LPARAM>(&sel));
+    item->body = text;
+    item->selStart = textPosition(text, sel.cpMin);
+    item->selEnd = textPosition(text, sel.cpMax);
+}
+
 bool Inspector::close(long saveMode, bool itemClose) {
     if (!open) return true;
     if (itemClose && item->fire(kItemClose, {}, true)) return false;
     if (saveMode == 0) item->save();  // olSave; olDiscard and olPromptForSave (answered No) drop the changes
     fire(qbx::dispid::InspectorClose, {});
+    pullText();
+    destroyWindow();
     open = false;
     closed = true;
     ol().windowClosed(this);

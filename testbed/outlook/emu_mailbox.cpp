@@ -508,9 +508,15 @@ Item::Item(Outlook& o, ItemKind k, std::wstring cls, Folder* target)
     property(L"MessageClass", [this](Args&) { return Variant(messageClass); },
              [this](Args&, const Variant& v) { messageClass = v.toString(); });
     DISPID subjectId = property(L"Subject", [this](Args&) { return Variant(subject); },
-                                [this](Args&, const Variant& v) { subject = v.toString(); });
+                                [this](Args&, const Variant& v) {
+                                    subject = v.toString();
+                                    if (inspector) inspector->syncCaption();
+                                });
     setDefault(subjectId);
-    property(L"Body", [this](Args&) { return Variant(body); }, [this](Args&, const Variant& v) { setBody(v.toString()); });
+    property(L"Body", [this](Args&) {
+        pullFromWindow();
+        return Variant(body);
+    }, [this](Args&, const Variant& v) { setBody(v.toString()); });
     property(L"EntryID", [this](Args&) { return Variant(stored ? entryIdText() : std::wstring()); });
     property(L"Saved", [this](Args&) {
         bool same = stored && savedSubject == subject && savedBody == body && savedClass == messageClass &&
@@ -520,7 +526,7 @@ Item::Item(Outlook& o, ItemKind k, std::wstring cls, Folder* target)
     property(L"Attachments", [this](Args&) { return attachments->var(); });
     property(L"UserProperties", [this](Args&) { return properties->var(); });
     method(L"GetInspector", [this](Args&) {
-        if (!inspector || inspector->closed) inspector = ol().make<Inspector>(*this, ol().editorIsWord());
+        if (!inspector || inspector->closed) inspector = ol().make<Inspector>(*this, ol().editorTypeForNew());
         return inspector->var();
     });
     method(L"Save", [this](Args&) {
@@ -542,11 +548,17 @@ Item::Item(Outlook& o, ItemKind k, std::wstring cls, Folder* target)
         return Variant();
     });
     if (kind == ItemKind::Mail || kind == ItemKind::Post) {
-        property(L"HTMLBody", [this](Args&) { return Variant(htmlBody()); },
+        property(L"HTMLBody", [this](Args&) {
+            pullFromWindow();
+            return Variant(htmlBody());
+        },
                  [this](Args&, const Variant& v) { setBody(htmlToText(v.toString())); });
     }
     if (kind == ItemKind::Mail) {
-        property(L"To", [this](Args&) { return Variant(to); }, [this](Args&, const Variant& v) { to = v.toString(); });
+        property(L"To", [this](Args&) { return Variant(to); }, [this](Args&, const Variant& v) {
+            to = v.toString();
+            if (inspector && inspector->fieldTo) SetWindowTextW(inspector->fieldTo, to.c_str());
+        });
         property(L"CC", [this](Args&) { return Variant(cc); }, [this](Args&, const Variant& v) { cc = v.toString(); });
         property(L"Sent", [this](Args&) { return Variant(sent || received); });
         method(L"Send", [this](Args&) {
@@ -568,7 +580,16 @@ std::wstring Item::entryIdText() const {
     return buf;
 }
 
+void Item::pullFromWindow() {
+    if (inspector && inspector->open) inspector->pullText();
+}
+
+void Item::pushToWindow() {
+    if (inspector && inspector->open) inspector->pushText();
+}
+
 void Item::insertText(const std::wstring& text, Insert mode) {
+    pullFromWindow();
     size_t a = std::min({selStart, selEnd, body.size()});
     size_t b = std::min(std::max(selStart, selEnd), body.size());
     switch (mode) {
@@ -587,16 +608,19 @@ void Item::insertText(const std::wstring& text, Insert mode) {
             selEnd = b + text.size();
             break;
     }
+    pushToWindow();
 }
 
 void Item::setBody(const std::wstring& text) {
     body = text;
     selStart = selEnd = 0;
+    pushToWindow();
 }
 
 std::wstring Item::htmlBody() const { return L"<HTML><BODY>" + htmlEscape(body) + L"</BODY></HTML>"; }
 
 void Item::save() {
+    pullFromWindow();
     // Write(Cancel) first; then each attachment not yet saved in the item
     // (BeforeAttachmentSave(Attachment, Cancel)).
     if (fire(0xF002, {}, true)) return;
@@ -634,6 +658,7 @@ void Item::remove() {
 }
 
 bool Item::send() {
+    pullFromWindow();
     if (to.empty() && cc.empty())
         fail(errors::kFailed, L"There must be at least one name or distribution list in the To, Cc, or Bcc box.");
     if (fire(kItemSend, {}, true)) return false;

@@ -160,6 +160,10 @@ public:
     // take it in (Word's InsertAfter / InsertBefore).
     enum class Insert { Replace, After, Before };
     void insertText(const std::wstring& text, Insert mode = Insert::Replace);
+    // A plain- or rich-text window keeps the text in its control: read it
+    // back before the text is used, show it after it changed.
+    void pullFromWindow();
+    void pushToWindow();
     void setBody(const std::wstring& text);
     void save();
     void remove();    // Delete
@@ -225,9 +229,25 @@ public:
 
 class Inspector final : public Object {
 public:
-    Inspector(Outlook& ol, Item& item, bool wordMail);
+    Inspector(Outlook& ol, Item& item, long editorType);
+    ~Inspector() override;
     Item* item;
     bool wordMail;
+    long editorType;     // 1 plain text, 2 HTML, 3 rich text, 4 Word
+    // The window on screen while open: Outlook's class "rctrl_renwnd32"
+    // (Word mail: "OpusApp"), titled with the caption. Plain- and rich-text
+    // windows hold rich edit controls for To, Cc, Subject and the text.
+    HWND hwnd = nullptr;
+    HWND fieldTo = nullptr, fieldCc = nullptr, fieldSubject = nullptr, fieldBody = nullptr;
+    HWND cursorField = nullptr;  // where the user's cursor is (restored on activation)
+    void createWindow();
+    void destroyWindow();
+    // Brings the window forward with the cursor where the user left it.
+    void showActive();
+    void syncCaption();
+    // The text control and the item's text and cursor, one way or the other.
+    void pushText();
+    void pullText();
     bool open = false;   // shown and not closed
     bool closed = false;
     CommandBars* bars = nullptr;
@@ -271,6 +291,7 @@ class WordDocument final : public Object {
 public:
     WordDocument(Outlook& ol, Item& item);
     Item& item;
+    Object* selection = nullptr;  // this document's own selection
 };
 
 // The HTML editor of a window (Outlook 2000-2003 without Word): HTMLEditor

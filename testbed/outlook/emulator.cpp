@@ -53,6 +53,9 @@ Outlook::Outlook(Knobs knobs) : knobs_(std::move(knobs)) {
 }
 
 Outlook::~Outlook() {
+    // The windows on screen go with Outlook.
+    if (inspectors_)
+        for (Inspector* w : inspectors_->list) w->destroyWindow();
     // Add-ins still connected are simply let go, as when Outlook ends abruptly.
     for (auto& s : addins_) {
         s.ext.reset();
@@ -446,6 +449,8 @@ void Outlook::windowOpened(Inspector* w) {
     }
     if (!w->open) return;
     activeWindow_ = w;
+    w->createWindow();
+    w->showActive();
     w->fire(qbx::dispid::InspectorActivate, {});
 }
 
@@ -453,6 +458,11 @@ void Outlook::windowClosed(Inspector* w) {
     auto& list = inspectors_->list;
     list.erase(std::remove(list.begin(), list.end(), w), list.end());
     if (activeWindow_ == w) activeWindow_ = list.empty() ? static_cast<Object*>(explorer_) : list.back();
+    if (activeWordWindow == w) {
+        activeWordWindow = nullptr;
+        for (Inspector* o : list)
+            if (o->wordMail) activeWordWindow = o;
+    }
 }
 
 std::vector<Inspector*> Outlook::openWindows() const { return inspectors_->list; }
@@ -466,8 +476,18 @@ Inspector* Outlook::openCompose(const std::wstring& messageClass, const std::wst
 bool Outlook::editorIsWord() const noexcept {
     switch (knobs_.editor) {
         case EditorKind::Word: return true;
-        case EditorKind::Html: return false;
+        case EditorKind::Html:
+        case EditorKind::Plain:
+        case EditorKind::Rich: return false;
         default: return knobs_.version >= 12;
+    }
+}
+
+long Outlook::editorTypeForNew() const noexcept {
+    switch (knobs_.editor) {
+        case EditorKind::Plain: return 1;  // olEditorText
+        case EditorKind::Rich: return 3;   // olEditorRTF
+        default: return editorIsWord() ? 4 : 2;  // olEditorWord / olEditorHTML
     }
 }
 
@@ -476,7 +496,7 @@ Inspector* Outlook::openItem(Item* item) {
         activate(item->inspector);
         return item->inspector;
     }
-    if (!item->inspector || item->inspector->closed) item->inspector = make<Inspector>(*item, editorIsWord());
+    if (!item->inspector || item->inspector->closed) item->inspector = make<Inspector>(*item, editorTypeForNew());
     windowOpened(item->inspector);
     return item->inspector;
 }
@@ -496,7 +516,33 @@ Item* Outlook::receiveMail(const std::wstring& subject, const std::wstring& body
 void Outlook::activate(Inspector* w) {
     if (!w || !w->open) return;
     activeWindow_ = w;
+    w->showActive();
     w->fire(qbx::dispid::InspectorActivate, {});
+}
+
+bool Outlook::putCursorIn(Inspector* w, const std::wstring& field) {
+    if (!w || !w->open) return false;
+    HWND f = qbx::textEquals(field, L"To") ? w->fieldTo
+             : qbx::textEquals(field, L"Cc") ? w->fieldCc
+             : qbx::textEquals(field, L"Subject") ? w->fieldSubject
+             : qbx::textEquals(field, L"Body") ? w->fieldBody : nullptr;
+    if (!f) return false;
+    w->cursorField = f;
+    if (activeWindow_ == w) SetFocus(f);
+    return true;
+}
+
+std::wstring Outlook::fieldText(Inspector* w, const std::wstring& field) const {
+    if (!w || !w->open) return {};
+    HWND f = qbx::textEquals(field, L"To") ? w->fieldTo
+             : qbx::textEquals(field, L"Cc") ? w->fieldCc
+             : qbx::textEquals(field, L"Subject") ? w->fieldSubject
+             : qbx::textEquals(field, L"Body") ? w->fieldBody : nullptr;
+    if (!f) return {};
+    int n = GetWindowTextLengthW(f);
+    std::wstring t(static_cast<size_t>(n) + 1, L'\0');
+    t.resize(static_cast<size_t>(GetWindowTextW(f, t.data(), n + 1)));
+    return t;
 }
 
 void Outlook::typeText(Inspector* w, const std::wstring& text) {
@@ -507,8 +553,10 @@ void Outlook::typeText(Inspector* w, const std::wstring& text) {
 void Outlook::moveCursor(Inspector* w, long position) {
     if (!w || !w->open) qbx::raise(errors::kFailed, L"The window is not open.");
     Item* it = w->item;
+    it->pullFromWindow();
     size_t p = position < 0 ? it->body.size() : std::min(static_cast<size_t>(position), it->body.size());
     it->selStart = it->selEnd = p;
+    it->pushToWindow();
 }
 
 Attachment* Outlook::attachFile(Inspector* w, const std::wstring& path) {
@@ -526,7 +574,11 @@ bool Outlook::close(Inspector* w, long saveMode) {
     return w->close(saveMode);
 }
 
-std::wstring Outlook::mailText(Inspector* w) const { return w ? w->item->body : std::wstring(); }
+std::wstring Outlook::mailText(Inspector* w) const {
+    if (!w) return {};
+    w->item->pullFromWindow();
+    return w->item->body;
+}
 
 std::vector<std::wstring> Outlook::attachmentNames(Inspector* w) const {
     std::vector<std::wstring> names;

@@ -24,7 +24,10 @@
 
 namespace emu {
 
-enum class EditorKind { Auto, Word, Html };      // Auto: Word from Outlook 12 on, else the HTML editor
+// Auto: Word from Outlook 12 on, else the HTML editor. Plain and Rich: the
+// older editor's plain-text and rich-text windows (EditorType 1 and 3), whose
+// text is in a rich edit control of the window.
+enum class EditorKind { Auto, Word, Html, Plain, Rich };
 enum class AssistantMode { Auto, Present, Absent };  // Auto: present up to Outlook 11
 
 struct Knobs {
@@ -119,6 +122,8 @@ public:
     bool assistantPresent() const noexcept;
     // Whether windows opened now get the Word editor.
     bool editorIsWord() const noexcept;
+    // The EditorType of windows opened now: 1 plain text, 2 HTML, 3 rich text, 4 Word.
+    long editorTypeForNew() const noexcept;
 
     // ------------------------------------------------------------ COM faces
     // New references (they count as held by others while kept).
@@ -159,6 +164,11 @@ public:
     Inspector* openItem(Item* item);
     // Brings a window forward (fires Activate even when it already was active).
     void activate(Inspector* w);
+    // Puts the user's cursor into a field of a plain- or rich-text window
+    // ("To", "Cc", "Subject" or "Body"); false when the window has no such field.
+    bool putCursorIn(Inspector* w, const std::wstring& field);
+    // The text of such a field as the window shows it.
+    std::wstring fieldText(Inspector* w, const std::wstring& field) const;
     // Types text at the cursor of the window's mail text.
     void typeText(Inspector* w, const std::wstring& text);
     // Puts the cursor at a position of the mail text (0 = start; -1 = end).
@@ -227,6 +237,11 @@ public:
     std::vector<CommandBarButton*> buttonsTagged(const std::wstring& tag) const;
     void registerButton(CommandBarButton* b) { buttons_.push_back(b); }
     bool loadingMailbox() const noexcept { return loading_; }
+    // Word's own Application (one for all Word mail windows) and the Word
+    // window that is Word's active one: the last Word window opened or
+    // activated.
+    Object* wordApplication = nullptr;
+    Inspector* activeWordWindow = nullptr;
     // Custom buttons of inspector "Standard" bars that were not temporary:
     // they come back in every new window.
     std::vector<CommandBarButton*> keptButtons;

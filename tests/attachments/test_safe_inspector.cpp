@@ -51,3 +51,43 @@ TEST_CASE("without a window the insertion fails with an error, and references ar
     safe.reset();
     CHECK(ol.references().total() == 0);
 }
+
+TEST_CASE("the link goes into this window at the user's cursor, with other windows of the same caption and other documents open") {
+    struct Case {
+        emu::EditorKind editor;
+        int version;
+    } const cases[] = {{emu::EditorKind::Plain, 9}, {emu::EditorKind::Rich, 11}, {emu::EditorKind::Word, 12},
+                       {emu::EditorKind::Word, 16}};
+    for (const Case& c : cases) {
+        CAPTURE(static_cast<int>(c.editor));
+        CAPTURE(c.version);
+        emu::Knobs k;
+        k.version = c.version;
+        k.editor = c.editor;
+        emu::Outlook ol(k);
+        emu::Inspector* mine = ol.openCompose();
+        ol.typeText(mine, L"Hello world");
+        ol.moveCursor(mine, 5);
+        qbx::Disp(mine->item->disp()).put(L"To", L"a@b.example");
+        // Another mail with the same caption opened later: in front, and
+        // Word's active document.
+        emu::Inspector* other = ol.openCompose();
+        ol.typeText(other, L"Other text");
+        REQUIRE(qbx::Disp(mine->disp()).get(L"Caption").toString() == qbx::Disp(other->disp()).get(L"Caption").toString());
+        CHECK(qbx::Disp(mine->disp()).get(L"EditorType").toLong() ==
+              (c.editor == emu::EditorKind::Plain ? 1 : c.editor == emu::EditorKind::Rich ? 3 : 4));
+
+        auto safe = qbx::makeObject<cSafeInspector>();
+        qbx::Disp d(safe.get());
+        d.putRef(L"Item", qbx::Disp(mine->disp()));
+        d.call(L"InsertText", L"http://sp/lib/a.doc \r\n");
+        d.putRef(L"Item", qbx::Disp());
+        CHECK(ol.mailText(mine) == L"Hellohttp://sp/lib/a.doc \r\n world");
+        CHECK(ol.mailText(other) == L"Other text");
+        if (c.editor != emu::EditorKind::Word) {
+            CHECK(ol.fieldText(mine, L"To") == L"a@b.example");
+            CHECK(ol.fieldText(mine, L"Subject") == L"");
+            CHECK(ol.fieldText(other, L"To") == L"");
+        }
+    }
+}
