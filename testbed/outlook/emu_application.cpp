@@ -83,7 +83,7 @@ Assistant::Assistant(Outlook& o) : Object(o, L"Assistant") {
              });
     // DoAlert(title, text, buttons, icon, default button, cancel, system alert):
     // every argument is required, as in Office.
-    method(L"DoAlert", [this](Args& a) {
+    doAlertId = method(L"DoAlert", [this](Args& a) {
         Balloon b;
         b.title = a.str(0);
         b.text = a.str(1);
@@ -94,6 +94,20 @@ Assistant::Assistant(Outlook& o) : Object(o, L"Assistant") {
         b.systemAlert = a.boolean(6);
         return Variant(ol().askBalloon(b));
     });
+}
+
+HRESULT Assistant::GetIDsOfNames(REFIID riid, LPOLESTR* names, UINT count, LCID lcid, DISPID* ids) {
+    if (names && count >= 1 && names[0] && model() && model()->version() < 10 && qbx::textEquals(names[0], L"DoAlert")) {
+        for (UINT i = 0; i < count; ++i) ids[i] = DISPID_UNKNOWN;
+        return DISP_E_UNKNOWNNAME;
+    }
+    return Object::GetIDsOfNames(riid, names, count, lcid, ids);
+}
+
+HRESULT Assistant::Invoke(DISPID id, REFIID riid, LCID lcid, WORD flags, DISPPARAMS* dp, VARIANT* result,
+                          EXCEPINFO* info, UINT* argErr) {
+    if (id == doAlertId && model() && model()->version() < 10) return DISP_E_MEMBERNOTFOUND;
+    return Object::Invoke(id, riid, lcid, flags, dp, result, info, argErr);
 }
 
 // ---------------------------------------------------------------- COMAddIn

@@ -59,6 +59,12 @@ private:
 class Assistant final : public Object {
 public:
     explicit Assistant(Outlook& ol);
+    // DoAlert exists from Office 2002 (10) on; Office 2000's Assistant has no
+    // such member.
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override;
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* dp, VARIANT* result,
+                                     EXCEPINFO* info, UINT* argErr) override;
+    DISPID doAlertId = DISPID_UNKNOWN;
     bool visible = false;
     long animation = 0;
 };

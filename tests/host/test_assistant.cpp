@@ -74,6 +74,32 @@ TEST_CASE("assistant: an Outlook without the Assistant fails into the error repo
     qbxtest::resetAddinState();
 }
 
+TEST_CASE("assistant: Outlook 2000's Assistant has no DoAlert: alert and question end in the error report, the animation works") {
+    qbxtest::resetAddinState();
+    emu::Knobs knobs;
+    knobs.version = 9;
+    emu::Outlook ol(knobs);
+    struct Case {
+        const wchar_t* text;
+        bool ask;
+    } const cases[] = {{L"Failed", false}, {L"Replace it?", true}};
+    for (const Case& c : cases) {
+        CAPTURE(c.ask);
+        qbxtest::PromptRecorder prompts(IDNO);
+        if (c.ask) CHECK(fncAssistantAsk(ol.application(), c.text) == 0);  // not Yes
+        else fncAssistantAlert(ol.application(), c.text);
+        REQUIRE(prompts.prompts().size() == 1);
+        CHECK(prompts.prompts()[0].text.find(L"Creating Assistant to display message " + std::wstring(c.text)) !=
+              std::wstring::npos);
+        CHECK(prompts.prompts()[0].text.find(L"438") != std::wstring::npos);
+        CHECK(ol.balloons().empty());
+        qbxtest::resetAddinState();
+    }
+    subAssistantWorking(ol.application());
+    CHECK(ol.animations() == std::vector<long>{25});
+    CHECK_FALSE(blnErrorOccurred);
+}
+
 TEST_CASE("list separator: read from the user's regional settings") {
     qbxtest::resetAddinState();
     wchar_t saved[16] = {};
