@@ -158,8 +158,15 @@ std::wstring fncAbsoluteFromRelative(const std::wstring& strViewUrl, const std::
         const size_t p = strLibraryPath.find(L"FORMS/");
         strLibraryPath.resize(p == std::wstring::npos ? 0 : p);
 
-        const std::vector<std::wstring> libSegments = segmentsBetweenSlashes(strLibraryPath);
-        const std::vector<std::wstring> siteSegments = segmentsBetweenSlashes(strSiteUrl);
+        // A path that repeats a segment name can't be resolved (a site
+        // /sites/docs/ with a library "Docs" is one): the library is left
+        // out quietly, as every failure of the discovery is, not reported.
+        std::vector<std::wstring> libSegments, siteSegments;
+        qbx::Err err;
+        const bool blnResolved = err.resume([&] { libSegments = segmentsBetweenSlashes(strLibraryPath); }) &&
+                                 err.resume([&] { siteSegments = segmentsBetweenSlashes(strSiteUrl); });
+        err.clear();
+        if (!blnResolved) return;
         std::wstring strAbsolute = strSiteUrl;
         for (const auto& segment : libSegments) {
             bool blnInSite = false;
