@@ -1017,7 +1017,7 @@ int wmain(int argc, wchar_t** argv) {
             return argv[++i];
         };
         if (a == L"--version") options.knobs.version = _wtoi(next().c_str());
-        else if (a == L"--editor") options.knobs.editor = editorNamed(next());
+        else if (a == L"--editor") options.knobs.editor = qbxhost::editorNamed(next());
         else if (a == L"--assistant") {
             std::wstring m = next();
             options.knobs.assistant = m == L"present" ? emu::AssistantMode::Present
