@@ -30,14 +30,13 @@ std::string fncPhraseResourceBytes(qbx::Here where = {}) {
     return std::string(static_cast<const char*>(bytes), SizeofResource(module, res));
 }
 
-// The character code Visual Basic's Asc gives: the character converted to the
-// system code page, so anything the code page lacks (a byte-order mark among
-// them) becomes "?" (63).
-int fncAnsiCode(wchar_t c) {
-    char out[4] = {};
-    int n = WideCharToMultiByte(CP_ACP, 0, &c, 1, out, sizeof out, nullptr, nullptr);
-    return n > 0 ? static_cast<unsigned char>(out[0]) : 63;
+// The system code page of the ANSI conversion; a test sets another.
+UINT& codePage() {
+    static UINT cp = CP_ACP;
+    return cp;
 }
+
+constexpr wchar_t kByteOrderMark = 0xFEFF;
 
 std::wstring fncFieldAt(const std::vector<std::wstring>& fields, short index, qbx::Here where = {}) {
     if (index < 0 || static_cast<size_t>(index) >= fields.size())
@@ -82,6 +81,8 @@ void subSetLocaleQuery(LocaleQueryFn fn) noexcept { localeQuery() = fn ? fn : &G
 
 void subSetPhraseSource(PhraseSourceFn source) { phraseSource() = std::move(source); }
 
+void subSetCodePage(UINT cp) noexcept { codePage() = cp ? cp : CP_ACP; }
+
 short fncGetLanguageColumn() {
     // The whole language identifier counts, sublanguage included; the list is
     // deliberately narrow (Brazilian Portuguese, Swedish in Finland, Nynorsk
@@ -113,15 +114,17 @@ void subReadPhrases(short column, bool blnResourceIsAnsi) {
         std::string bytes = phraseSource() ? phraseSource()() : fncPhraseResourceBytes();
         std::wstring text;
         if (blnResourceIsAnsi) {
-            int n = MultiByteToWideChar(CP_ACP, 0, bytes.data(), static_cast<int>(bytes.size()), nullptr, 0);
+            int n = MultiByteToWideChar(codePage(), 0, bytes.data(), static_cast<int>(bytes.size()), nullptr, 0);
             text.resize(static_cast<size_t>(n));
-            MultiByteToWideChar(CP_ACP, 0, bytes.data(), static_cast<int>(bytes.size()), text.data(), n);
+            MultiByteToWideChar(codePage(), 0, bytes.data(), static_cast<int>(bytes.size()), text.data(), n);
         } else {
             text.resize(bytes.size() / sizeof(wchar_t));
             std::memcpy(text.data(), bytes.data(), text.size() * sizeof(wchar_t));
         }
-        // A byte-order mark becomes "?" in the code page: drop it.
-        if (!text.empty() && fncAnsiCode(text[0]) == 63) text.erase(0, 1);
+        // A byte-order mark is dropped. It is recognised as itself: its
+        // translation to the system code page is "?" in most, but three
+        // bytes in UTF-8 (65001).
+        if (!text.empty() && text[0] == kByteOrderMark) text.erase(0, 1);
 
         colLangPhrases = cPhraseCollection();
         std::vector<std::wstring> lines = qbx::split(text, L"\r\n");
@@ -134,7 +137,7 @@ void subReadPhrases(short column, bool blnResourceIsAnsi) {
             qbx::ComPtr<cPhrase> phrase = qbx::makeObject<cPhrase>();
             phrase->LangKey = fields[0];
             // The second guard against a byte-order mark, on the key itself.
-            if (!phrase->LangKey.empty() && fncAnsiCode(phrase->LangKey[0]) == 63) phrase->LangKey.erase(0, 1);
+            if (!phrase->LangKey.empty() && phrase->LangKey[0] == kByteOrderMark) phrase->LangKey.erase(0, 1);
             phrase->LangPhrase = fncCleanPhrase(chosen);
             colLangPhrases.add(phrase, phrase->LangKey);
         }

@@ -57,3 +57,5 @@ using LocaleQueryFn = LCID(WINAPI*)();
 void subSetLocaleQuery(LocaleQueryFn fn) noexcept;
 using PhraseSourceFn = std::function<std::string()>;
 void subSetPhraseSource(PhraseSourceFn source);
+// The system code page the loader converts with (0: the real one, CP_ACP).
+void subSetCodePage(UINT codePage) noexcept;

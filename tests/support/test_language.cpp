@@ -59,6 +59,7 @@ struct LanguageFixture {
     ~LanguageFixture() {
         subSetPhraseSource(nullptr);
         subSetLocaleQuery(nullptr);
+        subSetCodePage(0);
         setAll(L"");
         colLangPhrases = cPhraseCollection();
         qbxtest::resetAddinState();
@@ -183,5 +184,20 @@ TEST_CASE_FIXTURE(LanguageFixture, "a broken line ends the load through the erro
         CAPTURE(qbxtest::narrow(slot.key));
         reached = reached || std::wstring(slot.key) == L"LNGNEW";
         CHECK(*slot.variable == (reached ? L"old" : slot.key + std::wstring(L".6")));
+    }
+}
+
+TEST_CASE_FIXTURE(LanguageFixture, "the byte-order mark is recognised whatever the system code page, UTF-8 included") {
+    for (UINT cp : {1252u, 1253u, 1254u, 932u, 65001u}) {
+        CAPTURE(cp);
+        subSetCodePage(cp);
+        feed(L"\uFEFF" + madeUpTable());
+        qbxtest::PromptRecorder prompts(IDNO);
+        subSetPhrases(15);
+        CHECK(prompts.prompts().empty());
+        CHECK(LNGADD == L"LNGADD.15");
+        CHECK(LNGYEAR == L"LNGYEAR.15");
+        CHECK(colLangPhrases.count() == slots().size());
+        qbxtest::resetAddinState();
     }
 }
