@@ -1,12 +1,15 @@
 # The two commands of the README:
 #   make demo   builds everything and runs the emulated Outlook with the add-in
 #               against the SharePoint emulator, printing the transcript
-#   make test   builds both architectures and runs every test
+#   make test   builds both architectures and runs every test of each
+#               (the x86 build's under Wine's 32-bit loader, names ending _x86)
+# ARCH=x86 makes demo and bench use the 32-bit build (default x64).
 # Both install what is missing first (Debian packages), so they work on a
 # fresh machine.
 
 BUILD ?= build
 JOBS ?= $(shell nproc)
+ARCH ?= x64
 
 .PHONY: all deps build build-x64 build-x86 test demo clean bench
 
@@ -30,13 +33,13 @@ build-x86: deps $(BUILD)/x86/CMakeCache.txt
 build: build-x64 build-x86
 
 test: build
-	@bash tests/run_tests.sh $(BUILD)/x64
+	@bash tests/run_tests.sh $(BUILD)/x64 $(BUILD)/x86
 
-demo: build-x64
-	@bash testbed/run_demo.sh $(BUILD)/x64
+demo: build-$(ARCH)
+	@bash testbed/run_demo.sh $(BUILD)/$(ARCH)
 
-bench: build-x64
-	@bash bench/run_bench.sh $(BUILD)/x64
+bench: build-$(ARCH)
+	@bash bench/run_bench.sh $(BUILD)/$(ARCH)
 
 clean:
 	rm -rf $(BUILD)

@@ -25,6 +25,8 @@ if [ "${1:-}" != "--inside" ]; then
 fi
 
 build=$2
+. "$repo/tests/wine_tools.sh"
+qbx_use_arch "$(qbx_arch_of_build "$build")" || exit 2
 rounds=$3
 parts=",$4,"
 wants() { case "$parts" in *",$1,"*) return 0 ;; *) return 1 ;; esac; }
@@ -42,7 +44,7 @@ measure_upload() {
     local size=$1 file=$2 winfile=$3 line
     for client in addin bare; do
         if [ $client = addin ]; then prog=$bin/bench_upload.exe; else prog=$bin/bare_put.exe; fi
-        line=$(wine "$prog" "$winfile" "$library/$client-$size.bin" 2>/dev/null | tr -d '\r')
+        line=$("$QBX_WINE" "$prog" "$winfile" "$library/$client-$size.bin" 2>/dev/null | tr -d '\r')
         echo "$client $size $(echo "$line" | sed -n 's/.*time_s=\([0-9.]*\).*/\1/p') \
 $(echo "$line" | sed -n 's/.*peak_bytes=\([0-9]*\).*/\1/p') $(echo "$line" | sed -n 's/^ok=\([01]\).*/\1/p')" >>"$results"
     done
@@ -59,7 +61,7 @@ echo "Upload: $rounds round(s) per size, the clients in turn; median time and hi
 for size in 1 20 100; do
     file=$work/upload-$size.bin
     head -c $((size * 1024 * 1024)) /dev/urandom >"$file"
-    winfile=$(winepath -w "$file" 2>/dev/null)
+    winfile=$(qbx_winepath "$file")
     for _ in $(seq "$rounds"); do
         control "reset?documents=1"
         measure_upload "$size" "$file" "$winfile"
@@ -74,7 +76,7 @@ echo "Discovery: a site answering 5000 lists"
 control "reset"
 control "fault?mode=many&n=5000&path=/sites/team/"
 # The best of the rounds for each, measured in turns.
-discovery=$(wine "$bin/bench_discovery.exe" "${QBX_SP_URL}sites/team/" "$((rounds + 2))" 2>/dev/null | tr -d '\r')
+discovery=$("$QBX_WINE" "$bin/bench_discovery.exe" "${QBX_SP_URL}sites/team/" "$((rounds + 2))" 2>/dev/null | tr -d '\r')
 control "reset"
 fi
 
@@ -125,12 +127,12 @@ if wants flow; then
 echo "Attachment flow: start-up and one attachment handled, in the emulated Outlook; $rounds process(es) per version"
 flowfile=$work/flow-1mb.bin
 head -c $((1024 * 1024)) /dev/urandom >"$flowfile"
-winflow=$(winepath -w "$flowfile" 2>/dev/null)
+winflow=$(qbx_winepath "$flowfile")
 flow=$work/flow.txt
 for version in 9 11 12 16; do
     for _ in $(seq "$rounds"); do
         control "reset?documents=1"
-        wine "$bin/bench_flow.exe" "$version" "$winflow" "${QBX_SP_URL}sites/team/Shared Documents" \
+        "$QBX_WINE" "$bin/bench_flow.exe" "$version" "$winflow" "${QBX_SP_URL}sites/team/Shared Documents" \
             "${QBX_SP_URL}sites/team/Proposals" 5 2>/dev/null | tr -d '\r' >>"$flow"
     done
 done
@@ -167,7 +169,7 @@ echo "Settings grid and window: 2,000 libraries, against a plain list box filled
 # grid or the window; the window's OK closes it, and the time limit keeps a
 # window that failed to close from waiting for a person.
 # QBX_BENCH_PIECES=1 adds the time of each part the figures are made of.
-settings=$(timeout 300 wine "$bin/bench_settings.exe" "$rounds" ${QBX_BENCH_PIECES:+pieces} 2>"$work/settings.err" | tr -d '\r')
+settings=$(timeout 300 "$QBX_WINE" "$bin/bench_settings.exe" "$rounds" ${QBX_BENCH_PIECES:+pieces} 2>"$work/settings.err" | tr -d '\r')
 python3 - "$settings" "$work/settings.err" <<'PY'
 import sys
 f = dict(kv.split("=", 1) for kv in sys.argv[1].split() if "=" in kv)

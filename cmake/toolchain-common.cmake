@@ -6,5 +6,6 @@ set(CMAKE_FIND_ROOT_PATH /usr/${QBX_TRIPLE})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-# Test programs run under Wine.
-set(CMAKE_CROSSCOMPILING_EMULATOR wine)
+# Test programs run under Wine, with the loader of their own bitness
+# (QBX_WINE_LOADER, from the architecture's toolchain file).
+set(CMAKE_CROSSCOMPILING_EMULATOR ${QBX_WINE_LOADER})

@@ -3,12 +3,26 @@
 # wineserver and one long-lived Wine program so each test costs a fraction of
 # a second. Call qbx_wine_stop at the end.
 # Usage: . tests/wine_env.sh BUILD_DIR
+# The build's architecture (x64 or x86) picks the loader for its programs
+# (QBX_WINE, see wine_tools.sh); the prefix is a 64-bit (WoW64) one either
+# way, as on 64-bit Windows.
 qbx_build=$(cd "$1" && pwd)
+. "$(dirname "${BASH_SOURCE[0]}")/wine_tools.sh"
+qbx_use_arch "$(qbx_arch_of_build "$qbx_build")" || return 2 2>/dev/null || exit 2
 export WINEPREFIX="$qbx_build/wineprefix"
-export WINEDEBUG=-all
 # No Mono or Gecko installers: the add-in needs neither.
 export WINEDLLOVERRIDES="mscoree=;mshtml="
 export WINEARCH=win64
+
+# What the prefix was made with: a prefix made by another Wine installation
+# (wine32 added, Wine upgraded) fails to start ("could not load kernel32.dll"),
+# so it is made again when this changes.
+qbx_wine_installation() {
+  dpkg-query -W -f='${Package}:${Architecture} ${Version}\n' wine wine64 wine32:i386 libwine:amd64 libwine:i386 2>/dev/null || true
+  for f in "$QBX_WINE64" "$QBX_WINE32"; do
+    stat -c '%n %s %Y' "$f" 2>/dev/null || echo "$f absent"
+  done
+}
 
 qbx_wine_start() {
   # A display of our own, so the run never depends on (or disturbs) another.
@@ -22,15 +36,21 @@ qbx_wine_start() {
       break
     fi
   done
+  local made_with="$WINEPREFIX/.qbx-wine-installation"
+  if [ -e "$WINEPREFIX" ] && [ "$(cat "$made_with" 2>/dev/null)" != "$(qbx_wine_installation)" ]; then
+    echo "wine_env: the Wine installation changed since $WINEPREFIX was made; making it again" >&2
+    rm -rf "$WINEPREFIX"
+  fi
   if [ ! -f "$WINEPREFIX/system.reg" ]; then
-    wineboot -i >/dev/null 2>&1 || true
+    "$QBX_WINE64" wineboot.exe -i >/dev/null 2>&1 || true
     wineserver -w
     # No window manager under Xvfb: let Wine draw the windows' frames itself.
-    wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1 || true
+    qbx_reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1 || true
+    qbx_wine_installation >"$made_with"
   fi
   wineserver -p >/dev/null 2>&1 || true
   if [ -f "$qbx_build/testbed/host/qbxidle.exe" ]; then
-    wine "$qbx_build/testbed/host/qbxidle.exe" >/dev/null 2>&1 </dev/null &
+    "$QBX_WINE" "$qbx_build/testbed/host/qbxidle.exe" >/dev/null 2>&1 </dev/null &
     QBX_IDLE_PID=$!
   fi
 }

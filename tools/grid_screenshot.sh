@@ -21,7 +21,7 @@ qbx_wine_start
 out="$qbx_build/screenshots"
 mkdir -p "$out" "$root/docs"
 rm -f "$out/grid-en.png"
-QBX_SHOT_SECONDS=20 timeout 90 wine "$exe" -tc="grid screenshot*" --no-skip >/dev/null 2>&1 </dev/null &
+QBX_SHOT_SECONDS=20 timeout 90 "$QBX_WINE" "$exe" -tc="grid screenshot*" --no-skip >/dev/null 2>&1 </dev/null &
 pid=$!
 shot=""
 # Wait for the window, give it time to paint, then photograph it.

@@ -39,7 +39,7 @@ shoot() {
   local exe=$tests/$1 case=$2 name=$3 column=$4 tag=$5 title=$6 wid="" pid shot=""
   rm -f "$out/$name-$tag.png"
   QBX_SHOT_COLUMN=$column QBX_SHOT_SECONDS=20 timeout 90 \
-    wine "$exe" -tc="$case" --no-skip >/dev/null 2>&1 </dev/null &
+    "$QBX_WINE" "$exe" -tc="$case" --no-skip >/dev/null 2>&1 </dev/null &
   pid=$!
   # Wait for the dialog, give it time to paint, then photograph it; Wine may
   # replace a window's X window while it settles, so look it up again on a
