@@ -187,7 +187,15 @@ void cMailInspector::cmdSettings_Click() {
 // ---------------------------------------------------------------- attachment flow
 
 void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
+    // A file dropped while this window's chooser is open: the handling that
+    // opened it takes this one in its walk afterwards.
+    if (blnInAttachmentAdd) {
+        blnAddedMeanwhile = true;
+        return;
+    }
     subSetAction(L"");
+    blnInAttachmentAdd = true;
+    blnAddedMeanwhile = false;
     qbx::guarded(L"ouiMailItem_AttachmentAdd", [&] {
         // A report during this event stops the add-in; the rest of the walk
         // is then left alone.
@@ -208,25 +216,32 @@ void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
             datLastHandled = fncFlowNow();
             if (blnSaveTried && blnKnown) colHandledFirst.push_back(key);
         }
-        if (stopped() || !ouiMailItem_) return;
 
         // 2. Every attachment on the mail, in collection order: how the other
         //    files of a burst are moved. The list is taken first, so that a
         //    removal can't make the walk skip the next attachment. One that
-        //    step 1 has just tried to save is not sent a second time.
-        qbx::Disp attachments = ouiMailItem_.getObj(L"Attachments");
-        if (attachments.get(L"Count").toLong() < 1) return;
-        std::vector<qbx::Disp> colAll;
-        attachments.forEach([&](const qbx::Variant& each) { colAll.push_back(each.toDisp()); });
-        std::vector<AttachmentKey> colSeen;
-        for (const qbx::Disp& each : colAll) {
-            if (stopped()) break;
-            colSeen.push_back(fncAttachmentKey(each));
-            const long lngOrdinal = static_cast<long>(std::count(colSeen.begin(), colSeen.end(), colSeen.back()));
-            subHandleAttachment(each, true, lngOrdinal);
-        }
+        //    step 1 has just tried to save is not sent a second time. Files
+        //    dropped meanwhile (while the chooser was open) get a walk of
+        //    their own.
+        do {
+            blnAddedMeanwhile = false;
+            if (stopped() || !ouiMailItem_) break;
+            qbx::Disp attachments = ouiMailItem_.getObj(L"Attachments");
+            if (attachments.get(L"Count").toLong() < 1) break;
+            std::vector<qbx::Disp> colAll;
+            attachments.forEach([&](const qbx::Variant& each) { colAll.push_back(each.toDisp()); });
+            std::vector<AttachmentKey> colSeen;
+            for (const qbx::Disp& each : colAll) {
+                if (stopped()) break;
+                colSeen.push_back(fncAttachmentKey(each));
+                const long lngOrdinal = static_cast<long>(std::count(colSeen.begin(), colSeen.end(), colSeen.back()));
+                subHandleAttachment(each, true, lngOrdinal);
+            }
+        } while (blnAddedMeanwhile);
         colHandledFirst.clear();
     });
+    blnInAttachmentAdd = false;
+    blnAddedMeanwhile = false;
 }
 
 void cMailInspector::ouiMailItem_BeforeAttachmentSave(const qbx::Disp& attachment, const qbx::EventArgs&) {
@@ -284,7 +299,13 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
         if (objPersonalSettings->blnAlwaysDefault && !strDefaultSite.empty()) {
             strTarget = fncDefaultTarget(strDefaultSite, strFileName);
         } else {
-            strTarget = fncChooseSite(strFileName);
+            // Owned by this mail's window, which need not be the thread's
+            // active one (a Word mail window is Word's).
+            qbx::Disp window = ouiMyInspector_;
+            qbx::Err err;
+            if (!window) err.resume([&] { window = ouiMailItem_.getObj(L"GetInspector"); });
+            err.clear();
+            strTarget = fncChooseSite(strFileName, fncInspectorWindow(window));
             // Cancel, or OK before a library was picked (the chooser then
             // gives the bare file name back): the attachment stays, and this
             // window does not ask about it again.

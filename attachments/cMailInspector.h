@@ -79,6 +79,12 @@ private:
     double datLastHandled = 0.0;
     // Set once subHandleAttachment has got as far as saving the attachment.
     bool blnSaveTried = false;
+    // True while an AttachmentAdd is being handled. The chooser's message loop
+    // lets the user drop another file on the same mail meanwhile; that event
+    // only sets blnAddedMeanwhile, and the running handling walks the
+    // attachments once more when it is done.
+    bool blnInAttachmentAdd = false;
+    bool blnAddedMeanwhile = false;
 
     // Saves the attachment into the library (errors ignored throughout);
     // true once the library has it.

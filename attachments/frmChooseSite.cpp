@@ -363,7 +363,7 @@ std::wstring frmChooseSite::fncControlText(int id) const { return fncWindowText(
 
 // ---------------------------------------------------------------- the caller's routine
 
-std::wstring fncChooseSite(const std::wstring& strFileNameConverted) {
+std::wstring fncChooseSite(const std::wstring& strFileNameConverted, HWND owner) {
     std::wstring result;
     subSetAction(L"Asking which document library the attachment goes to");
     qbx::guarded(L"fncChooseSite", [&] {
@@ -373,7 +373,7 @@ std::wstring fncChooseSite(const std::wstring& strFileNameConverted) {
         }
         frmChooseSite form;
         form.strSitePath = strFileNameConverted;
-        form.Show(GetActiveWindow());
+        form.Show(owner ? owner : GetActiveWindow());
         result = form.strSitePath;
         form.Unload();
     });

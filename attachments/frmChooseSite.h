@@ -84,9 +84,10 @@ private:
 // Asks the user for the document library of an attachment and returns the
 // full target address (library, "/", file name, entity-converted), or empty
 // text when the user cancelled. strFileNameConverted is the attachment's file
-// name after fncHtmlEncode. The dialog is owned by the thread's active window
-// (the mail window the attachment was added to).
-std::wstring fncChooseSite(const std::wstring& strFileNameConverted);
+// name after fncHtmlEncode. The dialog is owned by owner, the mail window the
+// attachment was added to (without one, by the thread's active window), so it
+// stays in front of that window.
+std::wstring fncChooseSite(const std::wstring& strFileNameConverted, HWND owner = nullptr);
 
 // Seams for programs that must not wait for a person.
 // - While an answer hook is set, fncChooseSite calls it instead of showing the

@@ -156,19 +156,31 @@ qbx::Variant fncGetUserProperty(const qbx::Disp& item, const std::wstring& name,
     return result;
 }
 
-HWND fncOutlookWindow(bool blnInspector) {
+HWND fncInspectorWindow(const qbx::Disp& window) {
+    if (!window) return nullptr;
     HWND result = nullptr;
-    qbx::Err err;
+    if (auto ole = window.ptr().as<IOleWindow>(IID_IOleWindow)) {
+        if (FAILED(ole->GetWindow(&result))) result = nullptr;
+        if (result) return result;
+    }
     std::wstring caption;
-    err.resume([&] {
-        if (!ouaOutlook) return;
-        qbx::Disp window = ouaOutlook.getObj(blnInspector ? L"ActiveInspector" : L"ActiveExplorer");
-        if (window) caption = window.get(L"Caption").toString();
-    });
+    qbx::Err err;
+    err.resume([&] { caption = window.get(L"Caption").toString(); });
     err.clear();
     if (caption.empty()) return nullptr;
-    // Outlook's own windows first, then a Word mail window of that caption.
-    result = FindWindowW(L"rctrl_renwnd32", caption.c_str());
-    if (!result) result = FindWindowW(nullptr, caption.c_str());
-    return result;
+    for (const wchar_t* windowClass : {L"rctrl_renwnd32", L"OpusApp"}) {
+        result = FindWindowW(windowClass, caption.c_str());
+        if (result) return result;
+    }
+    return FindWindowW(nullptr, caption.c_str());
+}
+
+HWND fncOutlookWindow(bool blnInspector) {
+    qbx::Disp window;
+    qbx::Err err;
+    err.resume([&] {
+        if (ouaOutlook) window = ouaOutlook.getObj(blnInspector ? L"ActiveInspector" : L"ActiveExplorer");
+    });
+    err.clear();
+    return fncInspectorWindow(window);
 }

@@ -40,7 +40,14 @@ bool subSetUserProperty(const qbx::Disp& item, const std::wstring& name, const q
 qbx::Variant fncGetUserProperty(const qbx::Disp& item, const std::wstring& name, short typeCode,
                                 const qbx::Variant& defaultValue);
 
+// The window on screen of an Outlook inspector or explorer, to own the add-in's
+// own windows: the object's own window handle where it offers one (IOleWindow),
+// else the top-level window with its caption, Outlook's own window class first,
+// then Word's (a Word mail window), then any. Null when there is none; nothing
+// is reported. The thread's active window is no substitute: while a Word mail
+// window is in front, Outlook's thread has none.
+HWND fncInspectorWindow(const qbx::Disp& window);
+
 // The window of the shared Outlook application's active mail window (the
-// inspector) or of its main window (the explorer), found by its caption, to
-// own the add-in's own windows. Null when there is none; nothing is reported.
+// inspector) or of its main window (the explorer); see fncInspectorWindow.
 HWND fncOutlookWindow(bool blnInspector);

@@ -98,6 +98,15 @@ private:
     };
     std::deque<Choice> choices_;
     long choosers_ = 0;
+    // Files "attach-while-choosing" drops on the current mail while the next
+    // chooser is open, and choosers opened while another one was open.
+    std::deque<std::wstring> dropWhileChoosing_;
+    int chooserDepth_ = 0;
+    long nestedChoosers_ = 0;
+    // Who owned the last chooser and settings window: "mail" (the current
+    // mail's window), "none" or the owner's window class.
+    std::wstring chooserOwner_, settingsOwner_;
+    std::wstring ownerOf(HWND window);
     std::deque<Words> configureSteps_;
     long settingsWindows_ = 0;
     std::set<HWND> settingsStarted_;  // windows whose steps are being played

@@ -575,6 +575,15 @@ void Host::expect(const Words& w) {
         } catch (...) {
         }
         check(found == wanted, L"library " + w[2] + (wanted ? L" holds " : L" does not hold ") + quoted(w[3]));
+    } else if (what == L"chooser-owner" || what == L"settings-owner") {  // expect chooser-owner mail|none|CLASS
+        need(w, 2);
+        const std::wstring& owner = what == L"chooser-owner" ? chooserOwner_ : settingsOwner_;
+        check(owner == w[2], what.substr(0, what.find(L'-')) + L" window owned by " + w[2] + L" (owner: " +
+                                 (owner.empty() ? std::wstring(L"no window shown") : owner) + L")");
+    } else if (what == L"nested-choosers") {
+        need(w, 2);
+        check(nestedChoosers_ == _wtol(w[2].c_str()), L"choosers opened inside another: " + w[2] + L" (there were " +
+                                                          std::to_wstring(nestedChoosers_) + L")");
     } else if (what == L"choosers") {
         need(w, 2);
         check(choosers_ == _wtol(w[2].c_str()),
@@ -664,6 +673,9 @@ void Host::step(const Words& w, int lineNumber) {
         seedSettings(w);
     } else if (c == L"choose") {  // choose ok [N] [default] | new URL [add] | cancel
         queueChoice(w);
+    } else if (c == L"attach-while-choosing") {  // attach-while-choosing PATH: dropped while the next chooser is open
+        need(w, 1);
+        dropWhileChoosing_.push_back(windowsPath(w[1]));
     } else if (c == L"configure") {  // configure add URL | edit ROW URL | clear ROW | browse SITE | ...
         queueConfigure(w);
     } else if (c == L"server-fault" || c == L"server-reset") {
@@ -852,8 +864,31 @@ void Host::queueChoice(const Words& w) {
     choices_.push_back(c);
 }
 
+std::wstring Host::ownerOf(HWND window) {
+    HWND owner = GetWindow(window, GW_OWNER);
+    if (!owner) return L"none";
+    if (current_ && current_->hwnd == owner) return L"mail";
+    wchar_t name[256] = {};
+    GetClassNameW(owner, name, 256);
+    return name;
+}
+
 void Host::answerChooser(HWND dialog) {
     ++choosers_;
+    chooserOwner_ = ownerOf(dialog);
+    struct Depth {
+        int& depth;
+        explicit Depth(int& d) : depth(d) { ++depth; }
+        ~Depth() { --depth; }
+    } depth(chooserDepth_);
+    if (chooserDepth_ > 1) ++nestedChoosers_;
+    // The user drops another file on the mail while this chooser is open.
+    while (!dropWhileChoosing_.empty() && current_ && current_->open) {
+        std::wstring path = dropWhileChoosing_.front();
+        dropWhileChoosing_.pop_front();
+        say(L"  dropped " + quoted(path.substr(path.find_last_of(L'\\') + 1)) + L" while the chooser is open");
+        model().attachFile(current_, path);
+    }
     auto text = [&](int id) {
         wchar_t buf[2048] = {};
         GetWindowTextW(GetDlgItem(dialog, id), buf, 2048);

@@ -108,6 +108,7 @@ void Host::driveSettings(HWND window) {
         // A new window: count it and start playing on its own message loop.
         settingsStarted_.insert(window);
         ++settingsWindows_;
+        settingsOwner_ = ownerOf(window);
         wchar_t caption[256] = {};
         GetWindowTextW(window, caption, 256);
         say(L"  settings window " + quoted(caption) + L" opened");

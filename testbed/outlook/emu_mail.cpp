@@ -541,9 +541,16 @@ namespace {
 const wchar_t* const kOutlookWindowClass = L"rctrl_renwnd32";
 const wchar_t* const kWordWindowClass = L"OpusApp";
 
+// Ends a Word mail window on its own thread, and with it the thread.
+constexpr UINT kEndWordWindow = WM_APP + 0x51;
+
 LRESULT CALLBACK mailWindowProc(HWND h, UINT m, WPARAM wp, LPARAM lp) {
     auto* w = reinterpret_cast<Inspector*>(GetWindowLongPtrW(h, GWLP_USERDATA));
     switch (m) {
+        case kEndWordWindow:
+            DestroyWindow(h);
+            PostQuitMessage(0);
+            return 0;
         case WM_ACTIVATE:
             if (!w) break;
             if (LOWORD(wp) == WA_INACTIVE) {
@@ -610,9 +617,48 @@ size_t textPosition(const std::wstring& text, long cp) {
 
 }  // namespace
 
+namespace {
+
+struct WordWindowStart {
+    std::wstring caption;
+    HWND hwnd = nullptr;
+    HANDLE ready = nullptr;
+};
+
+// Word's side of a Word mail window: the window and its message loop.
+DWORD WINAPI wordWindowThread(void* param) {
+    auto* start = static_cast<WordWindowStart*>(param);
+    HWND h = CreateWindowExW(0, kWordWindowClass, start->caption.c_str(), WS_OVERLAPPEDWINDOW | WS_VISIBLE, 40, 40,
+                             620, 440, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
+    start->hwnd = h;
+    SetEvent(start->ready);
+    if (!h) return 0;
+    MSG msg;
+    while (GetMessageW(&msg, nullptr, 0, 0) > 0) {
+        TranslateMessage(&msg);
+        DispatchMessageW(&msg);
+    }
+    return 0;
+}
+
+}  // namespace
+
 void Inspector::createWindow() {
     if (hwnd) return;
     registerWindowClasses();
+    if (wordMail) {
+        WordWindowStart start{caption(), nullptr, CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+        windowThread = CreateThread(nullptr, 0, wordWindowThread, &start, 0, nullptr);
+        if (windowThread) WaitForSingleObject(start.ready, 10000);
+        CloseHandle(start.ready);
+        hwnd = start.hwnd;
+        if (!hwnd && windowThread) {
+            WaitForSingleObject(windowThread, 10000);
+            CloseHandle(windowThread);
+            windowThread = nullptr;
+        }
+        return;
+    }
     hwnd = CreateWindowExW(0, wordMail ? kWordWindowClass : kOutlookWindowClass, caption().c_str(),
                            WS_OVERLAPPEDWINDOW | WS_VISIBLE, 40, 40, 620, 440, nullptr, nullptr,
                            GetModuleHandleW(nullptr), nullptr);
@@ -634,7 +680,19 @@ void Inspector::createWindow() {
 void Inspector::destroyWindow() {
     if (!hwnd) return;
     SetWindowLongPtrW(hwnd, GWLP_USERDATA, 0);
-    DestroyWindow(hwnd);
+    if (windowThread) {
+        // Word's thread takes its window down; messages it sends to this
+        // thread meanwhile are answered.
+        PostMessageW(hwnd, kEndWordWindow, 0, 0);
+        while (MsgWaitForMultipleObjects(1, &windowThread, FALSE, 10000, QS_SENDMESSAGE) == WAIT_OBJECT_0 + 1) {
+            MSG msg;
+            PeekMessageW(&msg, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+        }
+        CloseHandle(windowThread);
+        windowThread = nullptr;
+    } else {
+        DestroyWindow(hwnd);
+    }
     hwnd = fieldTo = fieldCc = fieldSubject = fieldBody = cursorField = nullptr;
 }
 
@@ -642,6 +700,8 @@ void Inspector::showActive() {
     if (wordMail && model()) model()->activeWordWindow = this;
     if (!hwnd) return;
     SetForegroundWindow(hwnd);
+    // Word's window is activated on Word's thread; this thread keeps none.
+    if (windowThread) return;
     SetActiveWindow(hwnd);
     if (cursorField) SetFocus(cursorField);
 }

@@ -242,8 +242,11 @@ public:
     long editorType;     // 1 plain text, 2 HTML, 3 rich text, 4 Word
     // The window on screen while open: Outlook's class "rctrl_renwnd32"
     // (Word mail: "OpusApp"), titled with the caption. Plain- and rich-text
-    // windows hold rich edit controls for To, Cc, Subject and the text.
+    // windows hold rich edit controls for To, Cc, Subject and the text. A Word
+    // mail window is Word's: it runs on a thread of its own (windowThread), so
+    // while it is in front Outlook's thread has no active window.
     HWND hwnd = nullptr;
+    HANDLE windowThread = nullptr;
     HWND fieldTo = nullptr, fieldCc = nullptr, fieldSubject = nullptr, fieldBody = nullptr;
     HWND cursorField = nullptr;  // where the user's cursor is (restored on activation)
     void createWindow();
