@@ -70,7 +70,7 @@ HRESULT WINAPI DllUnregisterServer() { return unregisterAddin(Scope::Machine); }
 // regsvr32 /n /i:user registers for the current user only; without "user"
 // it registers machine-wide as DllRegisterServer does.
 HRESULT WINAPI DllInstall(BOOL install, LPCWSTR commandLine) {
-    Scope scope = (commandLine && lstrcmpiW(commandLine, L"user") == 0) ? Scope::User : Scope::Machine;
+    Scope scope = (commandLine && CompareStringOrdinal(commandLine, -1, L"user", -1, TRUE) == CSTR_EQUAL) ? Scope::User : Scope::Machine;
     return install ? registerAddin(scope) : unregisterAddin(scope);
 }
 

@@ -12,9 +12,9 @@ constexpr long kErrTextReadOnly = 383;    // 'Text' property is read-only
 cListControl::cListControl(HWND control) : hwnd_(control), combo_(false) {
     wchar_t cls[32] = {};
     GetClassNameW(control, cls, 32);
-    if (lstrcmpiW(cls, L"COMBOBOX") == 0) {
+    if (CompareStringOrdinal(cls, -1, L"ComboBox", -1, TRUE) == CSTR_EQUAL) {
         combo_ = true;
-    } else if (lstrcmpiW(cls, L"LISTBOX") != 0) {
+    } else if (CompareStringOrdinal(cls, -1, L"ListBox", -1, TRUE) != CSTR_EQUAL) {
         qbx::raise(qbx::vbErrTypeMismatch, L"Type mismatch");
     }
 }

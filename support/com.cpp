@@ -474,11 +474,14 @@ std::wstring fromUtf8(const std::string& s) {
     return w;
 }
 
+// Case mapping by the invariant locale: keys, addresses and names fold the
+// same way whatever the user's locale (under Turkish rules "i" would become
+// a dotted capital I).
 static std::wstring mapCase(std::wstring s, DWORD flag) {
     if (s.empty()) return s;
     std::wstring out(s.size(), L'\0');
-    int n = LCMapStringW(LOCALE_USER_DEFAULT, flag, s.data(), static_cast<int>(s.size()), out.data(),
-                         static_cast<int>(out.size()));
+    int n = LCMapStringEx(LOCALE_NAME_INVARIANT, flag, s.data(), static_cast<int>(s.size()), out.data(),
+                          static_cast<int>(out.size()), nullptr, nullptr, 0);
     if (n <= 0) return s;
     out.resize(static_cast<size_t>(n));
     return out;
@@ -504,8 +507,10 @@ std::wstring replaceAll(std::wstring s, const std::wstring& what, const std::wst
 }
 
 bool textEquals(const std::wstring& a, const std::wstring& b) {
-    return CompareStringW(LOCALE_USER_DEFAULT, NORM_IGNORECASE, a.data(), static_cast<int>(a.size()), b.data(),
-                          static_cast<int>(b.size())) == CSTR_EQUAL;
+    // Ordinal, case folded as file names are: no user locale decides whether
+    // two addresses, keys or folder names are the same.
+    return CompareStringOrdinal(a.data(), static_cast<int>(a.size()), b.data(), static_cast<int>(b.size()), TRUE) ==
+           CSTR_EQUAL;
 }
 
 std::wstring trimSpaces(const std::wstring& s) {

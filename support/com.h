@@ -391,8 +391,8 @@ DISPID dispIdOf(IDispatch* d, const wchar_t* name);
 
 std::string toUtf8(const std::wstring& w);
 std::wstring fromUtf8(const std::string& s);
-std::wstring toUpper(std::wstring s);  // locale-aware, as UCase$
-std::wstring toLower(std::wstring s);  // locale-aware, as LCase$
+std::wstring toUpper(std::wstring s);  // as UCase$, by the invariant locale (not the user's)
+std::wstring toLower(std::wstring s);  // as LCase$, by the invariant locale (not the user's)
 // Replaces every occurrence of what by with (exact comparison), as Replace$.
 std::wstring replaceAll(std::wstring s, const std::wstring& what, const std::wstring& with);
 // Case-insensitive text comparison as Visual Basic's vbTextCompare.

@@ -180,3 +180,16 @@ TEST_CASE("string helpers keep Visual Basic's behaviour") {
     CHECK(qbx::withoutTrailingSlash(L"lib//") == L"lib/");
     CHECK(qbx::toUpper(L"Ärger") == L"ÄRGER");
 }
+
+// Under Turkish rules "I" and "i" are no case pair ("i" pairs with the dotted
+// capital U+0130, "I" with the dotless U+0131); addresses, keys and folder
+// names must compare and fold the same in every user locale.
+TEST_CASE("case-insensitive comparison and folding are the same in every locale") {
+    CHECK(qbx::textEquals(L"http://intranet/sites/Finance", L"HTTP://INTRANET/SITES/FINANCE"));
+    CHECK(qbx::textEquals(L"QBXSettings", L"qbxsettings"));
+    CHECK_FALSE(qbx::textEquals(L"\u0130nbox", L"inbox"));
+    CHECK_FALSE(qbx::textEquals(L"L\u0131st", L"LIST"));
+    CHECK_FALSE(qbx::textEquals(L"list", L"lists"));
+    CHECK(qbx::toUpper(L"ipm.note") == L"IPM.NOTE");
+    CHECK(qbx::toLower(L"LNGTITLE") == L"lngtitle");
+}
