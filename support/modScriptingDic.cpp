@@ -43,6 +43,20 @@ qbx::Disp tryCreate(qbx::Err& err, const wchar_t* progId) {
 
 void subSetProcessStarter(ProcessStarter s) { starter() = std::move(s); }
 
+// The command line of the registration tool: regsvr32.exe by its full path
+// in the system folder, quoted, then the arguments. Empty when the system
+// folder can't be read (nothing is started then).
+static std::wstring fncRegistrationToolLine(const std::wstring& arguments) {
+    // The system folder as this process sees it: a 32-bit add-in on 64-bit
+    // Windows reaches the 32-bit tool through the folder's redirection. A
+    // regsvr32 found on the search path (Outlook's working folder, a folder
+    // on PATH) is never started.
+    wchar_t folder[MAX_PATH] = {};
+    const UINT n = GetSystemDirectoryW(folder, MAX_PATH);
+    if (n == 0 || n >= MAX_PATH) return {};
+    return L"\"" + qbx::withoutTrailingSlash(std::wstring(folder, n)) + L"\\regsvr32.exe\" " + arguments;
+}
+
 void subStartMinimised(const std::wstring& commandLine) noexcept {
     try {
         if (starter())
@@ -53,7 +67,10 @@ void subStartMinimised(const std::wstring& commandLine) noexcept {
     }
 }
 
-void subRegisterScrrun() { subStartMinimised(L"regsvr32 scrrun.dll /s"); }
+void subRegisterScrrun() {
+    const std::wstring line = fncRegistrationToolLine(L"scrrun.dll /s");
+    if (!line.empty()) subStartMinimised(line);
+}
 
 qbx::Disp fncCreateDic() {
     qbx::Disp dic;
@@ -85,7 +102,8 @@ qbx::Disp fncGetShell() {
     qbx::Err err;
     qbx::Disp shell = tryCreate(err, L"Wscript.Shell");
     if (!shell) {
-        subStartMinimised(L"regsvr32 wshom.ocx /s");
+        const std::wstring line = fncRegistrationToolLine(L"wshom.ocx /s");
+        if (!line.empty()) subStartMinimised(line);
         shell = tryCreate(err, L"Wscript.Shell");
     }
     if (!shell) {

@@ -21,7 +21,8 @@ qbx::Disp fncCreateDic();
 // add-in has stopped (ReleaseOutlookObjects).
 qbx::Disp fncGetShell();
 
-// Starts "regsvr32 scrrun.dll /s" minimised, without waiting for it.
+// Starts "regsvr32 scrrun.dll /s" minimised, without waiting for it: the
+// tool by its full path in the system folder of this DLL's bitness.
 void subRegisterScrrun();
 
 // Starts a command line as a separate process, window minimised with focus,

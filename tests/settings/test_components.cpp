@@ -8,8 +8,16 @@ using settingstest::Fixture;
 using settingstest::Strings;
 
 namespace {
-const std::wstring kScrrun = L"regsvr32 scrrun.dll /s";
-const std::wstring kWshom = L"regsvr32 wshom.ocx /s";
+// The registration tool by its full path in this program's system folder,
+// never by a name looked up on the search path.
+std::wstring systemFolder() {
+    wchar_t folder[MAX_PATH] = {};
+    GetSystemDirectoryW(folder, MAX_PATH);
+    return folder;
+}
+const std::wstring kRegsvr32 = systemFolder() + L"\\regsvr32.exe";
+const std::wstring kScrrun = L"\"" + kRegsvr32 + L"\" scrrun.dll /s";
+const std::wstring kWshom = L"\"" + kRegsvr32 + L"\" wshom.ocx /s";
 const std::wstring kDic = L"Scripting.Dictionary";
 const std::wstring kFso = L"Scripting.FileSystemObject";
 }  // namespace
@@ -26,6 +34,7 @@ TEST_CASE_FIXTURE(Fixture, "the dictionary: text comparison, one repair per load
     CHECK(fncCreateDic());
     CHECK(attempts[kDic] == 3);
     CHECK(started == Strings{kScrrun});
+    CHECK(GetFileAttributesW(kRegsvr32.c_str()) != INVALID_FILE_ATTRIBUTES);
 
     failCreation(kDic, -1);
     qbxtest::PromptRecorder prompts(IDNO);
