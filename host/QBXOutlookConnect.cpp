@@ -111,6 +111,7 @@ ULONG QBXOutlookConnect::Release() {
 }
 
 HRESULT QBXOutlookConnect::GetTypeInfoCount(UINT* n) {
+    // One, as GetTypeInfo(0) offers the name-only type information.
     if (n) *n = 1;
     return S_OK;
 }

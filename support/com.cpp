@@ -66,16 +66,27 @@ std::wstring vbDescriptionFor(HRESULT hr) {
     return s.empty() ? L"Automation error" : L"Automation error\r\n" + s;
 }
 
-void raiseHr(HRESULT hr, const EXCEPINFO* info, int line) {
+void raiseHr(HRESULT hr, EXCEPINFO* info, int line) {
     if (hr == DISP_E_EXCEPTION && info) {
-        EXCEPINFO ei = *info;
-        if (ei.pfnDeferredFillIn) ei.pfnDeferredFillIn(&ei);
-        long number = ei.wCode ? static_cast<long>(ei.wCode)
-                               : (isVbControlError(ei.scode) ? static_cast<long>(ei.scode & 0xFFFF)
-                                                             : static_cast<long>(ei.scode));
-        std::wstring text = ei.bstrDescription ? std::wstring(ei.bstrDescription, SysStringLen(ei.bstrDescription))
-                                               : std::wstring();
-        if (text.empty()) text = vbDescriptionFor(ei.scode ? ei.scode : E_FAIL);
+        // The texts may come late (deferred fill-in); they are filled into
+        // the caller's EXCEPINFO, copied, and freed here.
+        if (info->pfnDeferredFillIn) {
+            auto fillIn = info->pfnDeferredFillIn;
+            info->pfnDeferredFillIn = nullptr;
+            fillIn(info);
+        }
+        long number = info->wCode ? static_cast<long>(info->wCode)
+                                  : (isVbControlError(info->scode) ? static_cast<long>(info->scode & 0xFFFF)
+                                                                   : static_cast<long>(info->scode));
+        std::wstring text = info->bstrDescription
+                                ? std::wstring(info->bstrDescription, SysStringLen(info->bstrDescription))
+                                : std::wstring();
+        const HRESULT scode = info->scode;
+        for (BSTR* owned : {&info->bstrSource, &info->bstrDescription, &info->bstrHelpFile}) {
+            SysFreeString(*owned);
+            *owned = nullptr;
+        }
+        if (text.empty()) text = vbDescriptionFor(scode ? scode : E_FAIL);
         throw Error(number, text, line);
     }
     throw Error(vbNumberFor(hr), vbDescriptionFor(hr), line);

@@ -57,8 +57,10 @@ private:
 [[noreturn]] void raise(long number, const std::wstring& description, Here where = {});
 
 // Raises the error Visual Basic would raise for a failed HRESULT (with the
-// EXCEPINFO of a DISP_E_EXCEPTION when there is one).
-[[noreturn]] void raiseHr(HRESULT hr, const EXCEPINFO* info, int line);
+// EXCEPINFO of a DISP_E_EXCEPTION when there is one). The EXCEPINFO's texts
+// are filled in (a deferred fill-in is run), copied and freed: its BSTRs are
+// null afterwards.
+[[noreturn]] void raiseHr(HRESULT hr, EXCEPINFO* info, int line);
 
 // The Visual Basic number and text for an HRESULT (438, 429, 13 ... or the
 // HRESULT itself with the system's message).

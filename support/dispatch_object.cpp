@@ -271,6 +271,8 @@ ULONG DispatchObject::Release() {
 }
 
 HRESULT DispatchObject::GetTypeInfoCount(UINT* n) {
+    // One: GetTypeInfo(0) offers a type information that names the object
+    // (what TypeName and error reports read); members are found by name.
     if (n) *n = 1;
     return S_OK;
 }

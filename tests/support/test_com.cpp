@@ -140,6 +140,118 @@ TEST_CASE("failures carry Visual Basic's numbers, texts and the failing line") {
     }
 }
 
+namespace {
+
+// Counts the task allocator's blocks that are allocated and not yet freed
+// (BSTRs live there once oleaut32's string cache is off).
+class AllocationCounter final : public IMallocSpy {
+public:
+    long live = 0;
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        if (iid == IID_IUnknown || iid == IID_IMallocSpy) {
+            *out = static_cast<IMallocSpy*>(this);
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T cb) override { return cb; }
+    void* STDMETHODCALLTYPE PostAlloc(void* p) override {
+        if (p) ++live;
+        return p;
+    }
+    void* STDMETHODCALLTYPE PreFree(void* p, BOOL spyed) override {
+        if (p && spyed) --live;
+        return p;
+    }
+    void STDMETHODCALLTYPE PostFree(BOOL) override {}
+    SIZE_T STDMETHODCALLTYPE PreRealloc(void* p, SIZE_T cb, void** out, BOOL) override {
+        *out = p;
+        return cb;
+    }
+    void* STDMETHODCALLTYPE PostRealloc(void* p, BOOL) override { return p; }
+    void* STDMETHODCALLTYPE PreGetSize(void* p, BOOL) override { return p; }
+    SIZE_T STDMETHODCALLTYPE PostGetSize(SIZE_T cb, BOOL) override { return cb; }
+    void* STDMETHODCALLTYPE PreDidAlloc(void* p, BOOL) override { return p; }
+    int STDMETHODCALLTYPE PostDidAlloc(void*, BOOL, int actual) override { return actual; }
+    void STDMETHODCALLTYPE PreHeapMinimize() override {}
+    void STDMETHODCALLTYPE PostHeapMinimize() override {}
+};
+
+HRESULT STDMETHODCALLTYPE fillInLate(EXCEPINFO* info) {
+    info->bstrSource = SysAllocString(L"Late.Source");
+    info->bstrDescription = SysAllocString(L"Described late");
+    info->bstrHelpFile = SysAllocString(L"late.chm");
+    info->scode = E_FAIL;
+    return S_OK;
+}
+
+// An outside object whose every call fails with DISP_E_EXCEPTION, its texts
+// either filled in at once or left to the deferred fill-in.
+class Failing final : public IDispatch {
+public:
+    bool deferred = false;
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        if (iid == IID_IUnknown || iid == IID_IDispatch) {
+            *out = static_cast<IDispatch*>(this);
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* n) override {
+        *n = 0;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID* ids) override {
+        *ids = 1;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO* info,
+                                     UINT*) override {
+        if (!info) return DISP_E_EXCEPTION;
+        *info = EXCEPINFO{};
+        if (deferred) {
+            info->pfnDeferredFillIn = fillInLate;
+        } else {
+            fillInLate(info);
+        }
+        return DISP_E_EXCEPTION;
+    }
+};
+
+}  // namespace
+
+TEST_CASE("a failed call's exception texts are freed once copied, deferred ones included") {
+    // Without the string cache every BSTR is a block of the task allocator.
+    using SetNoCache = void(WINAPI*)();
+    if (auto setNoCache = reinterpret_cast<SetNoCache>(GetProcAddress(GetModuleHandleW(L"oleaut32.dll"), "SetOaNoCache")))
+        setNoCache();
+    AllocationCounter counter;
+    REQUIRE(CoRegisterMallocSpy(&counter) == S_OK);
+    Failing object;
+    Disp d(static_cast<IDispatch*>(&object));
+    for (bool deferred : {false, true}) {
+        CAPTURE(deferred);
+        object.deferred = deferred;
+        const long before = counter.live;
+        try {
+            d.call(L"Anything");
+            FAIL("no error");
+        } catch (const qbx::Error& e) {
+            CHECK(e.description() == L"Described late");
+        }
+        CHECK(counter.live == before);
+    }
+    d = Disp();
+    CoRevokeMallocSpy();
+}
+
 TEST_CASE("Variant conversions follow Visual Basic's rules") {
     CHECK(Variant(true).toString() == L"True");
     CHECK(Variant(L"True").toBool());
