@@ -161,6 +161,16 @@ void cMailInspector::ouiMyInspector_Close() {
     err.resume([&] { setCmdSettings(qbx::Disp()); });
     err.resume([&] { setOuiMailItem(qbx::Disp()); });
     err.resume([&] { setOuiMyInspector(qbx::Disp()); });
+    // The window's attachments go with it: a pending removal is called off
+    // (its timer too), so no attachment object outlives its mail's window
+    // while this object waits to be pruned.
+    err.resume([&] {
+        if (objDeleteAttTimer) objDeleteAttTimer->TimerEnabled(false);
+    });
+    objDeleteAttTimer.reset();
+    objAttToDelete.reset();
+    colPendingKey.clear();
+    colMovedAttachments.clear();
     err.clear();
 }
 

@@ -84,7 +84,7 @@ void QBXOutlookConnect::addCallbacks(qbx::MemberTable& table) {
 
 QBXOutlookConnect::~QBXOutlookConnect() {
     // AddinInstance_Terminate
-    qbx::guarded(L"AddinInstance_Terminate", [] { ReleaseOutlookObjects(); });
+    qbx::guarded(L"AddinInstance_Terminate", [] { ReleaseOutlookObjects(true); });
     --live_;
 }
 
@@ -171,7 +171,7 @@ HRESULT QBXOutlookConnect::OnConnection(IDispatch* application, int, IDispatch*,
 }
 
 HRESULT QBXOutlookConnect::OnDisconnection(int, SAFEARRAY**) {
-    qbx::guarded(L"AddinInstance_OnDisconnection", [] { ReleaseOutlookObjects(); });
+    qbx::guarded(L"AddinInstance_OnDisconnection", [] { ReleaseOutlookObjects(true); });
     return S_OK;
 }
 

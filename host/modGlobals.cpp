@@ -11,7 +11,7 @@ std::wstring strAddinPath;
 short intInspectorCount = 0;
 bool blnShuttingDown = false;
 
-void ReleaseOutlookObjects() noexcept {
+void ReleaseOutlookObjects(bool blnLastDisconnect) noexcept {
     // Errors are ignored here: an already-empty variable is no error, and a
     // failing release must not stop the ones after it.
     try {
@@ -26,6 +26,18 @@ void ReleaseOutlookObjects() noexcept {
     try {
         ouaOutlook.reset();
     } catch (...) {
+    }
+    if (blnLastDisconnect) {
+        // The personal settings and their dictionary go with the last
+        // disconnect, while COM is still up; left to the DLL's static
+        // destructors they would be released under the loader lock. Earlier
+        // releases (after an error) keep them: a procedure further up may be
+        // running one of their members.
+        try {
+            auto settings = std::move(objPersonalSettings);
+            settings.reset();
+        } catch (...) {
+        }
     }
     blnShuttingDown = true;
 }

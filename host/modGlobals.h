@@ -31,7 +31,7 @@ extern bool blnShuttingDown;
 // Drops the reactions object, the settings folder and the Outlook application
 // (in that order) and sets the shutting-down flag. Safe to call any number of
 // times; errors of its own are ignored.
-void ReleaseOutlookObjects() noexcept;
+void ReleaseOutlookObjects(bool blnLastDisconnect = false) noexcept;
 
 // The module (DLL, or the test program linking the add-in's code) whose
 // resources and folder the add-in uses.

@@ -200,6 +200,24 @@ TEST_CASE("three files at once: each moved once, links in order; removals Outloo
     }
 }
 
+TEST_CASE("a window closed while a removal is pending lets go of its attachments at once") {
+    Flow f(11, true);
+    f.attach(L"a.txt");
+    REQUIRE(f.attachments().size() == 1u);  // moved; its removal waits for the timer
+    REQUIRE(f.ol->close(f.w, 1));
+    // The window's object stays until the next send or new mail prunes it;
+    // it must not keep the closed mail's attachment meanwhile.
+    auto attachmentHolders = [&] {
+        std::string held;
+        for (const auto& h : f.ol->references().holders)
+            if (h.rfind(L"Attachment", 0) == 0) held += qbxtest::narrow(h) + "; ";
+        return held;
+    };
+    CHECK(attachmentHolders().empty());
+    emu::Outlook::pumpMessages(700);  // the removal timer is gone with the window
+    CHECK(attachmentHolders().empty());
+}
+
 TEST_CASE("the 5-second rule: 3 seconds later the walk moves the file without a timer, 6 seconds later the event") {
     Flow f(12);
     f.attach(L"first.txt");

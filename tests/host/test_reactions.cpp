@@ -243,7 +243,11 @@ TEST_CASE("shutting down: Quit after OnBeginShutdown is harmless, and nothing is
     }
     SUBCASE("Quit first: the release runs twice") { s.ol.fireQuit(); }
     CHECK_FALSE(objOutlookReactions);
+    // Errors and OnBeginShutdown keep the personal settings; the last
+    // disconnect lets them and their dictionary go, before the DLL unloads.
+    CHECK(objPersonalSettings);
     s.ol.shutdown();
+    CHECK_FALSE(objPersonalSettings);
     s.addin.reset();
     CHECK(prompts.prompts().empty());
     emu::References held = s.ol.references();
