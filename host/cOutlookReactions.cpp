@@ -89,30 +89,11 @@ void cOutlookReactions::ouaMyOutlook_Startup() {
         subResetOutlookVersion();
         subSetPhrases(fncGetLanguageColumn());
 
-        // The settings folder, with errors ignored: a mailbox that can't be
-        // read counts as one without the folder. The last error seen here is
-        // the one the failure message quotes.
-        qbx::Err err;
-        qbx::Disp folders;
-        err.resume([&] {
-            folders = fncGetMAPINamespace().getObj(L"GetDefaultFolder", qbx::olFolderInbox).getObj(L"Folders");
-        });
-        qbx::Disp found;
-        if (folders) {
-            err.resume([&] {
-                folders.forEach([&](const qbx::Variant& entry) {
-                    if (found) return;  // the first match counts
-                    err.resume([&] {
-                        qbx::Disp folder = entry.toDisp();
-                        if (folder.get(L"Name").toString() == kSettingsFolderName) found = folder;
-                    });
-                });
-            });
-        }
-        objSettingsFolder = found;
-
-        // The error trap is in force again from here.
-        if (!objSettingsFolder) subCreateSettingsItem();
+        // The settings folder, found (with errors ignored: a mailbox that
+        // can't be read counts as one without it) or made. The last error of
+        // the lookup is the one the failure message quotes.
+        std::wstring strLookupError;
+        subFindSettingsFolder(&strLookupError);
         objPersonalSettings = std::make_shared<cPersonalSettings>();
         if (objPersonalSettings->GetSettings()) {
             strAddinPath = fncAddinFolder();
@@ -121,7 +102,7 @@ void cOutlookReactions::ouaMyOutlook_Startup() {
             if (objOutlookReactions.get() == this) setOuisMyInspectors(ouaMyOutlook.getObj(L"Inspectors"));
         } else {
             fncAssistantAlert(ouaOutlook, L"Failed to save settings appointment in current folder\r\n" + LNGCHECKPERM +
-                                              L"\r\n" + err.description());
+                                              L"\r\n" + strLookupError);
             ReleaseOutlookObjects();
         }
     });

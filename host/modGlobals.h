@@ -29,8 +29,9 @@ extern short intInspectorCount;
 extern bool blnShuttingDown;
 
 // Drops the reactions object, the settings folder and the Outlook application
-// (in that order) and sets the shutting-down flag. Safe to call any number of
-// times; errors of its own are ignored.
+// (in that order) and sets the shutting-down flag; the last disconnect
+// (blnLastDisconnect) drops the personal settings too. Safe to call any
+// number of times; errors of its own are ignored.
 void ReleaseOutlookObjects(bool blnLastDisconnect = false) noexcept;
 
 // The module (DLL, or the test program linking the add-in's code) whose

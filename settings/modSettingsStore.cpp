@@ -17,7 +17,7 @@ std::wstring settingsItemFilter() { return std::wstring(L"[Subject]='") + kSetti
 
 }  // namespace
 
-bool subFindSettingsFolder() {
+bool subFindSettingsFolder(std::wstring* strLookupError) {
     subSetAction(L"Finding the settings folder " + std::wstring(kSettingsFolderName) + L" under the Inbox");
     // The walk runs with errors ignored: a mailbox that can't be read is
     // treated like one without the folder.
@@ -37,6 +37,7 @@ bool subFindSettingsFolder() {
             });
         });
     }
+    if (strLookupError) *strLookupError = err.description();
     err.clear();
     if (found) {
         objSettingsFolder = found;

@@ -13,8 +13,10 @@ extern const wchar_t* const kSettingsItemSubject;  // "Quillbox Settings"
 // keeps the first one named exactly "QBXSettings" (case matters) in
 // objSettingsFolder; when there is none, creates folder and item
 // (subCreateSettingsItem). Reaches Outlook through fncGetMAPINamespace.
-// Returns true when objSettingsFolder is set afterwards.
-bool subFindSettingsFolder();
+// Returns true when objSettingsFolder is set afterwards. strLookupError, when
+// given, receives the last error of the errors-ignored lookup (empty when none;
+// the start-up failure message ends with it).
+bool subFindSettingsFolder(std::wstring* strLookupError = nullptr);
 
 // Creates "QBXSettings" under the Inbox (folder type 6), keeps it in
 // objSettingsFolder, and adds one "IPM.Post" item with the subject
