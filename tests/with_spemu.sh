@@ -30,6 +30,14 @@ emu_pid=
 cleanup() {
     if [ -n "$emu_pid" ]; then
         kill "$emu_pid" 2>/dev/null
+        # An emulator stuck in its own shutdown must not hold the run: it
+        # gets five seconds, then it is killed outright.
+        i=0
+        while kill -0 "$emu_pid" 2>/dev/null && [ "$i" -lt 50 ]; do
+            sleep 0.1
+            i=$((i + 1))
+        done
+        kill -9 "$emu_pid" 2>/dev/null
         wait "$emu_pid" 2>/dev/null
     fi
     rm -rf "$work"
