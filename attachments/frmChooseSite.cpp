@@ -63,50 +63,9 @@ void subSetChooserOpenedHook(ChooserOpenedHook hook) { openedHook() = std::move(
 
 // ---------------------------------------------------------------- loading and unloading
 
+frmChooseSite::frmChooseSite() : cDialogForm(IDD_CHOOSESITE, L"The library chooser") {}
+
 frmChooseSite::~frmChooseSite() { Unload(); }
-
-void frmChooseSite::Show(HWND owner) {
-    modal_ = true;
-    hidden_ = false;
-    INT_PTR rc = DialogBoxParamW(fncAddinModule(), MAKEINTRESOURCEW(IDD_CHOOSESITE), owner, &frmChooseSite::dialogProc,
-                                 reinterpret_cast<LPARAM>(this));
-    modal_ = false;
-    if (rc == -1) qbx::raise(static_cast<long>(GetLastError()), L"The library chooser could not be shown");
-}
-
-HWND frmChooseSite::Load(HWND owner, bool visible) {
-    Unload();
-    modal_ = false;
-    hidden_ = false;
-    HWND window = CreateDialogParamW(fncAddinModule(), MAKEINTRESOURCEW(IDD_CHOOSESITE), owner,
-                                     &frmChooseSite::dialogProc, reinterpret_cast<LPARAM>(this));
-    if (!window) qbx::raise(static_cast<long>(GetLastError()), L"The library chooser could not be loaded");
-    if (visible && hwnd_) ShowWindow(hwnd_, SW_SHOW);
-    return hwnd_;
-}
-
-void frmChooseSite::Unload() {
-    if (hwnd_ && IsWindow(hwnd_)) DestroyWindow(hwnd_);
-    hwnd_ = nullptr;
-}
-
-INT_PTR CALLBACK frmChooseSite::dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    frmChooseSite* form = nullptr;
-    if (message == WM_INITDIALOG) {
-        form = reinterpret_cast<frmChooseSite*>(lParam);
-        SetWindowLongPtrW(window, DWLP_USER, lParam);
-        form->hwnd_ = window;
-    } else {
-        form = reinterpret_cast<frmChooseSite*>(GetWindowLongPtrW(window, DWLP_USER));
-    }
-    if (!form) return FALSE;
-    try {
-        return form->subHandleMessage(message, wParam, lParam);
-    } catch (...) {
-        // Every handler reports its own failures; nothing crosses the loop.
-        return FALSE;
-    }
-}
 
 INT_PTR frmChooseSite::subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
@@ -180,10 +139,6 @@ INT_PTR frmChooseSite::subHandleMessage(UINT message, WPARAM wParam, LPARAM lPar
         }
         case WM_DESTROY:
             KillTimer(hwnd_, kTimer1);
-            return FALSE;
-        case WM_NCDESTROY:
-            SetWindowLongPtrW(hwnd_, DWLP_USER, 0);
-            hwnd_ = nullptr;
             return FALSE;
         default:
             return FALSE;
@@ -348,14 +303,7 @@ void frmChooseSite::Timer1_Timer() { subMakeSureInTaskbar(hwnd_); }
 
 // ---------------------------------------------------------------- helpers
 
-void frmChooseSite::subHide(int button) {
-    hidden_ = true;
-    if (modal_) {
-        EndDialog(hwnd_, button);
-    } else {
-        ShowWindow(hwnd_, SW_HIDE);
-    }
-}
+void frmChooseSite::subHide(int button) { End(button); }
 
 bool frmChooseSite::fncIsChecked(int id) const { return IsDlgButtonChecked(hwnd_, id) == BST_CHECKED; }
 

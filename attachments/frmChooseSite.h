@@ -15,46 +15,35 @@
 // fncChooseSite below does exactly that.
 #pragma once
 
+#include "settings_ui/cDialogForm.h"
+
 #include <windows.h>
 
 #include <functional>
 #include <string>
 
-class frmChooseSite {
+class frmChooseSite final : public cDialogForm {
 public:
-    frmChooseSite() = default;
+    frmChooseSite();
     ~frmChooseSite();
-    frmChooseSite(const frmChooseSite&) = delete;
-    frmChooseSite& operator=(const frmChooseSite&) = delete;
 
     // On entry the file name; after OK the full target address (or, when no
     // address could be built, what it held before); after Cancel empty text.
     std::wstring strSitePath;
 
-    // Loads the dialog and shows it modally, owned by owner (may be null).
-    // Returns when OK or Cancel has hidden it. Raises when the dialog can't
-    // be made.
-    void Show(HWND owner = nullptr);
-    // Loads the dialog without a modal loop of its own and returns at once;
-    // the caller's message loop serves it. OK and Cancel hide it. Used where
-    // the dialog is driven from outside (tests, the screenshot program).
-    HWND Load(HWND owner = nullptr, bool visible = false);
-    // Destroys the dialog's window, if there is one.
-    void Unload();
+    // Show (modal, owned by the mail window), Load (driven from outside:
+    // tests, the screenshot program; OK and Cancel hide it), Unload, hWnd
+    // and control (resource numbers in attachments/dialogs.h) come from
+    // cDialogForm.
 
-    // The dialog's window while it is loaded.
-    HWND hWnd() const noexcept { return hwnd_; }
-    // One of the dialog's controls (resource numbers in attachments/dialogs.h).
-    HWND control(int id) const noexcept { return GetDlgItem(hwnd_, id); }
     // True once OK or Cancel has hidden the dialog.
-    bool Hidden() const noexcept { return hidden_; }
+    bool Hidden() const noexcept { return Ended(); }
 
     // How often Timer1 makes sure the dialog is still on the task bar.
     static constexpr UINT kTimer1Interval = 1000;
 
 private:
-    static INT_PTR CALLBACK dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-    INT_PTR subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam);
+    INT_PTR subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
 
     void Form_Load();
     void subSetCaptions();
@@ -74,9 +63,6 @@ private:
     bool fncIsChecked(int id) const;
     std::wstring fncControlText(int id) const;
 
-    HWND hwnd_ = nullptr;
-    bool modal_ = false;
-    bool hidden_ = false;
     // True while the form loads: the address is not built meanwhile.
     bool blnLoading = false;
 };

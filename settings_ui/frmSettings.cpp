@@ -45,62 +45,13 @@ void subSetMousePointer(int pointer) {
 
 void subSetSettingsOpenedHook(SettingsOpenedHook hook) { openedHook() = std::move(hook); }
 
-frmSettings::frmSettings() { subRegisterSettingsPages(); }
+frmSettings::frmSettings() : cDialogForm(IDD_SETTINGS, L"The settings window") { subRegisterSettingsPages(); }
 
 frmSettings::~frmSettings() { Unload(); }
 
 // ---------------------------------------------------------------- loading and unloading
 
-void frmSettings::Show(HWND owner) {
-    modal_ = true;
-    closed_ = false;
-    INT_PTR rc = DialogBoxParamW(fncAddinModule(), MAKEINTRESOURCEW(IDD_SETTINGS), owner, &frmSettings::dialogProc,
-                                 reinterpret_cast<LPARAM>(this));
-    modal_ = false;
-    if (rc == -1) qbx::raise(static_cast<long>(GetLastError()), L"The settings window could not be shown");
-}
-
-HWND frmSettings::Load(HWND owner, bool visible) {
-    Unload();
-    modal_ = false;
-    closed_ = false;
-    HWND window = CreateDialogParamW(fncAddinModule(), MAKEINTRESOURCEW(IDD_SETTINGS), owner,
-                                     &frmSettings::dialogProc, reinterpret_cast<LPARAM>(this));
-    if (!window) qbx::raise(static_cast<long>(GetLastError()), L"The settings window could not be loaded");
-    if (visible && hwnd_) ShowWindow(hwnd_, SW_SHOW);
-    return hwnd_;
-}
-
-void frmSettings::Unload() {
-    if (hwnd_ && IsWindow(hwnd_)) DestroyWindow(hwnd_);
-    hwnd_ = nullptr;
-}
-
-void frmSettings::subClose() {
-    closed_ = true;
-    if (modal_)
-        EndDialog(hwnd_, IDCANCEL);
-    else
-        ShowWindow(hwnd_, SW_HIDE);
-}
-
-INT_PTR CALLBACK frmSettings::dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    frmSettings* form = nullptr;
-    if (message == WM_INITDIALOG) {
-        form = reinterpret_cast<frmSettings*>(lParam);
-        SetWindowLongPtrW(window, DWLP_USER, lParam);
-        form->hwnd_ = window;
-    } else {
-        form = reinterpret_cast<frmSettings*>(GetWindowLongPtrW(window, DWLP_USER));
-    }
-    if (!form) return FALSE;
-    try {
-        return form->subHandleMessage(message, wParam, lParam);
-    } catch (...) {
-        // Every handler reports its own failures; nothing crosses the loop.
-        return FALSE;
-    }
-}
+void frmSettings::subClose() { End(IDCANCEL); }
 
 INT_PTR frmSettings::subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
@@ -188,11 +139,6 @@ INT_PTR frmSettings::subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam
             // made anew by the next window.
             controls_.reset();
             objListHandler.reset();
-            return FALSE;
-        case WM_NCDESTROY:
-            SetWindowLongPtrW(hwnd_, DWLP_USER, 0);
-            hwnd_ = nullptr;
-            closed_ = true;
             return FALSE;
         default:
             return FALSE;

@@ -13,6 +13,7 @@
 //     form.Show(owner);                      // modal
 #pragma once
 
+#include "settings_ui/cDialogForm.h"
 #include "support/com.h"
 
 #include <functional>
@@ -22,12 +23,10 @@
 class cFormControls;
 class cTabs;
 
-class frmSettings {
+class frmSettings final : public cDialogForm {
 public:
     frmSettings();
     ~frmSettings();
-    frmSettings(const frmSettings&) = delete;
-    frmSettings& operator=(const frmSettings&) = delete;
 
     // Window-level variables, set by the opener before the window loads.
     qbx::Disp objPrevControl;        // the page on the window ("CurrTab")
@@ -36,20 +35,10 @@ public:
     bool blnSetOutlookParent = false;
     bool blnOutlookInspectorParent = false;
 
-    // Loads the window and shows it modally, owned by owner (may be null);
-    // returns when it has been unloaded (or released by OK). Raises when the
-    // window can't be made.
-    void Show(HWND owner = nullptr);
-    // Loads the window without a modal loop of its own (tests, screenshots).
-    HWND Load(HWND owner = nullptr, bool visible = false);
-    void Unload();
-
-    HWND hWnd() const noexcept { return hwnd_; }
-    HWND control(int id) const noexcept { return GetDlgItem(hwnd_, id); }
     cFormControls* Controls() const noexcept { return controls_.get(); }
     cTabs* Tabs() const noexcept { return tabs_.get(); }
-    // True once the window was unloaded or released by OK.
-    bool Closed() const noexcept { return closed_; }
+    // True once the window was unloaded, or closed by OK or Cancel.
+    bool Closed() const noexcept { return Ended(); }
 
     // The maker's web site, opened by lblWebLink.
     static const wchar_t* const kWebAddress;
@@ -72,17 +61,13 @@ public:
     void timDisplayExcelList_Timer();
 
 private:
-    static INT_PTR CALLBACK dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-    INT_PTR subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam);
+    INT_PTR subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
     void subClose();
     // The strip's position and size in twips.
     double fncStripTop() const;
     double fncStripLeft() const;
     double fncStripHeight() const;
 
-    HWND hwnd_ = nullptr;
-    bool modal_ = false;
-    bool closed_ = false;
     std::unique_ptr<cFormControls> controls_;
     std::unique_ptr<cTabs> tabs_;
 };

@@ -1,0 +1,69 @@
+#include "settings_ui/cDialogForm.h"
+
+#include "host/modGlobals.h"
+#include "support/com.h"
+
+cDialogForm::~cDialogForm() {
+    if (hwnd_ && IsWindow(hwnd_)) {
+        SetWindowLongPtrW(hwnd_, DWLP_USER, 0);
+        DestroyWindow(hwnd_);
+    }
+}
+
+void cDialogForm::Show(HWND owner) {
+    modal_ = true;
+    ended_ = false;
+    INT_PTR rc = DialogBoxParamW(fncAddinModule(), MAKEINTRESOURCEW(templateId_), owner, &cDialogForm::dialogProc,
+                                 reinterpret_cast<LPARAM>(this));
+    modal_ = false;
+    if (rc == -1) qbx::raise(static_cast<long>(GetLastError()), what_ + L" could not be shown");
+}
+
+HWND cDialogForm::Load(HWND owner, bool visible) {
+    Unload();
+    modal_ = false;
+    ended_ = false;
+    HWND window = CreateDialogParamW(fncAddinModule(), MAKEINTRESOURCEW(templateId_), owner, &cDialogForm::dialogProc,
+                                     reinterpret_cast<LPARAM>(this));
+    if (!window) qbx::raise(static_cast<long>(GetLastError()), what_ + L" could not be loaded");
+    if (visible && hwnd_) ShowWindow(hwnd_, SW_SHOW);
+    return hwnd_;
+}
+
+void cDialogForm::Unload() {
+    if (hwnd_ && IsWindow(hwnd_)) DestroyWindow(hwnd_);
+    hwnd_ = nullptr;
+}
+
+void cDialogForm::End(int button) {
+    ended_ = true;
+    if (modal_)
+        EndDialog(hwnd_, button);
+    else
+        ShowWindow(hwnd_, SW_HIDE);
+}
+
+INT_PTR CALLBACK cDialogForm::dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    cDialogForm* form = nullptr;
+    if (message == WM_INITDIALOG) {
+        form = reinterpret_cast<cDialogForm*>(lParam);
+        SetWindowLongPtrW(window, DWLP_USER, lParam);
+        form->hwnd_ = window;
+    } else {
+        form = reinterpret_cast<cDialogForm*>(GetWindowLongPtrW(window, DWLP_USER));
+    }
+    if (!form) return FALSE;
+    INT_PTR result = FALSE;
+    try {
+        result = form->subHandleMessage(message, wParam, lParam);
+    } catch (...) {
+        // Every handler reports its own failures; nothing crosses the loop.
+        result = FALSE;
+    }
+    if (message == WM_NCDESTROY) {
+        SetWindowLongPtrW(window, DWLP_USER, 0);
+        form->hwnd_ = nullptr;
+        form->ended_ = true;
+    }
+    return result;
+}
