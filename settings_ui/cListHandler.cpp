@@ -89,6 +89,12 @@ qbx::Disp cListHandler::fncRange(const std::wstring& strAddress) const {
     return CurrSheet.getObj(L"Range", strAddress);
 }
 
+// The component's default sort: the range's rows by its first column,
+// ascending, no header row.
+void cListHandler::subSortRows(const std::wstring& strRange) const {
+    fncRange(strRange).call(L"Sort", 1, xlAscending, xlNoHeader);
+}
+
 // ---------------------------------------------------------------- creation
 
 // One creation attempt, errors ignored: true when the window took a control
@@ -227,7 +233,7 @@ qbx::Variant cListHandler::fncGetRangeArray(const std::wstring& strCountCell, co
         // would hand back the header.
         if (rows < 1) return;
         EditMode(true);
-        fncRange(L"a2:" + strLastColumn + L"1000").call(L"Sort", 1, xlAscending, xlNoHeader);
+        subSortRows(L"a2:" + strLastColumn + L"1000");
         EditMode(false);
         result = fncRange(L"a2:" + strLastColumn + std::to_wstring(rows + 1)).get(L"Value");
         if (!result.isArray()) {
@@ -248,7 +254,7 @@ qbx::Disp cListHandler::fncGetRangeDic(const std::wstring& strCountCell, const s
     qbx::guarded(L"fncGetRangeDic", [&] {
         qbx::Disp dic = fncCreateDic();
         if (rows >= 1) {
-            fncRange(L"a2:" + strLastColumn + L"1000").call(L"Sort", 1, xlAscending, xlNoHeader);
+            subSortRows(L"a2:" + strLastColumn + L"1000");
             // Column A of the used rows in one read.
             qbx::Variant block = fncRange(L"a2:a" + std::to_wstring(rows + 1)).get(L"Value");
             // The rows are sorted without regard to case, so a value the
@@ -520,7 +526,7 @@ void cListHandler::SetVisibleRange(const std::wstring& a) {
 
 void cListHandler::SortRange() {
     subSetAction(L"Sorting the grid");
-    qbx::guarded(L"SortRange", [&] { fncRange(L"A2:d1000").call(L"Sort", 1, xlAscending, xlNoHeader); });
+    qbx::guarded(L"SortRange", [&] { subSortRows(L"A2:d1000"); });
 }
 
 void cListHandler::FreezePanes(const std::wstring& a) {

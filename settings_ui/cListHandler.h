@@ -137,6 +137,7 @@ public:
 
 private:
     qbx::Disp fncRange(const std::wstring& strAddress) const;
+    void subSortRows(const std::wstring& strRange) const;
     bool fncTryAdd(cFormControls& frmForm, const wchar_t* progId, bool licensed);
 
     bool blnNewerComponent_ = false;
