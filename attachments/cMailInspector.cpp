@@ -3,7 +3,7 @@
 #include "attachments/cSafeInspector.h"
 #include "attachments/frmChooseSite.h"
 #include "attachments/modAttachmentFlow.h"
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings/cPersonalSettings.h"
 #include "settings_ui/modSettingsWindow.h"
 #include "sharepoint/modUpload.h"
@@ -31,7 +31,7 @@ constexpr long kRemovalDelayMilliseconds = 500;
 // object is a Type mismatch, as it is for a field declared with that type.
 qbx::Disp fncAsOutlook(const qbx::Disp& object, const IID& iid) {
     if (!object) return {};
-    if (!object.ptr().as<IUnknown>(iid)) qbx::raise(qbx::vbErrTypeMismatch, L"Type mismatch");
+    if (!object.supports(iid)) qbx::raiseVb(qbx::vbErrTypeMismatch);
     return object;
 }
 
@@ -82,11 +82,11 @@ void cMailInspector::setCmdSettings(const qbx::Disp& button) {
     if (!button) return;
     cmdSettingsEvents_.connect(button, {qbx::DIID_CommandBarButtonEvents},
                                {
-                                   {qbx::dispid::ButtonClick, [this](qbx::EventArgs& a) {
-                                        qbx::ComPtr<cMailInspector> self(this);
+                                   {qbx::dispid::ButtonClick, [this](qbx::Args& a) {
                                         if (fncIsOwnClick(a.obj(0))) cmdSettings_Click();
                                     }},
-                               });
+                               },
+                            qbx::Pin(static_cast<IDispatch*>(this)));
 }
 
 void cMailInspector::setOuiMailItem(const qbx::Disp& mailItem) {
@@ -96,15 +96,14 @@ void cMailInspector::setOuiMailItem(const qbx::Disp& mailItem) {
     if (!typed) return;
     mailItemEvents_.connect(typed, {qbx::DIID_ItemEvents_10, qbx::DIID_ItemEvents},
                             {
-                                {qbx::dispid::AttachmentAdd, [this](qbx::EventArgs& a) {
-                                     qbx::ComPtr<cMailInspector> self(this);
+                                {qbx::dispid::AttachmentAdd, [this](qbx::Args& a) {
                                      ouiMailItem_AttachmentAdd(a.obj(0));
                                  }},
-                                {qbx::dispid::BeforeAttachmentSave, [this](qbx::EventArgs& a) {
-                                     qbx::ComPtr<cMailInspector> self(this);
+                                {qbx::dispid::BeforeAttachmentSave, [this](qbx::Args& a) {
                                      ouiMailItem_BeforeAttachmentSave(a.obj(0), a);
                                  }},
-                            });
+                            },
+                            qbx::Pin(static_cast<IDispatch*>(this)));
 }
 
 void cMailInspector::setOuiMyInspector(const qbx::Disp& inspector) {
@@ -114,15 +113,14 @@ void cMailInspector::setOuiMyInspector(const qbx::Disp& inspector) {
     if (!typed) return;
     inspectorEvents_.connect(typed, {qbx::DIID_InspectorEvents_10, qbx::DIID_InspectorEvents},
                              {
-                                 {qbx::dispid::InspectorActivate, [this](qbx::EventArgs&) {
-                                      qbx::ComPtr<cMailInspector> self(this);
+                                 {qbx::dispid::InspectorActivate, [this](qbx::Args&) {
                                       ouiMyInspector_Activate();
                                   }},
-                                 {qbx::dispid::InspectorClose, [this](qbx::EventArgs&) {
-                                      qbx::ComPtr<cMailInspector> self(this);
+                                 {qbx::dispid::InspectorClose, [this](qbx::Args&) {
                                       ouiMyInspector_Close();
                                   }},
-                             });
+                             },
+                            qbx::Pin(static_cast<IDispatch*>(this)));
 }
 
 void cMailInspector::subAddButtons() {
@@ -138,7 +136,7 @@ void cMailInspector::subAddButtons() {
         });
         if (!cmdSettings_) {
             subSetAction(L"Adding buttons to Outlook SharePoint Addin toolbar");
-            setCmdSettings(controls.call(L"Add", qbx::msoControlButton, qbx::missing, qbx::missing, qbx::missing, true)
+            setCmdSettings(controls.get(L"Add", qbx::msoControlButton, qbx::missing, qbx::missing, qbx::missing, true)
                                .toDisp());
             cmdSettings_.put(L"Width", kButtonWidth);
             cmdSettings_.put(L"Style", qbx::msoButtonIcon);
@@ -254,12 +252,12 @@ void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
     blnAddedMeanwhile = false;
 }
 
-void cMailInspector::ouiMailItem_BeforeAttachmentSave(const qbx::Disp& attachment, const qbx::EventArgs&) {
+void cMailInspector::ouiMailItem_BeforeAttachmentSave(const qbx::Disp& attachment, const qbx::Args&) {
     subSetAction(L"Handling an attachment about to be saved in the mail");
     qbx::guarded(L"ouiMailItem_BeforeAttachmentSave", [&] {
         if (!ouiMyInspector_) setOuiMyInspector(ouiMailItem_.getObj(L"GetInspector"));
         // Word windows have had their attachment in AttachmentAdd.
-        if (!ouiMyInspector_.call(L"IsWordMail").toBool()) subHandleAttachment(attachment, false);
+        if (!ouiMyInspector_.get(L"IsWordMail").toBool()) subHandleAttachment(attachment, false);
     });
 }
 
@@ -295,7 +293,7 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
         strFileName = fncHtmlEncode(strFileName);
 
         // 3. With one library or none there is nothing to choose from.
-        if (!objPersonalSettings) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+        if (!objPersonalSettings) qbx::raiseVb(qbx::vbErrObjectNotSet);
         if (objPersonalSettings->DicList.Count() <= 1) return;
 
         // While a removal is pending, the event's own attachment waits. This
@@ -371,10 +369,7 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
 
 void cMailInspector::subStartRemovalTimer() {
     objDeleteAttTimer = std::make_unique<frmTimer>();
-    objDeleteAttTimer->setTimerListener([this] {
-        qbx::ComPtr<cMailInspector> self(this);
-        objDeleteAttTimer_Timer();
-    });
+    objDeleteAttTimer->setTimerListener([this] { objDeleteAttTimer_Timer(); }, qbx::Pin(static_cast<IDispatch*>(this)));
     objDeleteAttTimer->TimerInterval(kRemovalDelayMilliseconds);
     objDeleteAttTimer->TimerEnabled(true);
 }

@@ -8,8 +8,8 @@
 #pragma once
 
 #include "attachments/frmTimer.h"
-#include "support/dispatch_object.h"
-#include "support/events.h"
+#include "support/com/dispatch_object.h"
+#include "support/com/events.h"
 
 #include <memory>
 #include <string>
@@ -47,7 +47,7 @@ public:
     // the mail), and an attachment about to be saved into the mail in a
     // window whose editor is not Word. Cancel is never set.
     void ouiMailItem_AttachmentAdd(const qbx::Disp& attachment);
-    void ouiMailItem_BeforeAttachmentSave(const qbx::Disp& attachment, const qbx::EventArgs& args);
+    void ouiMailItem_BeforeAttachmentSave(const qbx::Disp& attachment, const qbx::Args& args);
 
     // Moves one attachment to a document library: the default one or the
     // one the user picks, saved by Outlook itself (Outlook 2002 and 2003) or

@@ -50,9 +50,9 @@ cSafeInspector::~cSafeInspector() { --live; }
 long cSafeInspector::liveObjects() noexcept { return live.load(); }
 
 void cSafeInspector::InsertText(const std::wstring& text) {
-    if (!objItem) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+    if (!objItem) qbx::raiseVb(qbx::vbErrObjectNotSet);
 
-    if (objItem.call(L"IsWordMail").toBool()) {
+    if (objItem.get(L"IsWordMail").toBool()) {
         // Word: this mail's own document window's selection (Word's
         // application-wide Selection belongs to whichever document Word has
         // active). Collapse it to its end first, so selected text is kept,

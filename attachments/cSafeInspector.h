@@ -5,7 +5,7 @@
 // that name.
 #pragma once
 
-#include "support/dispatch_object.h"
+#include "support/com/dispatch_object.h"
 
 // {612E3C95-437C-45C2-BC45-D37BD67DD0AC}
 inline constexpr CLSID CLSID_SafeInspector = {

@@ -1,7 +1,7 @@
 #include "attachments/frmChooseSite.h"
 
 #include "attachments/dialogs.h"
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings/cListControl.h"
 #include "settings/cPersonalSettings.h"
 #include "settings_ui/modXPlooks.h"
@@ -151,7 +151,7 @@ void frmChooseSite::Form_Load() {
     const bool loaded = qbx::guarded(L"Form_Load", [&] {
         subSetCaptions();
 
-        if (!objPersonalSettings) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+        if (!objPersonalSettings) qbx::raiseVb(qbx::vbErrObjectNotSet);
         cListControl lstSites(control(IDC_LSTSITES));
         std::wstring strSelect = objPersonalSettings->strDefaultSite;
         objPersonalSettings->DicList.AddToComboOrList(lstSites, strSelect);
@@ -277,12 +277,12 @@ void frmChooseSite::cmdOK_Click() {
         }
         if (fncIsChecked(IDC_OPTPREDEFINED)) {
             if (fncIsChecked(IDC_CHKDEFAULT)) {
-                if (!objPersonalSettings) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+                if (!objPersonalSettings) qbx::raiseVb(qbx::vbErrObjectNotSet);
                 objPersonalSettings->strDefaultSite = strSelected;
                 objPersonalSettings->SaveSettings();
             }
         } else if (fncIsChecked(IDC_CHKADD)) {
-            if (!objPersonalSettings) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+            if (!objPersonalSettings) qbx::raiseVb(qbx::vbErrObjectNotSet);
             const std::wstring strNewSite = fncControlText(IDC_TXTNEWSITE);
             objPersonalSettings->DicList.Add(qbx::Variant(strNewSite));
             objPersonalSettings->SaveSettings();

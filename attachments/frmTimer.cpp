@@ -1,6 +1,6 @@
 #include "attachments/frmTimer.h"
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "support/modErroHandling.h"
 
 #include <olectl.h>
@@ -25,7 +25,7 @@ void subRegisterClass(WNDPROC proc) {
     wc.lpszClassName = kWindowClass;
     if (!RegisterClassExW(&wc) && GetLastError() != ERROR_CLASS_ALREADY_EXISTS) {
         --liveForms;
-        qbx::raise(static_cast<long>(GetLastError()), L"The timer window class could not be registered");
+        qbx::raiseLastError(L"The timer window class could not be registered");
     }
 }
 
@@ -65,7 +65,7 @@ void frmTimer::TimerEnabled(bool enabled) {
 }
 
 void frmTimer::TimerInterval(long milliseconds) {
-    if (milliseconds < 0) qbx::raise(vbErrInvalidPropertyValue, L"Invalid property value");
+    if (milliseconds < 0) qbx::raiseVb(qbx::vbErrInvalidPropertyValue);
     interval_ = milliseconds;
     subApply();
 }
@@ -74,7 +74,7 @@ void frmTimer::subApply() {
     if (enabled_ && interval_ > 0) {
         // SetTimer on a running timer replaces it: the count starts again.
         if (!SetTimer(window_, kTimerId, static_cast<UINT>(interval_), nullptr))
-            qbx::raise(static_cast<long>(GetLastError()), L"The timer could not be started");
+            qbx::raiseLastError(L"The timer could not be started");
         running_ = true;
     } else if (running_) {
         KillTimer(window_, kTimerId);
@@ -87,7 +87,7 @@ void frmTimer::timTimer_Timer() {
     // The listener may drop this form: hold the function itself meanwhile,
     // and touch nothing of this object after it returns.
     TimerListener listener = listener_;
-    listener();
+    receiver_.run(listener);
 }
 
 LRESULT CALLBACK frmTimer::windowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -118,7 +118,7 @@ qbx::ComPtr<IPictureDisp> frmTimer::imgQBXToolbar() {
     HRESULT hr = OleCreatePictureIndirect(&desc, IID_IPictureDisp, TRUE, picture.putVoid());
     if (FAILED(hr) || !picture) {
         DestroyIcon(icon);
-        qbx::raiseHr(FAILED(hr) ? hr : E_FAIL, nullptr, __LINE__);
+        qbx::raiseHr(FAILED(hr) ? hr : E_FAIL);
     }
     return picture;
 }

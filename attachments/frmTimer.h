@@ -11,6 +11,7 @@
 #pragma once
 
 #include "support/com.h"
+#include "support/com/events.h"
 
 #include <functional>
 
@@ -34,7 +35,11 @@ public:
 
     // The Timer event: called once per tick while the timer runs. An empty
     // listener lets go of the events.
-    void setTimerListener(TimerListener listener) { listener_ = std::move(listener); }
+    // The receiver is pinned (kept alive) around every tick it hears.
+    void setTimerListener(TimerListener listener, qbx::Pin receiver = {}) {
+        listener_ = std::move(listener);
+        receiver_ = std::move(receiver);
+    }
 
     // The button picture (16 x 16 and 32 x 32 icon from the add-in's
     // resources) as a new picture object, for the ribbon's image callback.
@@ -55,6 +60,7 @@ private:
     long interval_ = 0;
     bool running_ = false;
     TimerListener listener_;
+    qbx::Pin receiver_;
 };
 
 // The resource number of the button picture (an icon group).

@@ -9,7 +9,7 @@
 //   end_to_end_s fncGetListsFromSite against the server, for information.
 #include "bench/bench_common.h"
 #include "sharepoint/modDocLibs.h"
-#include "support/dispatch_object.h"
+#include "support/com/dispatch_object.h"
 
 #include <ole2.h>
 
@@ -66,7 +66,7 @@ int wmain(int argc, wchar_t** argv) {
             qbx::Disp doc = qbx::Disp::create(L"MSXML2.DOMDocument");
             doc.put(L"async", false);
             double start = bench::now();  // only the loadXML call counts
-            doc.call(L"loadXML", reply);
+            doc.get(L"loadXML", reply);
             load = std::min(load, bench::now() - start);
             doc.reset();
 

@@ -86,13 +86,13 @@ HRESULT createTimed(const wchar_t* progId, IDispatch** out) {
 // The user's settings as an earlier session left them in the mailbox.
 void seedSettings(emu::Outlook& ol, const std::wstring& library, const std::wstring& other) {
     qbx::Disp folder =
-        ol.nameSpace().getObj(L"GetDefaultFolder", 6).getObj(L"Folders").call(L"Add", L"QBXSettings", 6).toDisp();
-    qbx::Disp item = folder.getObj(L"Items").call(L"Add", L"IPM.Post").toDisp();
+        ol.nameSpace().getObj(L"GetDefaultFolder", 6).getObj(L"Folders").get(L"Add", L"QBXSettings", 6).toDisp();
+    qbx::Disp item = folder.getObj(L"Items").get(L"Add", L"IPM.Post").toDisp();
     item.put(L"Subject", L"Quillbox Settings");
     qbx::Disp properties = item.getObj(L"UserProperties");
-    properties.call(L"Add", L"strSites", 1).toDisp().put(L"Value", library + L"\r\n" + other);
-    properties.call(L"Add", L"strDefaultSite", 1).toDisp().put(L"Value", library);
-    properties.call(L"Add", L"blnAlwaysDefault", 6).toDisp().put(L"Value", true);
+    properties.get(L"Add", L"strSites", 1).toDisp().put(L"Value", library + L"\r\n" + other);
+    properties.get(L"Add", L"strDefaultSite", 1).toDisp().put(L"Value", library);
+    properties.get(L"Add", L"blnAlwaysDefault", 6).toDisp().put(L"Value", true);
     item.call(L"Save");
 }
 

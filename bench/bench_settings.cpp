@@ -18,7 +18,7 @@
 // are made of are timed alone as well (piece_...).
 //   bench_settings.exe [ROUNDS [pieces]]
 #include "bench/bench_common.h"
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings/cListControl.h"
 #include "settings/cPersonalSettings.h"
 #include "settings/cSimpleList.h"
@@ -269,13 +269,13 @@ void seedSettings(emu::Outlook& ol, const std::vector<std::wstring>& libraries) 
     std::wstring sites;
     for (const auto& l : libraries) sites += (sites.empty() ? L"" : L"\r\n") + l;
     qbx::Disp folder =
-        ol.nameSpace().getObj(L"GetDefaultFolder", 6).getObj(L"Folders").call(L"Add", L"QBXSettings", 6).toDisp();
-    qbx::Disp item = folder.getObj(L"Items").call(L"Add", L"IPM.Post").toDisp();
+        ol.nameSpace().getObj(L"GetDefaultFolder", 6).getObj(L"Folders").get(L"Add", L"QBXSettings", 6).toDisp();
+    qbx::Disp item = folder.getObj(L"Items").get(L"Add", L"IPM.Post").toDisp();
     item.put(L"Subject", L"Quillbox Settings");
     qbx::Disp properties = item.getObj(L"UserProperties");
-    properties.call(L"Add", L"strSites", 1).toDisp().put(L"Value", sites);
-    properties.call(L"Add", L"strDefaultSite", 1).toDisp().put(L"Value", libraries.front());
-    properties.call(L"Add", L"blnAlwaysDefault", 6).toDisp().put(L"Value", false);
+    properties.get(L"Add", L"strSites", 1).toDisp().put(L"Value", sites);
+    properties.get(L"Add", L"strDefaultSite", 1).toDisp().put(L"Value", libraries.front());
+    properties.get(L"Add", L"blnAlwaysDefault", 6).toDisp().put(L"Value", false);
     item.call(L"Save");
 }
 
@@ -302,7 +302,7 @@ void timePieces(Figures& f, ControlFactory& factory, const std::vector<std::wstr
     timed("piece_dictionary_2000_exists_and_add_ms", [&] {
         dic = fncCreateDic();
         for (const auto& l : libraries)
-            if (!dic.call(L"Exists", l).toBool()) dic.call(L"Add", l, l);
+            if (!dic.get(L"Exists", l).toBool()) dic.call(L"Add", l, l);
     });
     cSimpleList list;
     qbx::Variant array;

@@ -1,7 +1,7 @@
 #include "host/QBXOutlookConnect.h"
 
 #include "host/cOutlookReactions.h"
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "support/modErroHandling.h"
 
 std::atomic<long> QBXOutlookConnect::live_{0};
@@ -19,7 +19,7 @@ constexpr DISPID kCmdShowSettings = 104;
 IDispatch* objectArg(qbx::Args& a, size_t i) {
     VARIANT* v = a.raw(i);
     if (!v) return nullptr;
-    if (v->vt == (VT_BYREF | VT_VARIANT) && v->pvarVal) v = v->pvarVal;
+    v = &qbx::deref(*v);
     if (v->vt == VT_DISPATCH) return v->pdispVal;
     if (v->vt == (VT_BYREF | VT_DISPATCH)) return v->ppdispVal ? *v->ppdispVal : nullptr;
     return nullptr;
@@ -100,14 +100,6 @@ HRESULT QBXOutlookConnect::QueryInterface(REFIID iid, void** out) {
     }
     AddRef();
     return S_OK;
-}
-
-ULONG QBXOutlookConnect::AddRef() { return ++refs_; }
-
-ULONG QBXOutlookConnect::Release() {
-    ULONG n = --refs_;
-    if (n == 0) delete this;
-    return n;
 }
 
 HRESULT QBXOutlookConnect::GetTypeInfoCount(UINT* n) {

@@ -4,8 +4,10 @@
 // calls the ribbon's callbacks by name.
 #pragma once
 
-#include "support/dispatch_object.h"
+#include "support/com/dispatch_object.h"
 #include "support/office_interfaces.h"
+
+#include <olectl.h>
 
 #include <atomic>
 
@@ -14,15 +16,15 @@ inline constexpr CLSID CLSID_QBXOutlookConnect = {
     0x62B3E315, 0xE2FF, 0x45FF, {0xBC, 0x31, 0xFC, 0x38, 0x0E, 0xD6, 0x91, 0x03}};
 inline constexpr const wchar_t* kConnectProgId = L"Quillbox.QBXOutlookConnect";
 
-class QBXOutlookConnect final : public IDTExtensibility2 {
+class QBXOutlookConnect final : public IDTExtensibility2, public qbx::RefCounted {
 public:
     QBXOutlookConnect();
-    ~QBXOutlookConnect();  // the class's Terminate
+    ~QBXOutlookConnect() override;  // the class's Terminate
 
     // IUnknown
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
-    ULONG STDMETHODCALLTYPE AddRef() override;
-    ULONG STDMETHODCALLTYPE Release() override;
+    ULONG STDMETHODCALLTYPE AddRef() override { return addRef(); }
+    ULONG STDMETHODCALLTYPE Release() override { return release(); }
     // IDispatch of IDTExtensibility2 (DISPIDs 1-5) and the ribbon callbacks
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* n) override;
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT i, LCID, ITypeInfo** out) override;
@@ -73,7 +75,6 @@ private:
 
     void addCallbacks(qbx::MemberTable& table);
 
-    std::atomic<ULONG> refs_{0};
     qbx::MemberTable connectMembers_;
     qbx::MemberTable ribbonMembers_;
     Ribbon ribbon_;

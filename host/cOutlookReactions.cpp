@@ -1,7 +1,7 @@
 #include "host/cOutlookReactions.h"
 
 #include "attachments/cMailInspector.h"
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings/cPersonalSettings.h"
 #include "settings/modSettingsStore.h"
 #include "support/modAssistant.h"
@@ -26,31 +26,26 @@ cOutlookReactions::~cOutlookReactions() {
 
 void cOutlookReactions::setOuaMyOutlook(const qbx::Disp& application) {
     // Only a real Outlook Application answers Outlook's own interface.
-    if (!application || !application.ptr().as<IUnknown>(qbx::IID_OutlookApplication))
-        qbx::raise(qbx::vbErrTypeMismatch, L"Type mismatch");
+    if (!application.supports(qbx::IID_OutlookApplication)) qbx::raiseVb(qbx::vbErrTypeMismatch);
     applicationEvents_.disconnect();
     ouaMyOutlook = application;
-    // A handler may end with this object released; keep it alive meanwhile.
     applicationEvents_.connect(
         application, {qbx::DIID_ApplicationEvents_11, qbx::DIID_ApplicationEvents_10, qbx::DIID_ApplicationEvents},
         {
-            {qbx::dispid::ItemSend, [this](qbx::EventArgs& a) {
-                 auto self = shared_from_this();
+            {qbx::dispid::ItemSend, [this](qbx::Args& a) {
                  ouaMyOutlook_ItemSend(a.obj(0), a);
              }},
-            {qbx::dispid::NewMail, [this](qbx::EventArgs&) {
-                 auto self = shared_from_this();
+            {qbx::dispid::NewMail, [this](qbx::Args&) {
                  ouaMyOutlook_NewMail();
              }},
-            {qbx::dispid::Quit, [this](qbx::EventArgs&) {
-                 auto self = shared_from_this();
+            {qbx::dispid::Quit, [this](qbx::Args&) {
                  ouaMyOutlook_Quit();
              }},
-            {qbx::dispid::Startup, [this](qbx::EventArgs&) {
-                 auto self = shared_from_this();
+            {qbx::dispid::Startup, [this](qbx::Args&) {
                  ouaMyOutlook_Startup();
              }},
-        });
+        },
+        qbx::Pin(weak_from_this()));
 }
 
 void cOutlookReactions::setOuisMyInspectors(const qbx::Disp& inspectors) {
@@ -59,15 +54,15 @@ void cOutlookReactions::setOuisMyInspectors(const qbx::Disp& inspectors) {
     if (!inspectors) return;
     inspectorsEvents_.connect(inspectors, {qbx::DIID_InspectorsEvents},
                               {
-                                  {qbx::dispid::NewInspector, [this](qbx::EventArgs& a) {
-                                       auto self = shared_from_this();
+                                  {qbx::dispid::NewInspector, [this](qbx::Args& a) {
                                        ouisMyInspectors_NewInspector(a.obj(0));
                                    }},
-                              });
+                              },
+                              qbx::Pin(weak_from_this()));
 }
 
 // Sending never cancels; it only prunes the windows that have closed.
-void cOutlookReactions::ouaMyOutlook_ItemSend(const qbx::Disp&, const qbx::EventArgs&) { subClearInspectors(); }
+void cOutlookReactions::ouaMyOutlook_ItemSend(const qbx::Disp&, const qbx::Args&) { subClearInspectors(); }
 
 void cOutlookReactions::ouaMyOutlook_NewMail() { subClearInspectors(); }
 

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "support/com.h"
-#include "support/events.h"
+#include "support/com/events.h"
 
 #include <memory>
 #include <string>
@@ -28,7 +28,7 @@ public:
     qbx::Disp ouisMyInspectors;
     qbx::Disp ouaMyOutlook;
 
-    void ouaMyOutlook_ItemSend(const qbx::Disp& item, const qbx::EventArgs& args);
+    void ouaMyOutlook_ItemSend(const qbx::Disp& item, const qbx::Args& args);
     void ouaMyOutlook_NewMail();
     void ouaMyOutlook_Quit();
     void ouaMyOutlook_Startup();

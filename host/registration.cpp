@@ -10,7 +10,7 @@
 
 #include "attachments/cSafeInspector.h"
 #include "host/QBXOutlookConnect.h"
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings_ui/spreadsheet/spreadsheet_control.h"
 
 #include <olectl.h>

@@ -4,7 +4,7 @@
 #include "host/ribbon.h"
 
 #include "attachments/frmTimer.h"
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings_ui/modSettingsWindow.h"
 #include "support/modErroHandling.h"
 #include "support/phrases.h"

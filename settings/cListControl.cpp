@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr long kErrInvalidValue = 380;    // Invalid property value
-constexpr long kErrTextReadOnly = 383;    // 'Text' property is read-only
 
 }  // namespace
 
@@ -15,7 +13,7 @@ cListControl::cListControl(HWND control) : hwnd_(control), combo_(false) {
     if (CompareStringOrdinal(cls, -1, L"ComboBox", -1, TRUE) == CSTR_EQUAL) {
         combo_ = true;
     } else if (CompareStringOrdinal(cls, -1, L"ListBox", -1, TRUE) != CSTR_EQUAL) {
-        qbx::raise(qbx::vbErrTypeMismatch, L"Type mismatch");
+        qbx::raiseVb(qbx::vbErrTypeMismatch);
     }
 }
 
@@ -34,12 +32,12 @@ std::wstring cListControl::Text() const {
 }
 
 void cListControl::setText(const std::wstring& text) {
-    if (!combo_) qbx::raise(kErrTextReadOnly, L"'Text' property is read-only");
+    if (!combo_) qbx::raiseVb(qbx::vbErrReadOnly, L"Text");
     if (isDropDownList()) {
         // Only an entry can be shown: the first one that matches (in any case).
         LRESULT i = SendMessageW(hwnd_, CB_FINDSTRINGEXACT, static_cast<WPARAM>(-1),
                                  reinterpret_cast<LPARAM>(text.c_str()));
-        if (i == CB_ERR) qbx::raise(kErrTextReadOnly, L"'Text' property is read-only");
+        if (i == CB_ERR) qbx::raiseVb(qbx::vbErrReadOnly, L"Text");
         SendMessageW(hwnd_, CB_SETCURSEL, static_cast<WPARAM>(i), 0);
         return;
     }
@@ -63,7 +61,7 @@ void cListControl::Clear() {
 
 void cListControl::AddItem(const std::wstring& item) {
     LRESULT r = SendMessageW(hwnd_, msg(CB_ADDSTRING, LB_ADDSTRING), 0, reinterpret_cast<LPARAM>(item.c_str()));
-    if (r < 0) qbx::raise(7, L"Out of memory");
+    if (r < 0) qbx::raiseVb(qbx::vbErrOutOfMemory);
 }
 
 long cListControl::ListCount() const {
@@ -87,6 +85,6 @@ long cListControl::ListIndex() const {
 }
 
 void cListControl::setListIndex(long index) {
-    if (index < -1 || index >= ListCount()) qbx::raise(kErrInvalidValue, L"Invalid property value");
+    if (index < -1 || index >= ListCount()) qbx::raiseVb(qbx::vbErrInvalidPropertyValue);
     SendMessageW(hwnd_, msg(CB_SETCURSEL, LB_SETCURSEL), static_cast<WPARAM>(index), 0);
 }

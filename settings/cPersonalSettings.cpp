@@ -11,7 +11,7 @@ const wchar_t* const kPropDefaultSite = L"strDefaultSite";
 const wchar_t* const kPropAlwaysDefault = L"blnAlwaysDefault";
 
 void requireItem(const qbx::Disp& item) {
-    if (!item) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+    if (!item) qbx::raiseVb(qbx::vbErrObjectNotSet);
 }
 
 }  // namespace

@@ -27,18 +27,18 @@ cSimpleList::~cSimpleList() { dicList.reset(); }
 
 void cSimpleList::subNewDictionary() { dicList = fncCreateDic(); }
 
-std::vector<qbx::Variant> cSimpleList::itemValues() const { return qbx::elementsOf(dicList.call(L"Items")); }
+std::vector<qbx::Variant> cSimpleList::itemValues() const { return qbx::elementsOf(dicList.get(L"Items")); }
 
 void cSimpleList::addIfMissing(const qbx::Variant& value) {
-    if (!dicList.call(L"Exists", value).toBool()) dicList.call(L"Add", value, value);
+    if (!dicList.get(L"Exists", value).toBool()) dicList.call(L"Add", value, value);
 }
 
 long cSimpleList::Count() const { return dicList.get(L"Count").toLong(); }
 
-bool cSimpleList::Exists(const std::wstring& item) const { return dicList.call(L"Exists", item).toBool(); }
+bool cSimpleList::Exists(const std::wstring& item) const { return dicList.get(L"Exists", item).toBool(); }
 
 bool cSimpleList::Add(const qbx::Variant& item) {
-    if (dicList.call(L"Exists", item).toBool()) return false;
+    if (dicList.get(L"Exists", item).toBool()) return false;
     dicList.call(L"Add", item, item);
     return true;
 }
@@ -115,7 +115,7 @@ qbx::Variant cSimpleList::RandomItem() const {
     std::vector<qbx::Variant> items = itemValues();
     const long count = static_cast<long>(items.size());
     long position = static_cast<long>(fncRnd() * static_cast<float>(count));
-    if (position < 0 || position >= count) qbx::raise(qbx::vbErrSubscript, L"Subscript out of range");
+    if (position < 0 || position >= count) qbx::raiseVb(qbx::vbErrSubscript);
     return items[static_cast<size_t>(position)];
 }
 
@@ -141,14 +141,14 @@ void cSimpleList::FromComboOrList(cListControl& control) {
 qbx::Variant cSimpleList::ToArray() const {
     std::vector<std::wstring> items = Items();
     // The rows run from 0 to count - 1: an empty list has no valid bounds.
-    if (items.empty()) qbx::raise(qbx::vbErrSubscript, L"Subscript out of range");
+    if (items.empty()) qbx::raiseVb(qbx::vbErrSubscript);
     SAFEARRAYBOUND bounds[2];
     bounds[0].cElements = static_cast<ULONG>(items.size());  // rows
     bounds[0].lLbound = 0;
     bounds[1].cElements = 1;  // one column
     bounds[1].lLbound = 0;
     SAFEARRAY* raw = SafeArrayCreate(VT_BSTR, 2, bounds);
-    if (!raw) qbx::raise(7, L"Out of memory");
+    if (!raw) qbx::raiseVb(qbx::vbErrOutOfMemory);
     qbx::SafeArray array(raw);
     BSTR* cells = nullptr;
     SafeArrayAccessData(raw, reinterpret_cast<void**>(&cells));
@@ -167,7 +167,7 @@ void cSimpleList::ToRS(qbx::Disp& recordSet) {
         held.FromRS(recordSet);
     }
     for (const qbx::Variant& item : itemValues()) {
-        if (held.dicList.call(L"Exists", item).toBool()) continue;
+        if (held.dicList.get(L"Exists", item).toBool()) continue;
         recordSet.call(L"AddNew");
         recordSet.getObj(L"Fields").item(0L).put(L"Value", item);
         recordSet.call(L"Update");
@@ -175,10 +175,10 @@ void cSimpleList::ToRS(qbx::Disp& recordSet) {
     if (recordSet.get(L"RecordCount").toLong() > Count()) {
         const std::wstring field = recordSet.getObj(L"Fields").item(0L).get(L"Name").toString();
         for (const qbx::Variant& value : held.itemValues()) {
-            if (dicList.call(L"Exists", value).toBool()) continue;
+            if (dicList.get(L"Exists", value).toBool()) continue;
             recordSet.call(L"MoveFirst");
             // The criterion is not escaped: a quote in the value makes Find fail.
-            recordSet.call(L"Find", field + L" = '" + value.toString() + L"'");
+            recordSet.get(L"Find", field + L" = '" + value.toString() + L"'");
             if (!recordSet.get(L"EOF").toBool()) recordSet.call(L"Delete");
         }
     }

@@ -1,6 +1,6 @@
 #include "settings/modSettingsStore.h"
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings/cPersonalSettings.h"
 #include "support/modErroHandling.h"
 #include "support/modOutlookCode.h"
@@ -52,8 +52,8 @@ bool subCreateSettingsItem() {
                  kSettingsItemSubject);
     qbx::guarded(L"subCreateSettingsItem", [&] {
         qbx::Disp folders = fncGetMAPINamespace().getObj(L"GetDefaultFolder", kFolderInbox).getObj(L"Folders");
-        objSettingsFolder = folders.call(L"Add", kSettingsFolderName, kFolderTypeInbox).toDisp();
-        qbx::Disp item = objSettingsFolder.getObj(L"Items").call(L"Add", L"IPM.Post").toDisp();
+        objSettingsFolder = folders.get(L"Add", kSettingsFolderName, kFolderTypeInbox).toDisp();
+        qbx::Disp item = objSettingsFolder.getObj(L"Items").get(L"Add", L"IPM.Post").toDisp();
         item.put(L"Subject", kSettingsItemSubject);
         item.call(L"Save");
         result = true;
@@ -70,11 +70,11 @@ qbx::Disp fncFindSettingsItem() {
     // The collection's default lookup by subject.
     err.resume([&] { item = items.item(kSettingsItemSubject); });
     if (!item) {
-        err.resume([&] { item = items.call(L"Find", settingsItemFilter()).toDisp(); });
+        err.resume([&] { item = items.get(L"Find", settingsItemFilter()).toDisp(); });
     } else {
         err.resume([&] {
             if (item.get(L"Subject").toString() != kSettingsItemSubject)
-                item = items.call(L"Find", settingsItemFilter()).toDisp();
+                item = items.get(L"Find", settingsItemFilter()).toDisp();
         });
     }
     if (!item) ReleaseOutlookObjects();

@@ -1,6 +1,6 @@
 #include "settings_ui/cDialogForm.h"
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "support/com.h"
 
 cDialogForm::~cDialogForm() {
@@ -16,7 +16,7 @@ void cDialogForm::Show(HWND owner) {
     INT_PTR rc = DialogBoxParamW(fncAddinModule(), MAKEINTRESOURCEW(templateId_), owner, &cDialogForm::dialogProc,
                                  reinterpret_cast<LPARAM>(this));
     modal_ = false;
-    if (rc == -1) qbx::raise(static_cast<long>(GetLastError()), what_ + L" could not be shown");
+    if (rc == -1) qbx::raiseLastError(what_ + L" could not be shown");
 }
 
 HWND cDialogForm::Load(HWND owner, bool visible) {
@@ -25,7 +25,7 @@ HWND cDialogForm::Load(HWND owner, bool visible) {
     ended_ = false;
     HWND window = CreateDialogParamW(fncAddinModule(), MAKEINTRESOURCEW(templateId_), owner, &cDialogForm::dialogProc,
                                      reinterpret_cast<LPARAM>(this));
-    if (!window) qbx::raise(static_cast<long>(GetLastError()), what_ + L" could not be loaded");
+    if (!window) qbx::raiseLastError(what_ + L" could not be loaded");
     if (visible && hwnd_) ShowWindow(hwnd_, SW_SHOW);
     return hwnd_;
 }

@@ -1,7 +1,7 @@
 #include "settings_ui/cListHandler.h"
 
 #include "attachments/frmTimer.h"
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings_ui/modControlHost.h"
 #include "support/modAssistant.h"
 #include "support/modErroHandling.h"
@@ -85,7 +85,7 @@ cListHandler::cListHandler() = default;
 cListHandler::~cListHandler() = default;
 
 qbx::Disp cListHandler::fncRange(const std::wstring& strAddress) const {
-    if (!CurrSheet) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+    if (!CurrSheet) qbx::raiseVb(qbx::vbErrObjectNotSet);
     return CurrSheet.getObj(L"Range", strAddress);
 }
 
@@ -218,7 +218,7 @@ short cListHandler::UsedRows(const std::wstring& strCountCell) {
     qbx::guarded(L"UsedRows", [&] {
         CurrSheet.call(L"Calculate");
         const short count = fncRange(strCountCell).get(L"Value").toShort();
-        if (count == SHRT_MIN) qbx::raise(vbErrOverflow, L"Overflow");
+        if (count == SHRT_MIN) qbx::raiseVb(qbx::vbErrOverflow);
         result = static_cast<short>(count - 1);
     });
     return result;
@@ -293,7 +293,7 @@ void cListHandler::SetDicList(const qbx::Disp& dic) {
         EditMode(true);
         SetValue(L"A2:A200", qbx::Variant(L""));
         long row = 2;
-        for (const qbx::Variant& item : qbx::elementsOf(dic.call(L"Items")))
+        for (const qbx::Variant& item : qbx::elementsOf(dic.get(L"Items")))
             SetValue(L"A" + std::to_wstring(row++), item);
         EditMode(false);
     });

@@ -1,6 +1,6 @@
 #include "settings_ui/cTabs.h"
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings/cPersonalSettings.h"
 #include "support/modScriptingDic.h"
 #include "support/phrases.h"
@@ -29,7 +29,7 @@ void cTabs::AddTab(const std::wstring& strTabName, const std::wstring& strCaptio
     tab->Advanced = blnAdvanced;
     tab->SimpleList = blnSimpleList;
     if (objList) tab->varExtraData = qbx::Variant(objList);
-    if (!dicTabs) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+    if (!dicTabs) qbx::raiseVb(qbx::vbErrObjectNotSet);
     dicTabs.call(L"Add", strCaption, qbx::Variant(static_cast<IDispatch*>(tab.get())));
 }
 

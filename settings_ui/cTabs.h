@@ -3,7 +3,7 @@
 // order of the tabs).
 #pragma once
 
-#include "support/dispatch_object.h"
+#include "support/com/dispatch_object.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 #include "settings_ui/frmSettings.h"
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings/cPersonalSettings.h"
 #include "settings/modSettingsStore.h"
 #include "settings_ui/cListHandler.h"
@@ -157,7 +157,7 @@ void frmSettings::Form_Load() {
         // The first page that uses the grid makes it, once.
         bool blnListMade = false;
         std::vector<qbx::Disp> tabRecords;
-        for (const qbx::Variant& record : qbx::elementsOf(tabs_->dicTabs.call(L"Items")))
+        for (const qbx::Variant& record : qbx::elementsOf(tabs_->dicTabs.get(L"Items")))
             tabRecords.push_back(record.toDisp());
         for (const qbx::Disp& tab : tabRecords) {
             if (!blnListMade && tab.get(L"HasExcelList").toBool()) {
@@ -219,7 +219,7 @@ void frmSettings::subSetupTabs() {
         subAddUserTabs(*tabs_);
         const bool blnAdvanced = IsDlgButtonChecked(hwnd_, IDC_CHKADVANCED) == BST_CHECKED;
         int position = 0;
-        for (const qbx::Variant& key : qbx::elementsOf(tabs_->dicTabs.call(L"Keys"))) {
+        for (const qbx::Variant& key : qbx::elementsOf(tabs_->dicTabs.get(L"Keys"))) {
             const std::wstring caption = key.toString();
             subSetAction(L"Adding tab " + caption);
             qbx::Disp tab = tabs_->dicTabs.getObj(L"Item", caption);
@@ -291,18 +291,18 @@ void frmSettings::tbsSettings_Click() {
             item.cchTextMax = 255;
             SendMessageW(strip, TCM_GETITEMW, static_cast<WPARAM>(selected), reinterpret_cast<LPARAM>(&item));
             const std::wstring caption = buffer;
-            if (tabs_->dicTabs.call(L"Exists", caption).toBool()) {
+            if (tabs_->dicTabs.get(L"Exists", caption).toBool()) {
                 tab = tabs_->dicTabs.getObj(L"Item", caption);
                 subSetAction(L"Adding the setting page " + caption);
                 if (!tab.get(L"HasExcelList").toBool()) {
                     if (objListHandler) objListHandler->Visible(false);
                 } else {
-                    if (!objListHandler) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+                    if (!objListHandler) qbx::raiseVb(qbx::vbErrObjectNotSet);
                     objListHandler->EditMode(true);
                     qbx::Err err;
                     err.resume([&] {
                         if (!objListHandler->CurrSheet)
-                            qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+                            qbx::raiseVb(qbx::vbErrObjectNotSet);
                         objListHandler->CurrSheet.getObj(L"Range", L"a2:e2999").call(L"ClearContents");
                     });
                     if (err.number() == qbx::vbErrObjectNotSet) {
@@ -362,7 +362,7 @@ void frmSettings::cmdOK_Click() {
         });
         err.clear();
         subSetAction(L"Saving common settings");
-        if (!objPersonalSettings) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+        if (!objPersonalSettings) qbx::raiseVb(qbx::vbErrObjectNotSet);
         objPersonalSettings->SaveSettings();
         objPersonalSettings->GetSettings();
         subSetMousePointer(vbDefault);

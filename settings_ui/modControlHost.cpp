@@ -8,7 +8,9 @@
 // system DLLs it always needs.
 #include "settings_ui/modControlHost.h"
 
-#include "support/dispatch_object.h"
+#include "support/com/dispatch_object.h"
+
+#include <ocidl.h>
 
 #include <cmath>
 #include <vector>
@@ -126,7 +128,7 @@ private:
     static constexpr DISPID kForwardBase = 0x40000000;
 
     const cExtender& live() const {
-        if (!window_) qbx::raise(qbx::vbErrObjectNotSet, L"The control was removed from the window", qbx::Here(0));
+        if (!window_) qbx::raise(qbx::vbErrObjectNotSet, L"The control was removed from the window");
         return *this;
     }
 
@@ -144,7 +146,7 @@ private:
             [this, which](qbx::Args&, const qbx::Variant& v) {
                 const double twips = v.toDouble();
                 int pixels = static_cast<int>(std::lround(twips / perPixel(which)));
-                if (which >= 2 && pixels < 0) qbx::raise(380, L"Invalid property value", qbx::Here(0));
+                if (which >= 2 && pixels < 0) qbx::raiseVb(qbx::vbErrInvalidPropertyValue);
                 RECT r = placement();
                 int x = r.left, y = r.top, w = r.right - r.left, h = r.bottom - r.top;
                 (which == 0 ? x : which == 1 ? y : which == 2 ? w : h) = pixels;
@@ -190,7 +192,7 @@ private:
 // ---------------------------------------------------------------- creation
 
 [[noreturn]] void raiseCantCreate(qbx::Here where) {
-    qbx::raise(qbx::vbErrCantCreate, L"ActiveX component can't create object", where);
+    qbx::raiseVb(qbx::vbErrCantCreate, where);
 }
 
 // Creates the control through its class factory, with its run-time licence
@@ -214,7 +216,7 @@ qbx::ComPtr<IUnknown> fncCreateControl(const CLSID& clsid, const std::wstring* l
         hr = licensed->CreateInstanceLic(nullptr, nullptr, IID_IUnknown, key.get(), control.putVoid());
     else
         hr = factory->CreateInstance(nullptr, IID_IUnknown, control.putVoid());
-    if (hr == CLASS_E_NOTLICENSED) qbx::raiseHr(hr, nullptr, where.line);
+    if (hr == CLASS_E_NOTLICENSED) qbx::raiseHr(hr, nullptr, where);
     if (FAILED(hr) || !control) raiseCantCreate(where);
     return control;
 }
@@ -255,8 +257,8 @@ void cFormControls::RegisterPage(const std::wstring& classId, PageFactory factor
 
 qbx::Disp cFormControls::Add(const std::wstring& progId, const std::wstring& name, qbx::Here where) {
     const std::wstring key = fncKey(name);
-    if (name.empty()) qbx::raise(qbx::vbErrInvalidCall, L"Invalid procedure call or argument", where);
-    if (controls_.count(key)) qbx::raise(360, L"Object already loaded", where);
+    if (name.empty()) qbx::raiseVb(qbx::vbErrInvalidCall, where);
+    if (controls_.count(key)) qbx::raiseVb(qbx::vbErrAlreadyLoaded, where);
     auto entry = std::make_unique<Entry>();
     qbx::Disp object;
 
@@ -297,7 +299,7 @@ qbx::Disp cFormControls::Add(const std::wstring& progId, const std::wstring& nam
 
 void cFormControls::Remove(const std::wstring& name, qbx::Here where) {
     auto it = controls_.find(fncKey(name));
-    if (it == controls_.end()) qbx::raise(730, L"Control '" + name + L"' not found", where);
+    if (it == controls_.end()) qbx::raiseVb(qbx::vbErrControlNotFound, name, where);
     controls_.erase(it);
 }
 

@@ -1,6 +1,6 @@
 #include "settings_ui/modSettingsWindow.h"
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings_ui/frmSettings.h"
 #include "support/modErroHandling.h"
 #include "support/modOutlookCode.h"

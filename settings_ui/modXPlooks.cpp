@@ -44,7 +44,7 @@ LRESULT CALLBACK subControlWatch(HWND window, UINT message, WPARAM wParam, LPARA
 // The control's centre in its parent's client coordinates, rounded to whole pixels.
 POINT fncControlCentre(HWND control, qbx::Here where = {}) {
     RECT r;
-    if (!GetWindowRect(control, &r)) qbx::raise(static_cast<long>(GetLastError()), L"The control has no position", where);
+    if (!GetWindowRect(control, &r)) qbx::raiseLastError(L"The control has no position", where);
     HWND parent = GetAncestor(control, GA_PARENT);
     MapWindowPoints(HWND_DESKTOP, parent, reinterpret_cast<POINT*>(&r), 2);
     const double width = r.right - r.left;
@@ -69,7 +69,7 @@ void subSetControlBackColor(HWND hControl, COLORREF colour) {
     } else {
         if (!IsWindow(hControl)) qbx::raise(qbx::vbErrInvalidCall, L"The control is not a window");
         HBRUSH brush = CreateSolidBrush(colour);
-        if (!brush) qbx::raise(static_cast<long>(GetLastError()), L"No brush for the control's colour");
+        if (!brush) qbx::raiseLastError(L"No brush for the control's colour");
         subForget(hControl);
         keptColours()[hControl] = {colour, brush};
         SetWindowSubclass(hControl, &subControlWatch, kSubclassId, 0);
@@ -116,7 +116,7 @@ cWindowSurface::cWindowSurface(HWND hWindow) {
         if (dc_) DeleteDC(dc_);
         dc_ = nullptr;
         bitmap_ = nullptr;
-        qbx::raise(static_cast<long>(GetLastError()), L"No memory surface for the window");
+        qbx::raiseLastError(L"No memory surface for the window");
     }
     previous_ = SelectObject(dc_, bitmap_);
     SendMessageW(hWindow, WM_ERASEBKGND, reinterpret_cast<WPARAM>(dc_), 0);

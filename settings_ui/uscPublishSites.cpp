@@ -1,6 +1,6 @@
 #include "settings_ui/uscPublishSites.h"
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings/cListControl.h"
 #include "settings/cPersonalSettings.h"
 #include "settings/cSimpleList.h"
@@ -30,12 +30,12 @@ cSimpleList& scratchList() {
 }
 
 cListHandler& grid() {
-    if (!objListHandler) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+    if (!objListHandler) qbx::raiseVb(qbx::vbErrObjectNotSet);
     return *objListHandler;
 }
 
 cPersonalSettings& settings() {
-    if (!objPersonalSettings) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
+    if (!objPersonalSettings) qbx::raiseVb(qbx::vbErrObjectNotSet);
     return *objPersonalSettings;
 }
 
@@ -62,7 +62,7 @@ uscPublishSites::uscPublishSites(HWND form) : DispatchObject(L"uscPublishSites")
 
     hwnd_ = CreateDialogParamW(fncAddinModule(), MAKEINTRESOURCEW(IDD_PUBLISHSITES), form, &uscPublishSites::dialogProc,
                                reinterpret_cast<LPARAM>(this));
-    if (!hwnd_) qbx::raise(static_cast<long>(GetLastError()), L"The document library page could not be made");
+    if (!hwnd_) qbx::raiseLastError(L"The document library page could not be made");
 }
 
 uscPublishSites::~uscPublishSites() {
@@ -228,7 +228,7 @@ void uscPublishSites::cmdBrowse_Click() {
         const long before = list.Count();
         qbx::Disp found = fncGetListsFromSite(site);
         if (found && found.get(L"Count").toLong() > 0) {
-            for (const qbx::Variant& library : qbx::elementsOf(found.call(L"Keys"))) list.Add(library);
+            for (const qbx::Variant& library : qbx::elementsOf(found.get(L"Keys"))) list.Add(library);
         }
         const long after = list.Count();
         if (after >= 1) {

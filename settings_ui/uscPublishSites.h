@@ -9,7 +9,7 @@
 // through its class identifier "Quillbox.uscPublishSites".
 #pragma once
 
-#include "support/dispatch_object.h"
+#include "support/com/dispatch_object.h"
 
 #include <string>
 

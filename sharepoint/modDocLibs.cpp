@@ -29,7 +29,7 @@ std::vector<std::wstring> segmentsBetweenSlashes(const std::wstring& strPath) {
     for (size_t i = 1; i + 1 < parts.size(); ++i) {
         for (const auto& s : segments)
             if (qbx::textEquals(s, parts[i]))
-                qbx::raise(qbx::vbErrKeyExists, L"This key is already associated with an element of this collection");
+                qbx::raiseVb(qbx::vbErrKeyExists);
         segments.push_back(parts[i]);
     }
     return segments;
@@ -57,33 +57,11 @@ bool fncHasDocumentType(std::wstring_view strXml) {
     }
 }
 
-// A member of the reply's nodes, looked up by name on first use and then
-// called by its number: the walk over a large site makes thousands of calls
-// on nodes of the same kind, and the look-up would be most of their cost. A
-// node without the member fails the call as a look-up by name would.
-class NodeMember {
-public:
-    explicit NodeMember(const wchar_t* name) : name_(name) {}
-    qbx::Variant call(const qbx::Disp& node, std::vector<qbx::Variant> args = {}) {
-        if (!node) qbx::raise(qbx::vbErrObjectNotSet, L"Object variable or With block variable not set");
-        if (id_ == DISPID_UNKNOWN) id_ = qbx::dispIdOf(node.get(), name_);
-        if (id_ == DISPID_UNKNOWN) qbx::raiseHr(DISP_E_UNKNOWNNAME, nullptr, 0);
-        qbx::Variant result;
-        HRESULT hr = qbx::invokeById(node.get(), id_, DISPATCH_METHOD | DISPATCH_PROPERTYGET, args, &result, nullptr);
-        if (FAILED(hr)) qbx::raiseHr(hr, nullptr, 0);
-        return result;
-    }
-
-private:
-    const wchar_t* name_;
-    DISPID id_ = DISPID_UNKNOWN;
-};
-
 // The node after this one, or no object at the end (or on any failure).
-qbx::Disp fncNextSibling(NodeMember& nextSibling, const qbx::Disp& objNode) {
+qbx::Disp fncNextSibling(qbx::Disp::Member& nextSibling, const qbx::Disp& objNode) {
     qbx::Disp next;
     qbx::Err err;
-    err.resume([&] { next = nextSibling.call(objNode).toDisp(); });
+    err.resume([&] { next = nextSibling.get(objNode).toDisp(); });
     return next;
 }
 
@@ -126,12 +104,8 @@ qbx::Disp fncLoadReply(qbx::Variant varXml) {
     if (varXml.type() != VT_BSTR) varXml = qbx::Variant(varXml.toString());
     const BSTR bstrXml = varXml.raw().bstrVal;
     if (fncHasDocumentType(std::wstring_view(bstrXml ? bstrXml : L"", SysStringLen(bstrXml)))) return objXml;
-    // The text is handed over as it is (a call by name would copy it).
-    std::vector<qbx::Variant> args;
-    args.push_back(std::move(varXml));
-    HRESULT hr = qbx::invokeById(objXml.get(), qbx::dispIdOf(objXml.get(), L"loadXML"), DISPATCH_METHOD, args, nullptr,
-                                 nullptr);
-    if (FAILED(hr)) qbx::raiseHr(hr, nullptr, 0);
+    // The text is moved into the call, not copied.
+    objXml.call(L"loadXML", std::move(varXml));
     return objXml;
 }
 
@@ -195,21 +169,22 @@ qbx::Disp fncGetListsFromSite(const std::wstring& strSiteUrl) {
 
     // The children in order, from sibling to sibling (reaching them by index
     // costs time in proportion to the index on some platforms).
-    NodeMember getAttribute(L"getAttribute"), nextSibling(L"nextSibling");
-    NodeMember exists(L"Exists"), add(L"Add");
+    // Thousands of calls on nodes of one kind: each member is looked up once.
+    qbx::Disp::Member getAttribute(L"getAttribute"), nextSibling(L"nextSibling");
+    qbx::Disp::Member exists(L"Exists"), add(L"Add");
     err.resume([&] { objList = objLists.getObj(L"firstChild"); });
     for (; objList; objList = fncNextSibling(nextSibling, objList)) {
         // A child that isn't an element has no attributes: reading one fails
         // and the child is passed over.
         qbx::Variant varType, varView;
-        err.resume([&] { varType = getAttribute.call(objList, {L"BaseType"}); });
+        err.resume([&] { varType = getAttribute.get(objList, L"BaseType"); });
         if (varType.type() != VT_BSTR || varType.toString() != L"1") continue;
-        err.resume([&] { varView = getAttribute.call(objList, {L"DefaultViewUrl"}); });
+        err.resume([&] { varView = getAttribute.get(objList, L"DefaultViewUrl"); });
         if (varView.type() != VT_BSTR) continue;
         const std::wstring strUrl = qbx::toLower(fncAbsoluteFromRelative(varView.toString(), strSiteUrl));
         if (strUrl.empty()) continue;
         err.resume([&] {
-            if (!exists.call(dicLists, {strUrl}).toBool()) add.call(dicLists, {strUrl, strUrl});
+            if (!exists.get(dicLists, strUrl).toBool()) add.get(dicLists, strUrl, strUrl);
         });
     }
     err.clear();

@@ -47,13 +47,13 @@ struct FileHandle {
 qbx::Variant fncReadFileBytes(const std::wstring& strPath) {
     FileHandle file{CreateFileW(strPath.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                 nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr)};
-    if (file.h == INVALID_HANDLE_VALUE) qbx::raise(3002, L"File could not be opened.");
+    if (file.h == INVALID_HANDLE_VALUE) qbx::raiseVb(qbx::adErrOpeningFile);
     LARGE_INTEGER size{};
-    if (!GetFileSizeEx(file.h, &size)) qbx::raise(3002, L"File could not be opened.");
-    if (size.QuadPart > 0x7FFFFFFFLL) qbx::raise(7, L"Out of memory");
+    if (!GetFileSizeEx(file.h, &size)) qbx::raiseVb(qbx::adErrOpeningFile);
+    if (size.QuadPart > 0x7FFFFFFFLL) qbx::raiseVb(qbx::vbErrOutOfMemory);
     const ULONG total = static_cast<ULONG>(size.QuadPart);
     qbx::SafeArray bytes(SafeArrayCreateVector(VT_UI1, 0, total));
-    if (!bytes.get()) qbx::raise(7, L"Out of memory");
+    if (!bytes.get()) qbx::raiseVb(qbx::vbErrOutOfMemory);
     if (total) {
         void* data = nullptr;
         SafeArrayAccessData(bytes.get(), &data);
@@ -65,30 +65,9 @@ qbx::Variant fncReadFileBytes(const std::wstring& strPath) {
             done += got;
         }
         SafeArrayUnaccessData(bytes.get());
-        if (done != total) qbx::raise(3002, L"File could not be opened.");
+        if (done != total) qbx::raiseVb(qbx::adErrOpeningFile);
     }
     return std::move(bytes).toVariant(VT_UI1);
-}
-
-// Calls a method with one argument that is handed over as it is: a call by
-// name copies its arguments, and this one is the whole file.
-void fncCallWithoutCopy(const qbx::Disp& obj, const wchar_t* member, qbx::Variant& arg, qbx::Here where = {}) {
-    const DISPID id = qbx::dispIdOf(obj.get(), member);
-    if (id == DISPID_UNKNOWN) qbx::raiseHr(DISP_E_UNKNOWNNAME, nullptr, where.line);
-    std::vector<qbx::Variant> args;
-    args.push_back(std::move(arg));
-    EXCEPINFO info{};
-    const HRESULT hr = qbx::invokeById(obj.get(), id, DISPATCH_METHOD, args, nullptr, &info);
-    arg = std::move(args[0]);
-    struct Free {
-        EXCEPINFO& ei;
-        ~Free() {
-            SysFreeString(ei.bstrSource);
-            SysFreeString(ei.bstrDescription);
-            SysFreeString(ei.bstrHelpFile);
-        }
-    } freeInfo{info};
-    if (FAILED(hr)) qbx::raiseHr(hr, &info, where.line);
 }
 
 // A synchronous send that brought no complete reply failed on the way, even
@@ -99,14 +78,14 @@ void fncCallWithoutCopy(const qbx::Disp& obj, const wchar_t* member, qbx::Varian
 // alone.
 void subCheckReplyArrived(const qbx::Disp& objRequest) {
     const HRESULT kDownloadFailed = static_cast<HRESULT>(0x800C0008L);
-    if (objRequest.get(L"status").toLong() == 0) qbx::raiseHr(kDownloadFailed, nullptr, __LINE__);
+    if (objRequest.get(L"status").toLong() == 0) qbx::raiseHr(kDownloadFailed);
     std::wstring strLength;
     qbx::Err err;
     err.resume([&] { strLength = objRequest.get(L"getResponseHeader", L"Content-Length").toString(); });
     if (strLength.empty() || strLength.find_first_not_of(L"0123456789") != std::wstring::npos) return;
     const qbx::Variant varBody = objRequest.get(L"responseBody");
     const size_t received = varBody.isArray() ? qbx::bytesOf(varBody).size() : 0;
-    if (strLength.size() > 15 || received < std::stoull(strLength)) qbx::raiseHr(kDownloadFailed, nullptr, __LINE__);
+    if (strLength.size() > 15 || received < std::stoull(strLength)) qbx::raiseHr(kDownloadFailed);
 }
 
 }  // namespace
@@ -133,10 +112,10 @@ bool fncUploadFile(const std::wstring& strLocalPath, const std::wstring& strTarg
         if (!blnStream) varBody = fncReadFileBytes(strLocalPath);
 
         objRequest.call(L"Open", L"PUT", strTargetUrl, false);
-        if (blnStream && !streamStep([&] { varBody = objStream.call(L"Read"); }))
+        if (blnStream && !streamStep([&] { varBody = objStream.get(L"Read"); }))
             varBody = fncReadFileBytes(strLocalPath);
-        fncCallWithoutCopy(objRequest, L"send", varBody);
-        varBody = qbx::Variant();
+        // The whole file is moved into the call, not copied.
+        objRequest.call(L"send", std::move(varBody));
         subCheckReplyArrived(objRequest);
 
         // Exact, case-sensitive comparisons of the reason text; the numeric

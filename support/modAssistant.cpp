@@ -42,7 +42,7 @@ long fncAssistantAlert(const qbx::Disp& application, const std::wstring& text) {
         using namespace qbx::assistant;
         qbx::Disp assistant = fncVisibleAssistant(application);
         result = assistant
-                     .call(L"DoAlert", kProductName, text, msoButtonSetOK, msoIconAlertCritical, msoAlertDefaultFirst,
+                     .get(L"DoAlert", kProductName, text, msoButtonSetOK, msoIconAlertCritical, msoAlertDefaultFirst,
                            msoAlertCancelDefault, false)
                      .toLong();
     });
@@ -57,7 +57,7 @@ long fncAssistantAsk(const qbx::Disp& application, const std::wstring& text) {
         using namespace qbx::assistant;
         qbx::Disp assistant = fncVisibleAssistant(application);
         result = assistant
-                     .call(L"DoAlert", kProductName, text, msoButtonSetYesNo, msoIconAlertQuery, msoAlertDefaultFirst,
+                     .get(L"DoAlert", kProductName, text, msoButtonSetYesNo, msoIconAlertQuery, msoAlertDefaultFirst,
                            msoAlertCancelDefault, false)
                      .toLong();
     });

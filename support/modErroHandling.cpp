@@ -1,6 +1,6 @@
 #include "support/modErroHandling.h"
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "support/modOutlookCode.h"
 #include "support/phrases.h"
 #include "support/prompt.h"
@@ -152,7 +152,7 @@ void subSendErrorMail() noexcept {
     qbx::Err err;
     qbx::Disp app = ouaOutlook;
     qbx::Disp mail;
-    err.resume([&] { mail = app.call(L"CreateItem", 0).toDisp(); });
+    err.resume([&] { mail = app.get(L"CreateItem", 0).toDisp(); });
     err.resume([&] { mail.put(L"To", kSupportAddress); });
     err.resume([&] {
         mail.put(L"Subject", std::wstring(L"Error in ") + kProductName + L" " + fncAddinVersion() + L" (" +

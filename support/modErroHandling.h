@@ -65,12 +65,9 @@ bool guarded(const wchar_t* procedure, F&& body) noexcept {
     try {
         body();
         return true;
-    } catch (const Error& e) {
-        subHandleError(e.description(), e.number(), static_cast<short>(e.line()), procedure);
-    } catch (const std::bad_alloc&) {
-        subHandleError(L"Out of memory", 7, 0, procedure);
     } catch (...) {
-        subHandleError(L"Unexpected error", 51, 0, procedure);
+        const Error e = caughtError();
+        subHandleError(e.description(), e.number(), static_cast<short>(e.line()), procedure);
     }
     return false;
 }
@@ -85,28 +82,19 @@ public:
         try {
             statement();
             return true;
-        } catch (const Error& e) {
-            number_ = e.number();
-            description_ = e.description();
-        } catch (const std::bad_alloc&) {
-            number_ = 7;
-            description_ = L"Out of memory";
         } catch (...) {
-            number_ = 51;
-            description_ = L"Unexpected error";
+            error_ = caughtError();
         }
         return false;
     }
-    long number() const noexcept { return number_; }
-    const std::wstring& description() const noexcept { return description_; }
-    void clear() noexcept {
-        number_ = 0;
-        description_.clear();
-    }
+    long number() const noexcept { return error_.number(); }
+    const std::wstring& description() const noexcept { return error_.description(); }
+    // The line of the statement that failed last.
+    int line() const noexcept { return error_.line(); }
+    void clear() noexcept { error_ = Error(0, {}, 0); }
 
 private:
-    long number_ = 0;
-    std::wstring description_;
+    Error error_{0, {}, 0};
 };
 
 }  // namespace qbx

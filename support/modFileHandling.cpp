@@ -43,7 +43,8 @@ void subSetupFS() {
         // The error state is cleared before it is tested, so a second failure
         // in one load passes silently and objFS stays empty.
         err.clear();
-        if (err.number() != 0) subHandleError(err.description(), err.number(), 0, L"subSetupFS");
+        // Kept on purpose (see above): this test never fires.
+        if (err.number() != 0) subHandleError(err.description(), err.number(), static_cast<short>(err.line()), L"subSetupFS");
         return;
     }
 }
@@ -54,7 +55,7 @@ std::wstring fncGetTempPath() {
     qbx::guarded(L"fncGetTempPath", [&] {
         wchar_t buf[MAX_PATH + 1] = {};
         DWORD n = GetTempPathW(MAX_PATH + 1, buf);
-        if (n == 0 || n > MAX_PATH) qbx::raise(76, L"Path not found");
+        if (n == 0 || n > MAX_PATH) qbx::raiseVb(qbx::vbErrPathNotFound);
         result.assign(buf, n);
     });
     return result;
@@ -67,7 +68,7 @@ short fncNextFileNumber() {
         f.next = static_cast<short>(n >= kLastFileNumber ? 1 : n + 1);
         if (!f.inUse[static_cast<size_t>(n)]) return n;
     }
-    qbx::raise(67, L"Too many files");
+    qbx::raiseVb(qbx::vbErrTooManyFiles);
 }
 
 void subSetFileNumberInUse(short number, bool inUse) noexcept {
@@ -86,7 +87,7 @@ void subWriteTextFile(const std::wstring& path, const std::wstring& text, qbx::H
     std::string bytes = "\xEF\xBB\xBF" + qbx::toUtf8(text);
     HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE)
-        qbx::raise(static_cast<long>(GetLastError()), L"The file " + path + L" could not be written", where);
+        qbx::raiseLastError(L"The file " + path + L" could not be written", where);
     DWORD written = 0;
     const BOOL ok = WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     const DWORD code = GetLastError();

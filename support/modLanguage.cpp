@@ -1,6 +1,6 @@
 #include "support/modLanguage.h"
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "support/modErroHandling.h"
 #include "support/phrases.h"
 
@@ -26,7 +26,7 @@ std::string fncPhraseResourceBytes(qbx::Here where = {}) {
     HRSRC res = FindResourceW(module, L"LANGUAGE", L"CUSTOM");
     HGLOBAL data = res ? LoadResource(module, res) : nullptr;
     const void* bytes = data ? LockResource(data) : nullptr;
-    if (!bytes) qbx::raise(326, L"Resource with identifier 'LANGUAGE' not found", where);
+    if (!bytes) qbx::raiseVb(qbx::vbErrResourceNotFound, L"LANGUAGE", where);
     return std::string(static_cast<const char*>(bytes), SizeofResource(module, res));
 }
 
@@ -40,7 +40,7 @@ constexpr wchar_t kByteOrderMark = 0xFEFF;
 
 std::wstring fncFieldAt(const std::vector<std::wstring>& fields, short index, qbx::Here where = {}) {
     if (index < 0 || static_cast<size_t>(index) >= fields.size())
-        qbx::raise(qbx::vbErrSubscript, L"Subscript out of range", where);
+        qbx::raiseVb(qbx::vbErrSubscript, where);
     return fields[static_cast<size_t>(index)];
 }
 
@@ -64,14 +64,14 @@ cPhrase::cPhrase() : DispatchObject(L"cPhrase") {
 void cPhraseCollection::add(const qbx::ComPtr<cPhrase>& phrase, const std::wstring& key, qbx::Here where) {
     std::wstring folded = qbx::toUpper(key);
     if (byKey_.count(folded))
-        qbx::raise(qbx::vbErrKeyExists, L"This key is already associated with an element of this collection", where);
+        qbx::raiseVb(qbx::vbErrKeyExists, where);
     byKey_.emplace(std::move(folded), items_.size());
     items_.push_back(phrase);
 }
 
 qbx::Disp cPhraseCollection::item(const std::wstring& key, qbx::Here where) const {
     auto found = byKey_.find(qbx::toUpper(key));
-    if (found == byKey_.end()) qbx::raise(qbx::vbErrInvalidCall, L"Invalid procedure call or argument", where);
+    if (found == byKey_.end()) qbx::raiseVb(qbx::vbErrInvalidCall, where);
     return qbx::Disp(static_cast<IDispatch*>(items_[found->second].get()));
 }
 

@@ -5,7 +5,7 @@
 // At start-up:  subSetPhrases(fncGetLanguageColumn());
 #pragma once
 
-#include "support/dispatch_object.h"
+#include "support/com/dispatch_object.h"
 
 #include <functional>
 #include <map>

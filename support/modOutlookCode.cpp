@@ -1,6 +1,6 @@
 #include "support/modOutlookCode.h"
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "support/modErroHandling.h"
 #include "support/prompt.h"
 
@@ -65,13 +65,13 @@ bool subSetUserProperty(const qbx::Disp& item, const std::wstring& name, const q
     return qbx::guarded(L"subSetUserProperty", [&] {
         if (!item) return;
         qbx::Disp properties = item.getObj(L"UserProperties");
-        qbx::Disp property = properties.call(L"Find", name).toDisp();
+        qbx::Disp property = properties.get(L"Find", name).toDisp();
         const long outlookType = outlookPropertyType(typeCode);
         if (!property && outlookType != 0) {
             // Without a flag the collection's own default applies.
             qbx::Variant added = addToFolderFields.type() == VT_ERROR
-                                     ? properties.call(L"Add", name, outlookType)
-                                     : properties.call(L"Add", name, outlookType, addToFolderFields);
+                                     ? properties.get(L"Add", name, outlookType)
+                                     : properties.get(L"Add", name, outlookType, addToFolderFields);
             property = added.toDisp();
         }
         switch (typeCode) {
@@ -99,7 +99,7 @@ qbx::Variant fncGetUserProperty(const qbx::Disp& item, const std::wstring& name,
     subSetAction(L"Reading the value of the Outlook property " + name);
     qbx::Err err;
     qbx::Disp property;
-    err.resume([&] { property = item.getObj(L"UserProperties").call(L"Find", name).toDisp(); });
+    err.resume([&] { property = item.getObj(L"UserProperties").get(L"Find", name).toDisp(); });
     if (!property) {
         switch (typeCode) {
             case VT_I2:

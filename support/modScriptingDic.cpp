@@ -1,6 +1,6 @@
 #include "support/modScriptingDic.h"
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "support/modErroHandling.h"
 #include "support/prompt.h"
 
@@ -87,7 +87,7 @@ qbx::Disp fncCreateDic() {
         blnDicRepairTried = true;
     }
     if (!dic) {
-        subHandleError(err.description(), err.number(), 0, L"modScriptingDic.fncCreateDic");
+        subHandleError(err.description(), err.number(), static_cast<short>(err.line()), L"modScriptingDic.fncCreateDic");
         return dic;
     }
     qbx::Disp result;

@@ -11,10 +11,10 @@ std::wstring fncGetListSeparator() {
     qbx::guarded(L"fncGetListSeparator", [&] {
         // The item is at most four characters; ask for its length first anyway.
         int n = GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SLIST, nullptr, 0);
-        if (n <= 0) qbx::raise(static_cast<long>(GetLastError()), L"The list separator could not be read");
+        if (n <= 0) qbx::raiseLastError(L"The list separator could not be read");
         std::wstring buf(static_cast<size_t>(n), L'\0');
         n = GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SLIST, buf.data(), n);
-        if (n <= 0) qbx::raise(static_cast<long>(GetLastError()), L"The list separator could not be read");
+        if (n <= 0) qbx::raiseLastError(L"The list separator could not be read");
         buf.resize(static_cast<size_t>(n - 1));  // without the terminator
         result = buf;
     });

@@ -10,11 +10,11 @@ void subMakeSureInTaskbar(HWND hWnd, const std::wstring& strActivateTitle) {
         SetLastError(0);
         LONG style = GetWindowLongW(hWnd, GWL_EXSTYLE);
         if (style == 0 && GetLastError() != 0)
-            qbx::raise(static_cast<long>(GetLastError()), L"The window's style could not be read");
+            qbx::raiseLastError(L"The window's style could not be read");
         if ((style & WS_EX_APPWINDOW) == 0) {
             SetLastError(0);
             if (SetWindowLongW(hWnd, GWL_EXSTYLE, style | WS_EX_APPWINDOW) == 0 && GetLastError() != 0)
-                qbx::raise(static_cast<long>(GetLastError()), L"The window's style could not be set");
+                qbx::raiseLastError(L"The window's style could not be set");
             // A window already on screen picks the new style up only when its
             // frame is recalculated.
             SetWindowPos(hWnd, nullptr, 0, 0, 0, 0,

@@ -2,7 +2,7 @@
 
 #include <doctest/doctest.h>
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "support/com.h"
 #include "support/modErroHandling.h"
 

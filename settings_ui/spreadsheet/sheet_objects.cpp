@@ -30,7 +30,7 @@ Variant cellRange(const Context& c, const Rect& r, Range::Kind kind = Range::Kin
 // ---------------------------------------------------------------- arguments
 
 // A row or column number given to Cells, Rows, Columns (a column also by its letters).
-int indexArg(const Variant& v, bool column, Here where = Here(0)) {
+int indexArg(const Variant& v, bool column, Here where = {}) {
     if (column && v.type() == VT_BSTR) {
         Rect r = parseAddress(v.toString() + L":" + v.toString(), where);
         return r.left;
@@ -41,7 +41,7 @@ int indexArg(const Variant& v, bool column, Here where = Here(0)) {
 void checkInSheet(const Rect& r) {
     if (r.top < 1 || r.left < 1 || r.bottom > kMaxRows || r.right > kMaxColumns || r.top > r.bottom ||
         r.left > r.right)
-        raise(kErrBadAddress, L"The cells asked for lie outside the sheet (A1 to IV65536)", Here(0));
+        raise(kErrBadAddress, L"The cells asked for lie outside the sheet (A1 to IV65536)");
 }
 
 // The cells an argument names: an address, or a range object (read through
@@ -49,12 +49,12 @@ void checkInSheet(const Rect& r) {
 Rect rectArg(const Variant& v) {
     if (v.isObject()) {
         Disp d = v.toDisp();
-        if (!d) raise(vbErrObjectNotSet, L"Object variable or With block variable not set", Here(0));
-        return parseAddress(d.get(L"Address").toString(), Here(0));
+        if (!d) raiseVb(vbErrObjectNotSet);
+        return parseAddress(d.get(L"Address").toString());
     }
     if (v.type() != VT_BSTR && !v.isNumeric())
-        raise(kErrBadAddress, L"A cell reference is expected here", Here(0));
-    return parseAddress(v.toString(), Here(0));
+        raise(kErrBadAddress, L"A cell reference is expected here");
+    return parseAddress(v.toString());
 }
 
 Rect bounding(const Rect& a, const Rect& b) {
@@ -79,7 +79,7 @@ Rect cellsArgs(const Rect& base, Args& a) {
         column = indexArg(a.value(1), true);
     } else {
         long i = a.i32(0) - 1;
-        if (i < 0) raise(kErrBadAddress, L"Cell numbers start at 1", Here(0));
+        if (i < 0) raise(kErrBadAddress, L"Cell numbers start at 1");
         row = static_cast<int>(i / base.columns()) + 1;
         column = static_cast<int>(i % base.columns()) + 1;
     }
@@ -96,7 +96,7 @@ Rect linesArgs(const Rect& base, Args& a, bool columns) {
     if (v.type() == VT_BSTR) {
         std::wstring s = v.toString();
         if (s.find(L':') == std::wstring::npos) s += L":" + s;
-        return parseAddress(s, Here(0));
+        return parseAddress(s);
     }
     int i = static_cast<int>(v.toLong());
     Rect r = base;
@@ -137,9 +137,9 @@ Variant elementAt(SAFEARRAY* sa, VARTYPE vt, LONG* index) {
             if (SUCCEEDED(hr)) e.vt = vt;
             break;
         default:
-            raise(kErrBadValue, L"An array of this kind of element can't be put into cells", Here(0));
+            raise(kErrBadValue, L"An array of this kind of element can't be put into cells");
     }
-    if (FAILED(hr)) raise(kErrBadValue, L"An element of the array could not be read", Here(0));
+    if (FAILED(hr)) raise(kErrBadValue, L"An element of the array could not be read");
     return Variant::attach(e);
 }
 
@@ -156,7 +156,7 @@ template <class F>
 void forArray(const Variant& value, const Rect& r, F put) {
     Variant v = Variant::copyOf(value.raw());
     SAFEARRAY* sa = v.raw().parray;
-    if (!sa) raise(kErrBadValue, L"The array is empty", Here(0));
+    if (!sa) raise(kErrBadValue, L"The array is empty");
     VARTYPE vt = VT_EMPTY;
     SafeArrayGetVartype(sa, &vt);
     UINT dims = SafeArrayGetDim(sa);
@@ -170,7 +170,7 @@ void forArray(const Variant& value, const Rect& r, F put) {
         long rows = ur - lr + 1, columns = uc - lc + 1;
         if (rows != r.rows() || columns != r.columns())
             raise(kErrBadValue, L"The array has " + shapeText(rows, columns) + L" but the range " + range + L" has " +
-                                    shapeText(r.rows(), r.columns()), Here(0));
+                                    shapeText(r.rows(), r.columns()));
         for (long i = 0; i < rows; ++i)
             for (long j = 0; j < columns; ++j) {
                 LONG index[2] = {lr + i, lc + j};  // rows first, as the array was made
@@ -187,8 +187,7 @@ void forArray(const Variant& value, const Rect& r, F put) {
         bool across = r.rows() == 1 && n == r.columns();
         if (!down && !across)
             raise(kErrBadValue, L"A list of " + std::to_wstring(n) + L" values fits a range of one column or one row with " +
-                                    std::to_wstring(n) + L" cells, not " + range + L" (" + shapeText(r.rows(), r.columns()) + L")",
-                  Here(0));
+                                    std::to_wstring(n) + L" cells, not " + range + L" (" + shapeText(r.rows(), r.columns()) + L")");
         for (long i = 0; i < n; ++i) {
             LONG index = l + i;
             int row = down ? r.top + static_cast<int>(i) : r.top;
@@ -197,7 +196,7 @@ void forArray(const Variant& value, const Rect& r, F put) {
         }
         return;
     }
-    raise(kErrBadValue, L"Only arrays of one or two dimensions can be put into cells", Here(0));
+    raise(kErrBadValue, L"Only arrays of one or two dimensions can be put into cells");
 }
 
 // A rows-first 2-D array (1-based) of the range, one Variant per cell.
@@ -209,7 +208,7 @@ Variant arrayOf(const Rect& r, F cell) {
     b[1].cElements = static_cast<ULONG>(r.columns());
     b[1].lLbound = 1;
     SafeArray a(SafeArrayCreate(VT_VARIANT, 2, b));
-    if (!a.get()) raise(7, L"Out of memory", Here(0));
+    if (!a.get()) raiseVb(vbErrOutOfMemory);
     VARIANT* data = nullptr;
     SafeArrayAccessData(a.get(), reinterpret_cast<void**>(&data));
     // Storage runs down the first dimension (rows) first.
@@ -224,17 +223,17 @@ Variant arrayOf(const Rect& r, F cell) {
 void putValue(Sheet& s, const Rect& r, const Variant& value) {
     Sheet::Batch batch(s);
     if (value.isArray()) {
-        forArray(value, r, [&](int row, int column, const Variant& e) { s.setValue(row, column, fromVariant(e, Here(0)), Here(0)); });
+        forArray(value, r, [&](int row, int column, const Variant& e) { s.setValue(row, column, fromVariant(e)); });
         return;
     }
     // A scalar fills every cell; empty (or empty text) clears them.
-    CellValue v = fromVariant(value, Here(0));
+    CellValue v = fromVariant(value);
     if (isEmpty(v) || (std::holds_alternative<std::wstring>(v) && std::get<std::wstring>(v).empty())) {
         s.clearContents(r);
         return;
     }
     for (int c = r.left; c <= r.right; ++c)
-        for (int row = r.top; row <= r.bottom; ++row) s.setValue(row, c, v, Here(0));
+        for (int row = r.top; row <= r.bottom; ++row) s.setValue(row, c, v);
 }
 
 Variant getValue(const Sheet& s, const Rect& r) {
@@ -246,7 +245,7 @@ Variant getValue(const Sheet& s, const Rect& r) {
 void putFormula(Sheet& s, const Rect& r, const Variant& value) {
     Sheet::Batch batch(s);
     if (value.isArray()) {
-        forArray(value, r, [&](int row, int column, const Variant& e) { s.setFormula(row, column, e.toString(), Here(0)); });
+        forArray(value, r, [&](int row, int column, const Variant& e) { s.setFormula(row, column, e.toString()); });
         return;
     }
     std::wstring text = value.toString();
@@ -255,7 +254,7 @@ void putFormula(Sheet& s, const Rect& r, const Variant& value) {
         return;
     }
     for (int c = r.left; c <= r.right; ++c)
-        for (int row = r.top; row <= r.bottom; ++row) s.setFormula(row, c, text, Here(0));
+        for (int row = r.top; row <= r.bottom; ++row) s.setFormula(row, c, text);
 }
 
 // ---------------------------------------------------------------- formats
@@ -280,7 +279,7 @@ HAlign alignFromCode(long code, bool firstGeneration) {
             case xlHAlignRight: return HAlign::Right;
         }
     }
-    raise(kErrBadValue, L"Unknown horizontal alignment " + std::to_wstring(code), Here(0));
+    raise(kErrBadValue, L"Unknown horizontal alignment " + std::to_wstring(code));
 }
 
 long alignCode(HAlign a, bool firstGeneration) {
@@ -302,7 +301,7 @@ COLORREF colorArg(const Variant& v) {
     }
     long n = v.toLong();
     if (n == xlNone) return CLR_INVALID;
-    if (n < 0 || n > 0xFFFFFF) raise(kErrBadValue, L"Not a colour: " + std::to_wstring(n), Here(0));
+    if (n < 0 || n > 0xFFFFFF) raise(kErrBadValue, L"Not a colour: " + std::to_wstring(n));
     return static_cast<COLORREF>(n);
 }
 
@@ -328,7 +327,7 @@ private:
             m.get<Font>(L"Size", [](Font& f, Args&) { return Variant(topLeftFormat(f, f.rect).fontSize); },
                         [](Font& f, Args&, const Variant& v) {
                             double size = v.toDouble();
-                            if (!(size >= 1 && size <= 409)) raise(kErrBadValue, L"A font size is 1 to 409 points", Here(0));
+                            if (!(size >= 1 && size <= 409)) raise(kErrBadValue, L"A font size is 1 to 409 points");
                             Format x;
                             x.fontSize = size;
                             f.sheet().applyFormat(f.rect, x);
@@ -406,7 +405,7 @@ bool edgeCells(const Rect& r, long index, Rect& cells, bool& right) {
             right = false;
             return true;
     }
-    raise(vbErrSubscript, L"There is no border number " + std::to_wstring(index), Here(0));
+    raise(vbErrSubscript, L"There is no border number " + std::to_wstring(index));
 }
 
 enum class BorderPart { Style, Color, Weight };
@@ -427,7 +426,7 @@ void putBorder(Sheet& s, const Rect& r, long index, BorderPart part, const Varia
         case BorderPart::Weight: {
             long w = v.toLong();
             if (w != xlHairline && w != xlThin && w != xlMedium && w != xlThick)
-                raise(kErrBadValue, L"Unknown border weight " + std::to_wstring(w), Here(0));
+                raise(kErrBadValue, L"Unknown border weight " + std::to_wstring(w));
             x.borderWeight = static_cast<int>(w);
             break;
         }
@@ -634,7 +633,7 @@ int directionIndex(long code) {
         case xlUp: case 2: return 2;
         case xlToLeft: case 3: return 3;
     }
-    raise(kErrBadValue, L"Unknown direction " + std::to_wstring(code), Here(0));
+    raise(kErrBadValue, L"Unknown direction " + std::to_wstring(code));
 }
 
 }  // namespace
@@ -731,8 +730,7 @@ HRESULT SheetObject::Invoke(DISPID id, REFIID iid, LCID lcid, WORD flags, DISPPA
         if (const MemberPolicy::Failure* f = ctx_.policy->failure(className(), m->name))
             raise(f->number,
                   f->description.empty() ? L"Method '" + m->name + L"' of object '" + className() + L"' failed"
-                                         : f->description,
-                  Here(0));
+                                         : f->description);
         beforeCall(id, flags);
         if (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) {
             if (!m->put) return DISP_E_MEMBERNOTFOUND;
@@ -896,7 +894,7 @@ const MemberList& Range::members() {
             }
             long order = a.has(1) ? a.i32(1) : xlAscending;
             if (order != xlAscending && order != xlDescending)
-                raise(kErrBadValue, L"The sort order is 1 (ascending) or 2 (descending), not " + std::to_wstring(order), Here(0));
+                raise(kErrBadValue, L"The sort order is 1 (ascending) or 2 (descending), not " + std::to_wstring(order));
             bool header = a.has(2) && a.i32(2) == xlYes;
             r.sheet().sort(r.rect_, key, order == xlAscending, header);
             return Variant();

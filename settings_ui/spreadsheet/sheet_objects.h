@@ -19,7 +19,7 @@
 #pragma once
 
 #include "settings_ui/spreadsheet/sheet_model.h"
-#include "support/dispatch_object.h"
+#include "support/com/dispatch_object.h"
 
 #include <map>
 #include <memory>

@@ -1,6 +1,6 @@
 #include "settings_ui/spreadsheet/spreadsheet_control.h"
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 
 #include <commctrl.h>
 

@@ -12,7 +12,9 @@
 // freed by their last Release.
 #pragma once
 
-#include "support/dispatch_object.h"
+#include "support/com/dispatch_object.h"
+
+#include <ocidl.h>
 
 #include <functional>
 #include <initializer_list>

@@ -2,6 +2,8 @@
 // Outlook makes it, the ribbon, and the user's actions.
 #include "testbed/outlook/emulator.h"
 
+#include <olectl.h>
+
 #include <algorithm>
 
 namespace emu {
@@ -302,7 +304,7 @@ std::wstring Outlook::ribbonIdFor(Inspector* w) const {
 namespace {
 
 std::wstring attr(const qbx::Disp& element, const wchar_t* name) {
-    qbx::Variant v = element.call(L"getAttribute", name);
+    qbx::Variant v = element.get(L"getAttribute", name);
     return v.isNull() || v.isEmpty() ? std::wstring() : v.toString();
 }
 
@@ -334,7 +336,7 @@ void Outlook::loadRibbon(const std::wstring& ribbonId) {
                     qbx::raise(429, L"no XML parser");
                 qbx::Disp doc(docPtr);
                 doc.put(L"async", false);
-                if (!doc.call(L"loadXML", load.xml).toBool()) {
+                if (!doc.get(L"loadXML", load.xml).toBool()) {
                     load.problem = L"not well-formed: " + doc.getObj(L"parseError").get(L"reason").toString();
                 } else {
                     qbx::Disp root = doc.getObj(L"documentElement");

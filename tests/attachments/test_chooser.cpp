@@ -3,7 +3,7 @@
 // (with what it saves, read back after Outlook restarts) and Cancel.
 #include <doctest/doctest.h>
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings/cPersonalSettings.h"
 #include "settings/modSettingsStore.h"
 #include "support/modLanguage.h"

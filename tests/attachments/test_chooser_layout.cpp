@@ -3,7 +3,7 @@
 // controls, measured with the dialog's font (MS Shell Dlg 8).
 #include <doctest/doctest.h>
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings/cPersonalSettings.h"
 #include "support/modLanguage.h"
 #include "support/phrases.h"

@@ -7,7 +7,7 @@
 #include <doctest/doctest.h>
 
 #include "attachments/frmChooseSite.h"
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings/cPersonalSettings.h"
 #include "support/modLanguage.h"
 #include "tests/test_support.h"

@@ -9,7 +9,7 @@
 #include "attachments/modAttachmentFlow.h"
 #include "host/QBXOutlookConnect.h"
 #include "host/cOutlookReactions.h"
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings/cPersonalSettings.h"
 #include "support/modOutlookCode.h"
 #include "testbed/outlook/emulator.h"

@@ -22,7 +22,7 @@ std::wstring insertInto(int version, emu::EditorKind editor, bool selectFirstWor
     d.putRef(L"Item", qbx::Disp(w->disp()));
     if (selectFirstWord) {
         // A selection over "Hello": the insertion goes after it and keeps it.
-        qbx::Disp(w->disp()).call(L"Activate");
+        qbx::Disp(w->disp()).get(L"Activate");
         ol.moveCursor(w, 0);
     }
     d.call(L"InsertText", L"http://sp/lib/a.doc \r\n");
@@ -43,7 +43,7 @@ TEST_CASE("the link goes in at the cursor through Word's selection and through t
 TEST_CASE("without a window the insertion fails with an error, and references are given back") {
     auto safe = qbx::makeObject<cSafeInspector>();
     qbx::Disp d(safe.get());
-    CHECK_THROWS_AS(d.call(L"InsertText", L"x"), qbx::Error);
+    CHECK_THROWS_AS(d.get(L"InsertText", L"x"), qbx::Error);
     emu::Outlook ol;
     emu::Inspector* w = ol.openCompose();
     d.putRef(L"Item", qbx::Disp(w->disp()));

@@ -4,7 +4,7 @@
 // proved on the settings window.)
 #include "settings_ui/cOleControl.h"
 #include "settings_ui/modControlHost.h"
-#include "support/dispatch_object.h"
+#include "support/com/dispatch_object.h"
 #include "tests/control_host/control_host_util.h"
 
 namespace {

@@ -2,7 +2,7 @@
 // list separator routine.
 #include <doctest/doctest.h>
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "support/modAssistant.h"
 #include "support/modErroHandling.h"
 #include "support/modShell.h"

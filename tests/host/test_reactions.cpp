@@ -7,7 +7,7 @@
 #include "attachments/cMailInspector.h"
 #include "host/QBXOutlookConnect.h"
 #include "host/cOutlookReactions.h"
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "host/ribbon.h"
 #include "settings/cPersonalSettings.h"
 #include "settings_ui/modSettingsWindow.h"
@@ -69,10 +69,10 @@ TEST_CASE("start-up finds or creates the settings folder, loads the settings and
     Session s;
     SUBCASE("a folder left by an earlier session is used") {
         qbx::Disp folder =
-            s.ol.nameSpace().getObj(L"GetDefaultFolder", 6).getObj(L"Folders").call(L"Add", L"QBXSettings", 6).toDisp();
-        qbx::Disp item = folder.getObj(L"Items").call(L"Add", L"IPM.Post").toDisp();
+            s.ol.nameSpace().getObj(L"GetDefaultFolder", 6).getObj(L"Folders").get(L"Add", L"QBXSettings", 6).toDisp();
+        qbx::Disp item = folder.getObj(L"Items").get(L"Add", L"IPM.Post").toDisp();
         item.put(L"Subject", L"Quillbox Settings");
-        item.getObj(L"UserProperties").call(L"Add", L"strDefaultSite", 1).toDisp().put(L"Value", L"http://x/Docs");
+        item.getObj(L"UserProperties").get(L"Add", L"strDefaultSite", 1).toDisp().put(L"Value", L"http://x/Docs");
         item.call(L"Save");
         s.ol.fireStartup();
         REQUIRE(objPersonalSettings);

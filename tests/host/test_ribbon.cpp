@@ -3,7 +3,7 @@
 #include <doctest/doctest.h>
 
 #include "host/QBXOutlookConnect.h"
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings_ui/modSettingsWindow.h"
 #include "support/modErroHandling.h"
 #include "support/phrases.h"

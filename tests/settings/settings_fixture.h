@@ -3,7 +3,7 @@
 // would start, recorded instead of run.
 #pragma once
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "support/modFileHandling.h"
 #include "support/modScriptingDic.h"
 #include "tests/test_support.h"

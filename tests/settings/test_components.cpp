@@ -27,7 +27,7 @@ TEST_CASE_FIXTURE(Fixture, "the dictionary: text comparison, one repair per load
     qbx::Disp dic = fncCreateDic();
     REQUIRE(dic);
     dic.call(L"Add", L"Key", 1L);
-    CHECK(dic.call(L"Exists", L"KEY").toBool());
+    CHECK(dic.get(L"Exists", L"KEY").toBool());
     CHECK(started.empty());
 
     failCreation(kDic, 2);  // the direct and the by-name attempt fail; the retry works
@@ -64,7 +64,7 @@ TEST_CASE_FIXTURE(Fixture, "the file-system object: one repair, a second failure
     subSetupFS();
     CHECK(attempts[kFso] == 7);
     REQUIRE(objFS);
-    CHECK(objFS.call(L"FolderExists", fncGetTempPath()).toBool());
+    CHECK(objFS.get(L"FolderExists", fncGetTempPath()).toBool());
 }
 
 TEST_CASE_FIXTURE(Fixture, "the shell object: its own repair, else the four-line message and the stop") {

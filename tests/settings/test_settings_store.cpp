@@ -61,12 +61,12 @@ public:
     // given a folder) and saves it.
     static void addProps(qbx::Disp item, std::vector<std::pair<std::wstring, Variant>> props, long type = 1) {
         for (const auto& [name, value] : props)
-            item.getObj(L"UserProperties").call(L"Add", name, type).toDisp().put(L"Value", value);
+            item.getObj(L"UserProperties").get(L"Add", name, type).toDisp().put(L"Value", value);
         item.call(L"Save");
     }
     static void addPost(emu::Folder* folder, const std::wstring& subject,
                         std::vector<std::pair<std::wstring, Variant>> props = {}) {
-        qbx::Disp item = com(folder).getObj(L"Items").call(L"Add", L"IPM.Post").toDisp();
+        qbx::Disp item = com(folder).getObj(L"Items").get(L"Add", L"IPM.Post").toDisp();
         item.put(L"Subject", subject);
         addProps(item, props);
     }

@@ -5,7 +5,7 @@
 
 #include "settings/cListControl.h"
 #include "settings/cSimpleList.h"
-#include "support/dispatch_object.h"
+#include "support/com/dispatch_object.h"
 #include "tests/settings/settings_fixture.h"
 
 #include <map>

@@ -3,7 +3,7 @@
 // creatable by ProgID in this process, driven through window messages.
 #pragma once
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings/cPersonalSettings.h"
 #include "settings/modSettingsStore.h"
 #include "settings_ui/cListHandler.h"

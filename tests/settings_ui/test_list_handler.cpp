@@ -4,7 +4,7 @@
 #include <doctest/doctest.h>
 
 #include "attachments/frmTimer.h"
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "settings_ui/cListHandler.h"
 #include "settings_ui/spreadsheet/sheet_objects.h"
 #include "support/modErroHandling.h"
@@ -62,7 +62,7 @@ qbx::Disp dictionaryOf(const std::vector<std::wstring>& items) {
 
 std::vector<std::wstring> keysOf(const qbx::Disp& dic) {
     std::vector<std::wstring> out;
-    for (const qbx::Variant& key : qbx::elementsOf(dic.call(L"Keys"))) out.push_back(key.toString());
+    for (const qbx::Variant& key : qbx::elementsOf(dic.get(L"Keys"))) out.push_back(key.toString());
     return out;
 }
 

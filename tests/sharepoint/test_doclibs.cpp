@@ -15,7 +15,7 @@ namespace {
 std::string keysOf(const qbx::Disp& dic) {
     REQUIRE(dic);
     std::string keys;
-    qbx::Variant all = dic.call(L"Keys");
+    qbx::Variant all = dic.get(L"Keys");
     SAFEARRAY* a = all.raw().parray;
     for (LONG i = 0; a && i < static_cast<LONG>(a->rgsabound[0].cElements); ++i) {
         const std::wstring key = qbx::Variant::copyOf(static_cast<VARIANT*>(a->pvData)[i]).toString();

@@ -3,7 +3,7 @@
 #include <doctest/doctest.h>
 
 #include "sharepoint/modUpload.h"
-#include "support/dispatch_object.h"
+#include "support/com/dispatch_object.h"
 #include "support/modErroHandling.h"
 #include "support/modHtml.h"
 #include "tests/sharepoint/spemu_client.h"

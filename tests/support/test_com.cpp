@@ -3,7 +3,7 @@
 // and lines a failed call reports.
 #include <doctest/doctest.h>
 
-#include "support/dispatch_object.h"
+#include "support/com/dispatch_object.h"
 #include "tests/test_support.h"
 
 using qbx::Args;
@@ -54,11 +54,11 @@ TEST_CASE("late-bound calls by name reach members case-insensitively and keep re
         d.put(L"subject", L"Quarterly report");
         CHECK(d.get(L"SUBJECT").toString() == L"Quarterly report");
 
-        CHECK(d.call(L"Add", L"first").toLong() == 1);
+        CHECK(d.get(L"Add", L"first").toLong() == 1);
         CHECK_FALSE(obj->lastOptionalPresent);  // not passed at all
-        d.call(L"Add", L"second", qbx::missing);
+        d.get(L"Add", L"second", qbx::missing);
         CHECK_FALSE(obj->lastOptionalPresent);  // passed as omitted
-        d.call(L"Add", Variant(3), 7);
+        d.get(L"Add", Variant(3), 7);
         CHECK(obj->lastOptionalPresent);
 
         CHECK(d.get(L"Item", 2).toString() == L"second");

@@ -3,8 +3,8 @@
 // the errors-ignored stretches.
 #include <doctest/doctest.h>
 
-#include "host/modGlobals.h"
-#include "support/dispatch_object.h"
+#include "support/modGlobals.h"
+#include "support/com/dispatch_object.h"
 #include "support/modErroHandling.h"
 #include "support/modOutlookCode.h"
 #include "support/phrases.h"

@@ -3,7 +3,7 @@
 // last line, an empty cell, apostrophes, a duplicate key, a short line).
 #include <doctest/doctest.h>
 
-#include "host/modGlobals.h"
+#include "support/modGlobals.h"
 #include "support/modErroHandling.h"
 #include "support/modLanguage.h"
 #include "support/phrases.h"

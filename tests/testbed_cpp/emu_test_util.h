@@ -5,8 +5,8 @@
 #include <doctest/doctest.h>
 #include <olectl.h>
 
-#include "support/dispatch_object.h"
-#include "support/events.h"
+#include "support/com/dispatch_object.h"
+#include "support/com/events.h"
 #include "support/office_interfaces.h"
 #include "testbed/outlook/emulator.h"
 #include "tests/test_support.h"

@@ -13,18 +13,18 @@ TEST_CASE("events: every sink in advise order on its newest interface, one by-re
     auto cp = pointOf(ol.app(), qbx::DIID_ApplicationEvents);
     DWORD cookie = 0;
     REQUIRE(first.connect(ol.application(), {qbx::DIID_ApplicationEvents_11, qbx::DIID_ApplicationEvents},
-                          {{qbx::dispid::ItemSend, [&](qbx::EventArgs& a) {
+                          {{qbx::dispid::ItemSend, [&](qbx::Args& a) {
                                 order.push_back("first");
                                 CHECK(a.obj(0).typeName() == L"MailItem");
                                 a.setBool(1, true);
                             }},
-                           {qbx::dispid::NewMail, [&](qbx::EventArgs&) {
+                           {qbx::dispid::NewMail, [&](qbx::Args&) {
                                 order.push_back("new mail");
                                 first.disconnect();  // itself, and a sink whose turn is still to come
                                 cp->Unadvise(cookie);
                             }}}));
     REQUIRE(second.connect(ol.application(), {qbx::DIID_ApplicationEvents_10},
-                           {{qbx::dispid::ItemSend, [&](qbx::EventArgs& a) {
+                           {{qbx::dispid::ItemSend, [&](qbx::Args& a) {
                                  order.push_back("second");
                                  cancelSeenBySecond = a.value(1);
                              }}}));
@@ -69,8 +69,8 @@ TEST_CASE("injected failures hit the named member for the given number of calls,
     std::wstring text;
     CHECK(errorOf([&] { folders.call(L"Add", L"QBXSettings", 6); }, &text) == -2147024891);
     CHECK(text == L"Access denied by the test");
-    Disp item = folders.call(L"Add", L"QBXSettings", 6).toDisp().getObj(L"Items").call(L"Add", L"IPM.Post").toDisp();
-    Disp prop = item.getObj(L"UserProperties").call(L"Add", L"strSites", 1).toDisp();
+    Disp item = folders.get(L"Add", L"QBXSettings", 6).toDisp().getObj(L"Items").get(L"Add", L"IPM.Post").toDisp();
+    Disp prop = item.getObj(L"UserProperties").get(L"Add", L"strSites", 1).toDisp();
     ol.failNext(L"UserProperty.Value=", -1, 13, L"Type mismatch");
     CHECK(errorOf([&] { prop.get(L"Value"); }) == 0);
     CHECK(errorOf([&] { prop.put(L"Value", L"x"); }) == 13);
@@ -111,7 +111,7 @@ TEST_CASE("the version knob: Version, connection points, Outlook's interfaces, t
             CHECK(ol.balloons().empty());
             continue;
         }
-        CHECK(assistant.call(L"DoAlert", L"Quillbox", L"Sure?", 4, 2, 0, -1, false).toLong() == 7);  // No
+        CHECK(assistant.get(L"DoAlert", L"Quillbox", L"Sure?", 4, 2, 0, -1, false).toLong() == 7);  // No
         CHECK(errorOf([&] { assistant.call(L"DoAlert", L"Quillbox", L"missing arguments"); }) == 449);
         REQUIRE(ol.balloons().size() == 1);
         CHECK(ol.balloons()[0].text == L"Sure?");

@@ -11,7 +11,7 @@ namespace {
 Disp inboxOf(emu::Outlook& ol) { return ol.nameSpace().getObj(L"GetDefaultFolder", 6); }
 
 Disp newPost(Disp folder, const std::wstring& subject) {
-    Disp item = folder.getObj(L"Items").call(L"Add", L"IPM.Post").toDisp();
+    Disp item = folder.getObj(L"Items").get(L"Add", L"IPM.Post").toDisp();
     item.put(L"Subject", subject);
     return item;
 }
@@ -27,30 +27,30 @@ bool same(const Variant& a, const Variant& b) {
 TEST_CASE("folders and items: duplicate folder names refused in any case; lookups by saved subject and by Find") {
     emu::Outlook ol;
     Disp folders = inboxOf(ol).getObj(L"Folders");
-    Disp folder = folders.call(L"Add", L"QBXSettings", 6).toDisp();
+    Disp folder = folders.get(L"Add", L"QBXSettings", 6).toDisp();
     CHECK(folders.item(L"QBXSETTINGS").sameAs(folder));
     Disp items = folder.getObj(L"Items");
     Disp first = newPost(folder, L"Quillbox Settings");
     CHECK(items.get(L"Count").toLong() == 0);  // listed from the first Save on
-    first.call(L"Save");
+    first.get(L"Save");
     Disp second = newPost(folder, L"Quillbox Settings");
     second.call(L"Save");
 
     // Subjects match without regard to case, the first in folder order wins.
     CHECK(items.item(L"QUILLBOX SETTINGS").sameAs(first));
     CHECK(items.item(2).sameAs(second));
-    CHECK(items.call(L"Find", L"[Subject] = \"quillbox SETTINGS\"").toDisp().sameAs(first));
-    CHECK(items.call(L"FindNext").toDisp().sameAs(second));
-    CHECK(items.call(L"FindNext").isNothing());
+    CHECK(items.get(L"Find", L"[Subject] = \"quillbox SETTINGS\"").toDisp().sameAs(first));
+    CHECK(items.get(L"FindNext").toDisp().sameAs(second));
+    CHECK(items.get(L"FindNext").isNothing());
     // Lookups see the subject as saved.
     first.put(L"Subject", L"Renamed");
     CHECK(items.item(L"Quillbox Settings").sameAs(first));
     first.call(L"Save");
     CHECK(items.item(L"Quillbox Settings").sameAs(second));
-    second.getObj(L"UserProperties").call(L"Add", L"blnAlwaysDefault", 6).toDisp().put(L"Value", true);
+    second.getObj(L"UserProperties").get(L"Add", L"blnAlwaysDefault", 6).toDisp().put(L"Value", true);
     second.call(L"Save");
-    CHECK(items.call(L"Find", L"[blnAlwaysDefault] = True AND [Subject] <> 'renamed'").toDisp().sameAs(second));
-    CHECK(items.call(L"Find", L"[Subject]='It''s missing'").isNothing());
+    CHECK(items.get(L"Find", L"[blnAlwaysDefault] = True AND [Subject] <> 'renamed'").toDisp().sameAs(second));
+    CHECK(items.get(L"Find", L"[Subject]='It''s missing'").isNothing());
     checkErrors({
         {[&] { folders.call(L"Add", L"qbxsettings", 6); }, kCollision},
         {[&] { folders.call(L"Add", L"Other", 99); }, kInvalidArg},
@@ -68,18 +68,18 @@ TEST_CASE("folders and items: duplicate folder names refused in any case; lookup
 TEST_CASE("user properties: Find, Add refusals, fresh values, and Value's coercions and refusals by type") {
     emu::Outlook ol;
     Disp props = newPost(inboxOf(ol), L"Props").getObj(L"UserProperties");
-    CHECK(props.call(L"Find", L"p1").isNothing());
+    CHECK(props.get(L"Find", L"p1").isNothing());
     SYSTEMTIME none{4501, 1, 0, 1, 0, 0, 0, 0};
     double noneDate = 0;
     SystemTimeToVariantTime(&none, &noneDate);
     const std::pair<long, Variant> fresh[] = {
         {1, Variant(L"")}, {3, Variant(0.0)}, {5, Variant::date(noneDate)}, {6, Variant(false)}};
     for (const auto& [type, value] : fresh) {
-        Disp p = props.call(L"Add", L"p" + std::to_wstring(type), type).toDisp();
+        Disp p = props.get(L"Add", L"p" + std::to_wstring(type), type).toDisp();
         CHECK(p.get(L"Type").toLong() == type);
         CHECK(same(p.get(L"Value"), value));
     }
-    CHECK(props.call(L"Find", L"P1").toDisp().sameAs(props.item(1)));
+    CHECK(props.get(L"Find", L"P1").toDisp().sameAs(props.item(1)));
     checkErrors({{[&] { props.call(L"Add", L"p1", 1); }, kCollision},  // names in any case
                  {[&] { props.call(L"Add", L"i", 20); }, kInvalidArg}});
 
@@ -100,13 +100,13 @@ TEST_CASE("user properties: Find, Add refusals, fresh values, and Value's coerci
     for (const Coercion& c : table) {
         CAPTURE(c.type);
         CAPTURE(c.in.toString());
-        Disp p = props.call(L"Find", L"p" + std::to_wstring(c.type)).toDisp();
+        Disp p = props.get(L"Find", L"p" + std::to_wstring(c.type)).toDisp();
         Variant before = p.get(L"Value");
         CHECK(errorOf([&] { p.put(L"Value", c.in); }) == (c.stored.isEmpty() ? 13 : 0));
         CHECK(same(p.get(L"Value"), c.stored.isEmpty() ? before : c.stored));
     }
     props.call(L"Remove", 1);
-    CHECK(props.call(L"Find", L"p1").isNothing());
+    CHECK(props.get(L"Find", L"p1").isNothing());
 }
 
 TEST_CASE("the mailbox file keeps folders, saved items and typed properties across a restart, unsaved changes not") {
@@ -117,11 +117,11 @@ TEST_CASE("the mailbox file keeps folders, saved items and typed properties acro
         {L"n", 3, Variant(0.1)}, {L"d", 5, Variant::date(45000.25)}, {L"unset", 1, Variant(L"")}};
     {
         emu::Outlook ol(k);
-        Disp folder = inboxOf(ol).getObj(L"Folders").call(L"Add", L"QBXSettings", 6).toDisp();
+        Disp folder = inboxOf(ol).getObj(L"Folders").get(L"Add", L"QBXSettings", 6).toDisp();
         Disp item = newPost(folder, L"Quillbox Settings");
         Disp props = item.getObj(L"UserProperties");
         for (const auto& [name, type, value] : saved) {
-            Disp p = props.call(L"Add", name, type).toDisp();
+            Disp p = props.get(L"Add", name, type).toDisp();
             if (std::wstring(name) != L"unset") p.put(L"Value", value);
         }
         item.call(L"Save");
@@ -139,7 +139,7 @@ TEST_CASE("the mailbox file keeps folders, saved items and typed properties acro
     CHECK(props.get(L"Count").toLong() == 5);
     for (const auto& [name, type, value] : saved) {
         CAPTURE(qbxtest::narrow(name));
-        Disp p = props.call(L"Find", name).toDisp();
+        Disp p = props.get(L"Find", name).toDisp();
         CHECK(p.get(L"Type").toLong() == type);
         CHECK(same(p.get(L"Value"), value));
     }

@@ -36,7 +36,7 @@ public:
                                      UINT*) override {
         if (riid != IID_NULL || flags != DISPATCH_METHOD || id < 1 || id > 5) return DISP_E_MEMBERNOTFOUND;
         calls.push_back(L"Invoke");
-        qbx::EventArgs a(dp);  // arguments in declaration order
+        qbx::Args a(dp);  // arguments in declaration order
         if (id == 1) return OnConnection(a.obj(0).get(), a.value(1).toLong(), a.obj(2).get(), nullptr);
         if (id == 2) return OnDisconnection(a.value(0).toLong(), nullptr);
         return note(id == 3 ? L"OnAddInsUpdate" : id == 4 ? L"OnStartupComplete" : L"OnBeginShutdown");
@@ -78,9 +78,9 @@ const std::wstring kCompose = L"Microsoft.Outlook.Mail.Compose", kRead = L"Micro
 // tag, or add a temporary one and set it up.
 Disp addButton(emu::Inspector* w) {
     Disp bar = Disp(w->disp()).getObj(L"CommandBars").item(L"Standard");
-    Disp found = bar.call(L"FindControl", qbx::missing, qbx::missing, L"OSAttachments").toDisp();
+    Disp found = bar.get(L"FindControl", qbx::missing, qbx::missing, L"OSAttachments").toDisp();
     if (found) return found;
-    Disp b = bar.getObj(L"Controls").call(L"Add", 1, qbx::missing, qbx::missing, qbx::missing, true).toDisp();
+    Disp b = bar.getObj(L"Controls").get(L"Add", 1, qbx::missing, qbx::missing, qbx::missing, true).toDisp();
     for (auto& [name, value] : std::initializer_list<std::pair<const wchar_t*, Variant>>{
              {L"Width", 25}, {L"Style", 1}, {L"Caption", L"Configure"}, {L"Tag", L"OSAttachments"}, {L"Visible", true}})
         b.put(name, value);
@@ -102,7 +102,7 @@ TEST_CASE("command bars: a button reused by its tag, its settings in order, Clic
         Disp first = addButton(w1);
         CHECK(addButton(w1).sameAs(first));
         CHECK(controls.get(L"Count").toLong() == builtIns + 1);
-        CHECK(bars.call(L"FindControl", qbx::missing, qbx::missing, L"OSAttachments").toDisp().sameAs(first));
+        CHECK(bars.get(L"FindControl", qbx::missing, qbx::missing, L"OSAttachments").toDisp().sameAs(first));
         b = emu::ours<emu::CommandBarButton>(Variant(first));
         REQUIRE(b);
         CHECK(b->setOrder ==
@@ -111,20 +111,20 @@ TEST_CASE("command bars: a button reused by its tag, its settings in order, Clic
         // Click(Ctrl, CancelDefault) on the clicked button, then on the other of its tag; CancelDefault travels.
         Variant ctrl, cancel;
         qbx::EventConnection clicked, other;
-        clicked.connect(first, {qbx::DIID_CommandBarButtonEvents}, {{1, [](qbx::EventArgs& a) { a.setBool(1, true); }}});
+        clicked.connect(first, {qbx::DIID_CommandBarButtonEvents}, {{1, [](qbx::Args& a) { a.setBool(1, true); }}});
         other.connect(addButton(w2), {qbx::DIID_CommandBarButtonEvents},
-                      {{1, [&](qbx::EventArgs& a) { ctrl = a.value(0); cancel = a.value(1); }}});
+                      {{1, [&](qbx::Args& a) { ctrl = a.value(0); cancel = a.value(1); }}});
         CHECK(ol.clickButton(w1, L"Configure"));
         CHECK(emu::ours<emu::CommandBarButton>(ctrl) == b);
         CHECK(cancel.toBool());
-        controls.call(L"Add", 1).toDisp().put(L"Tag", L"Forever");  // Temporary omitted: False
+        controls.get(L"Add", 1).toDisp().put(L"Tag", L"Forever");  // Temporary omitted: False
     }
     ol.close(w1);
     CHECK(b->deleted);
     CHECK(ol.references().total() == 0);
     Disp bars3 = Disp(ol.openCompose()->disp()).getObj(L"CommandBars");
-    CHECK_FALSE(bars3.call(L"FindControl", qbx::missing, qbx::missing, L"Forever").isNothing());
-    CHECK(bars3.call(L"FindControl", qbx::missing, qbx::missing, L"OSAttachments").isNothing());
+    CHECK_FALSE(bars3.get(L"FindControl", qbx::missing, qbx::missing, L"Forever").isNothing());
+    CHECK(bars3.get(L"FindControl", qbx::missing, qbx::missing, L"OSAttachments").isNothing());
 }
 
 TEST_CASE("the add-in: connected and let go in Outlook's order; its ribbon asked for from 12 on, once per kind") {
@@ -152,7 +152,7 @@ TEST_CASE("the add-in: connected and let go in Outlook's order; its ribbon asked
         CHECK(addin->instanceIsComAddIn);
         qbx::EventConnection quit;
         quit.connect(addin->application, {qbx::DIID_ApplicationEvents_11},
-                     {{qbx::dispid::Quit, [&](qbx::EventArgs&) {
+                     {{qbx::dispid::Quit, [&](qbx::Args&) {
                            addin->calls.push_back(L"Quit");
                            quit.disconnect();
                        }}});

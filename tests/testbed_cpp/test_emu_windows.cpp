@@ -13,10 +13,10 @@ namespace {
 // ("AttachmentAdd a.txt", "Activate" ...); onAdd runs inside AttachmentAdd.
 struct Watcher {
     qbx::EventConnection item, window;
-    std::function<void(qbx::EventArgs&)> onAdd;
+    std::function<void(qbx::Args&)> onAdd;
     Watcher(Texts& log, emu::Inspector* w) {
         auto note = [&log, this](std::wstring what) {
-            return [&log, this, what](qbx::EventArgs& a) {
+            return [&log, this, what](qbx::Args& a) {
                 bool attachment = a.count() && a.value(0).isObject();
                 log.push_back(attachment ? what + L" " + a.obj(0).get(L"FileName").toString() : what);
                 if (what == L"AttachmentAdd" && onAdd) onAdd(a);
@@ -41,7 +41,7 @@ TEST_CASE("opening windows: NewInspector then Activate, for a compose window and
     std::list<Watcher> watchers;
     qbx::EventConnection inspectors;
     inspectors.connect(ol.application().getObj(L"Inspectors"), {qbx::DIID_InspectorsEvents},
-                       {{qbx::dispid::NewInspector, [&](qbx::EventArgs& a) {
+                       {{qbx::dispid::NewInspector, [&](qbx::Args& a) {
                              Disp item = a.obj(0).getObj(L"CurrentItem");
                              log.push_back(L"NewInspector " + item.get(L"MessageClass").toString() + L" " +
                                            item.get(L"Subject").toString());
@@ -55,13 +55,13 @@ TEST_CASE("opening windows: NewInspector then Activate, for a compose window and
     CHECK_FALSE(Disp(ol.openCompose(L"IPM.Task")->item->disp()).ptr().as<IUnknown>(qbx::IID_OutlookMailItem));
 
     log.clear();
-    Disp mail = ol.application().call(L"CreateItem", 0).toDisp();
+    Disp mail = ol.application().get(L"CreateItem", 0).toDisp();
     mail.put(L"Subject", L"Error in Quillbox");
     mail.call(L"Save");
     CHECK(ol.defaultFolder(16)->contents.size() == 1);
     Disp hidden = mail.getObj(L"GetInspector");
     CHECK(log.empty());  // no window yet
-    mail.call(L"Display");
+    mail.get(L"Display");
     CHECK(log == Texts{L"NewInspector IPM.Note Error in Quillbox", L"Activate"});
     CHECK(ol.application().getObj(L"ActiveInspector").sameAs(hidden));  // the same window, now shown
     CHECK(ol.application().getObj(L"ActiveWindow").get(L"Caption").toString() == L"Error in Quillbox - Message");
@@ -73,7 +73,7 @@ TEST_CASE("text goes in at the cursor through Word's selection and the HTML edit
     word.typeText(w, L"Hello world");
     word.moveCursor(w, 5);
     Disp window(w->disp());
-    CHECK(window.call(L"IsWordMail").toBool());
+    CHECK(window.get(L"IsWordMail").toBool());
     CHECK(window.get(L"HTMLEditor").isNothing());
     Disp selection = window.getObj(L"WordEditor").getObj(L"Application").getObj(L"Selection");
     selection.call(L"TypeText", L" big");
@@ -82,7 +82,7 @@ TEST_CASE("text goes in at the cursor through Word's selection and the HTML edit
     selection.call(L"InsertAfter", L"http://x/a.doc \r\n");
     CHECK(word.mailText(w) == L"Hello big!http://x/a.doc \r\n world");
     CHECK(selection.get(L"Text").toString() == L"http://x/a.doc \r\n");  // InsertAfter selects what it wrote
-    selection.call(L"Collapse", 0);
+    selection.get(L"Collapse", 0);
     selection.call(L"TypeText", L"+");
     CHECK(word.mailText(w) == L"Hello big!http://x/a.doc \r\n+ world");
 
@@ -91,11 +91,11 @@ TEST_CASE("text goes in at the cursor through Word's selection and the HTML edit
     html.typeText(w, L"Dear all,\r\nsee below");
     html.moveCursor(w, 11);
     window = Disp(w->disp());
-    CHECK_FALSE(window.call(L"IsWordMail").toBool());
+    CHECK_FALSE(window.get(L"IsWordMail").toBool());
     CHECK(window.get(L"WordEditor").isNothing());
     Disp doc = window.getObj(L"HTMLEditor");
-    doc.getObj(L"selection").call(L"createRange").toDisp().put(L"text", L"link ");
-    doc.getObj(L"selection").call(L"createRange").toDisp().call(L"pasteHTML", L"<b>a&amp;b</b><br>");
+    doc.getObj(L"selection").get(L"createRange").toDisp().put(L"text", L"link ");
+    doc.getObj(L"selection").get(L"createRange").toDisp().call(L"pasteHTML", L"<b>a&amp;b</b><br>");
     CHECK(html.mailText(w) == L"Dear all,\r\nlink a&b\r\nsee below");
     CHECK(Disp(w->item->disp()).get(L"HTMLBody").toString().find(L"a&amp;b<BR>see below") != std::wstring::npos);
 }
@@ -109,7 +109,7 @@ TEST_CASE("attaching: AttachmentAdd, then BeforeAttachmentSave outside Word; Del
     Texts log;
     Watcher watcher(log, w);
     long refusal = 0;
-    watcher.onAdd = [&](qbx::EventArgs& a) { refusal = errorOf([&] { a.obj(0).call(L"Delete"); }); };
+    watcher.onAdd = [&](qbx::Args& a) { refusal = errorOf([&] { a.obj(0).call(L"Delete"); }); };
     emu::Attachment* att = ol.attachFile(w, dir.file(L"a b&c.txt"));
     CHECK(refusal == emu::errors::kFailed);
     CHECK(log == Texts{L"AttachmentAdd a b&c.txt", L"BeforeAttachmentSave a b&c.txt"});
@@ -174,7 +174,7 @@ TEST_CASE("sending and closing: Send and ItemSend may cancel; a sent mail closes
     bool cancel = true;
     qbx::EventConnection app;
     app.connect(ol.application(), {qbx::DIID_ApplicationEvents_11},
-                {{qbx::dispid::ItemSend, [&](qbx::EventArgs& a) { a.setBool(1, cancel); }}});
+                {{qbx::dispid::ItemSend, [&](qbx::Args& a) { a.setBool(1, cancel); }}});
     CHECK_FALSE(ol.send(w));
     CHECK(ol.sentMails().empty());
     cancel = false;
@@ -194,7 +194,7 @@ TEST_CASE("sending and closing: Send and ItemSend may cancel; a sent mail closes
     Watcher second(log, v);
     qbx::EventConnection veto;
     veto.connect(Disp(v->item->disp()), {qbx::DIID_ItemEvents},
-                 {{emu::kItemClose, [](qbx::EventArgs& a) { a.setBool(0, true); }}});
+                 {{emu::kItemClose, [](qbx::Args& a) { a.setBool(0, true); }}});
     CHECK_FALSE(ol.close(v));
     veto.disconnect();
     CHECK(ol.close(v, 0));

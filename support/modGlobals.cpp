@@ -1,6 +1,4 @@
-#include "host/modGlobals.h"
-
-#include "host/cOutlookReactions.h"
+#include "support/modGlobals.h"
 
 std::shared_ptr<cOutlookReactions> objOutlookReactions;
 qbx::Disp ouaOutlook;

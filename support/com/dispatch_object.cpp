@@ -1,4 +1,4 @@
-#include "dispatch_object.h"
+#include "support/com/dispatch_object.h"
 
 namespace qbx {
 
@@ -16,15 +16,12 @@ VARIANT* Args::raw(size_t i) const noexcept {
 bool Args::has(size_t i) const noexcept {
     VARIANT* v = raw(i);
     if (!v) return false;
-    if (v->vt == VT_ERROR && v->scode == DISP_E_PARAMNOTFOUND) return false;
-    if (v->vt == (VT_BYREF | VT_VARIANT) && v->pvarVal && v->pvarVal->vt == VT_ERROR &&
-        v->pvarVal->scode == DISP_E_PARAMNOTFOUND)
-        return false;
-    return true;
+    const VARIANT& d = deref(*v);
+    return !(d.vt == VT_ERROR && d.scode == DISP_E_PARAMNOTFOUND);
 }
 
 Variant Args::value(size_t i) const {
-    if (!has(i)) raise(449, L"Argument not optional", Here(0));
+    if (!has(i)) raiseVb(vbErrNotOptional, Here::none());
     return Variant::copyOf(*raw(i));
 }
 
@@ -260,14 +257,6 @@ HRESULT DispatchObject::QueryInterface(REFIID iid, void** out) {
 HRESULT DispatchObject::queryOther(REFIID, void** out) {
     *out = nullptr;
     return E_NOINTERFACE;
-}
-
-ULONG DispatchObject::AddRef() { return ++refs_; }
-
-ULONG DispatchObject::Release() {
-    ULONG n = --refs_;
-    if (n == 0) finalRelease();
-    return n;
 }
 
 HRESULT DispatchObject::GetTypeInfoCount(UINT* n) {

@@ -1,36 +1,11 @@
-#include "events.h"
-
-#include <atomic>
+#include "support/com/events.h"
 
 namespace qbx {
 
-VARIANT* EventArgs::raw(size_t i) const noexcept {
-    if (!dp_ || i >= dp_->cArgs) return nullptr;
-    return &dp_->rgvarg[dp_->cArgs - 1 - i];
-}
-
-Variant EventArgs::value(size_t i) const {
-    VARIANT* v = raw(i);
-    if (!v) raise(449, L"Argument not optional", Here(0));
-    return Variant::copyOf(*v);
-}
-
-void EventArgs::setBool(size_t i, bool b) const {
-    VARIANT* v = raw(i);
-    if (!v) return;
-    VARIANT_BOOL vb = b ? VARIANT_TRUE : VARIANT_FALSE;
-    if (v->vt == (VT_BYREF | VT_BOOL) && v->pboolVal) {
-        *v->pboolVal = vb;
-    } else if (v->vt == (VT_BYREF | VT_VARIANT) && v->pvarVal) {
-        VariantClear(v->pvarVal);
-        v->pvarVal->vt = VT_BOOL;
-        v->pvarVal->boolVal = vb;
-    }
-}
-
 class EventConnection::Sink final : public Unknown<IDispatch> {
 public:
-    Sink(const IID& iid, EventHandlers handlers) : iid_(iid), handlers_(std::move(handlers)) {}
+    Sink(const IID& iid, EventHandlers handlers, Pin receiver)
+        : iid_(iid), handlers_(std::move(handlers)), receiver_(std::move(receiver)) {}
     void detach() { handlers_.clear(); }
     // A connection point asks for its event interface; callers use IDispatch.
     bool answers(REFIID iid) const override { return iid == IID_IDispatch || iid == iid_; }
@@ -54,8 +29,8 @@ public:
         EventHandler handler = it->second;  // the handler may disconnect this sink
         ComPtr<IDispatch> keepAlive(this);
         try {
-            EventArgs args(dp);
-            handler(args);
+            Args args(dp);
+            receiver_.run([&] { handler(args); });
         } catch (...) {
             // Handlers report their own failures; nothing goes back to the source.
         }
@@ -65,6 +40,7 @@ public:
 private:
     IID iid_;
     EventHandlers handlers_;
+    Pin receiver_;
 };
 
 EventConnection::EventConnection(EventConnection&& o) noexcept
@@ -83,15 +59,16 @@ EventConnection& EventConnection::operator=(EventConnection&& o) noexcept {
     return *this;
 }
 
-bool EventConnection::connect(const Disp& source, std::initializer_list<IID> diids, EventHandlers handlers) {
+bool EventConnection::connect(const Disp& source, std::initializer_list<IID> diids, EventHandlers handlers,
+                              Pin receiver) {
     disconnect();
     if (!source) return false;
-    ComPtr<IConnectionPointContainer> cpc = source.ptr().as<IConnectionPointContainer>(IID_IConnectionPointContainer);
+    auto cpc = source.ptr().as<IConnectionPointContainer>(IID_IConnectionPointContainer);
     if (!cpc) return false;
     for (const IID& iid : diids) {
         ComPtr<IConnectionPoint> cp;
         if (FAILED(cpc->FindConnectionPoint(iid, cp.put())) || !cp) continue;
-        auto* impl = new Sink(iid, handlers);
+        auto* impl = new Sink(iid, handlers, receiver);
         ComPtr<IDispatch> sink(impl);
         DWORD cookie = 0;
         if (FAILED(cp->Advise(sink.get(), &cookie))) continue;

@@ -1,5 +1,8 @@
 // Process-wide state shared by every part of the add-in, and the release
-// routine that ends the add-in's connection to Outlook.
+// routine that ends the add-in's connection to Outlook. It lives with the
+// support services because the error convention ends every report with the
+// release routine; the objects of the higher layers are held by shared_ptr
+// of a declared type only, so nothing here depends on them.
 #pragma once
 
 #include "support/com.h"

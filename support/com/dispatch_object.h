@@ -6,7 +6,7 @@
 // COM call.
 #pragma once
 
-#include "com.h"
+#include "support/com.h"
 
 #include <atomic>
 #include <functional>
@@ -15,7 +15,8 @@
 
 namespace qbx {
 
-// The arguments of an incoming call, in declaration order (rgvarg reversed).
+// The arguments of an incoming call or event, in declaration order (rgvarg
+// reversed); named arguments (a property put's value) are not counted.
 class Args {
 public:
     explicit Args(DISPPARAMS* dp) noexcept;
@@ -33,6 +34,8 @@ public:
     // Writes through a by-reference argument (VT_BYREF of any simple type, or
     // of a VARIANT); does nothing when the argument was passed by value.
     void setRef(size_t i, const Variant& v) const;
+    // Writes a by-reference Boolean argument such as an event's Cancel.
+    void setBool(size_t i, bool v) const { setRef(i, Variant(v)); }
     VARIANT* raw(size_t i) const noexcept;
 
 private:
@@ -86,15 +89,15 @@ private:
 // TypeName() of an object gives it.
 HRESULT nameOnlyTypeInfo(const std::wstring& name, ITypeInfo** out);
 
-class DispatchObject : public IDispatch {
+class DispatchObject : public IDispatch, public RefCounted {
 public:
     using Getter = MemberTable::Getter;
     using Setter = MemberTable::Setter;
 
     // IUnknown
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
-    ULONG STDMETHODCALLTYPE AddRef() override;
-    ULONG STDMETHODCALLTYPE Release() override;
+    ULONG STDMETHODCALLTYPE AddRef() override { return addRef(); }
+    ULONG STDMETHODCALLTYPE Release() override { return release(); }
     // IDispatch
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* n) override;
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT i, LCID lcid, ITypeInfo** out) override;
@@ -103,14 +106,11 @@ public:
                                      EXCEPINFO* info, UINT* argErr) override;
 
     const std::wstring& className() const noexcept { return typeName_; }
-    ULONG refCount() const noexcept { return refs_.load(); }
     DISPID findMember(const std::wstring& name) const { return members_.find(name); }
 
 protected:
     explicit DispatchObject(std::wstring typeName);
-    virtual ~DispatchObject() = default;
-    DispatchObject(const DispatchObject&) = delete;
-    DispatchObject& operator=(const DispatchObject&) = delete;
+    ~DispatchObject() override = default;
 
     DISPID method(const std::wstring& name, Getter fn, DISPID id = DISPID_UNKNOWN) {
         return members_.method(name, std::move(fn), id);
@@ -124,14 +124,10 @@ protected:
     // Extra interfaces of a derived object (connection points, vtable
     // interfaces); return E_NOINTERFACE for the rest.
     virtual HRESULT queryOther(REFIID iid, void** out);
-    // Called when the last reference goes; the default deletes the object.
-    // Objects whose lifetime someone else owns override it with nothing.
-    virtual void finalRelease() { delete this; }
     // Hook before every incoming call (the test bed injects failures here).
     virtual void beforeCall(DISPID, WORD) {}
 
 private:
-    std::atomic<ULONG> refs_{0};
     std::wstring typeName_;
     MemberTable members_;
 };
