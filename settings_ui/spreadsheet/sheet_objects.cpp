@@ -725,39 +725,17 @@ HRESULT SheetObject::Invoke(DISPID id, REFIID iid, LCID lcid, WORD flags, DISPPA
     const MemberList::Member* m = members_.byId(id);
     if (!m) return DispatchObject::Invoke(id, iid, lcid, flags, dp, result, info, argErr);
     ComPtr<IDispatch> keepAlive(this);  // a member may drop the caller's last other reference
-    try {
+    return answerCall(info, className(), [&]() -> HRESULT {
         if (ctx_.policy->refuses(className(), m->name)) return DISP_E_MEMBERNOTFOUND;
         if (const MemberPolicy::Failure* f = ctx_.policy->failure(className(), m->name))
             raise(f->number,
                   f->description.empty() ? L"Method '" + m->name + L"' of object '" + className() + L"' failed"
                                          : f->description);
         beforeCall(id, flags);
-        if (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) {
-            if (!m->put) return DISP_E_MEMBERNOTFOUND;
-            if (!dp || dp->cArgs < 1) return DISP_E_BADPARAMCOUNT;
-            // The new value is rgvarg[0]; the others are indexes.
-            Variant value = Variant::copyOf(dp->rgvarg[0]);
-            DISPPARAMS rest{dp->cArgs > 1 ? dp->rgvarg + 1 : nullptr, nullptr, dp->cArgs - 1, 0};
-            Args indexArgs(&rest);
-            m->put(*this, indexArgs, value);
-            return S_OK;
-        }
-        if (!(flags & (DISPATCH_METHOD | DISPATCH_PROPERTYGET))) return DISP_E_MEMBERNOTFOUND;
-        Args args(dp);
-        Variant r = m->get(*this, args);
-        if (result) {
-            VariantInit(result);
-            *result = r.detach();
-        }
-        return S_OK;
-    } catch (const Error& e) {
-        fillExcepInfo(info, e, className());
-        return DISP_E_EXCEPTION;
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
+        return callMember(
+            flags, dp, result, true, [&](Args& a) { return m->get(*this, a); }, static_cast<bool>(m->put),
+            [&](Args& a, const Variant& v) { m->put(*this, a, v); });
+    });
 }
 
 // ---------------------------------------------------------------- Range

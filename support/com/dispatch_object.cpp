@@ -200,7 +200,7 @@ const MemberTable::Member* MemberTable::byId(DISPID id) const {
 
 HRESULT MemberTable::invoke(DISPID id, WORD flags, DISPPARAMS* dp, VARIANT* result, EXCEPINFO* info,
                             const std::wstring& source) const {
-    try {
+    return answerCall(info, source, [&]() -> HRESULT {
         if (id == DISPID_NEWENUM && enumerate_) {
             if (result) {
                 VariantInit(result);
@@ -211,33 +211,8 @@ HRESULT MemberTable::invoke(DISPID id, WORD flags, DISPPARAMS* dp, VARIANT* resu
         }
         const Member* m = byId(id);
         if (!m) return DISP_E_MEMBERNOTFOUND;
-        if (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) {
-            if (!m->put) return DISP_E_MEMBERNOTFOUND;
-            if (!dp || dp->cArgs < 1) return DISP_E_BADPARAMCOUNT;
-            // The new value is the named DISPID_PROPERTYPUT argument, rgvarg[0];
-            // the others are indexes.
-            Variant value = Variant::copyOf(dp->rgvarg[0]);
-            DISPPARAMS rest{dp->cArgs > 1 ? dp->rgvarg + 1 : nullptr, nullptr, dp->cArgs - 1, 0};
-            Args indexArgs(&rest);
-            m->put(indexArgs, value);
-            return S_OK;
-        }
-        if (!(flags & (DISPATCH_METHOD | DISPATCH_PROPERTYGET)) || !m->get) return DISP_E_MEMBERNOTFOUND;
-        Args args(dp);
-        Variant r = m->get(args);
-        if (result) {
-            VariantInit(result);
-            *result = r.detach();
-        }
-        return S_OK;
-    } catch (const Error& e) {
-        fillExcepInfo(info, e, source);
-        return DISP_E_EXCEPTION;
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
+        return callMember(flags, dp, result, static_cast<bool>(m->get), m->get, static_cast<bool>(m->put), m->put);
+    });
 }
 
 // ---------------------------------------------------------------- object
@@ -279,14 +254,11 @@ HRESULT DispatchObject::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
 HRESULT DispatchObject::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* dp, VARIANT* result,
                                EXCEPINFO* info, UINT*) {
     ComPtr<IDispatch> keepAlive(this);  // a member may drop the caller's last other reference
-    try {
+    const HRESULT hr = answerCall(info, typeName_, [&] {
         beforeCall(id, flags);
-    } catch (const Error& e) {
-        fillExcepInfo(info, e, typeName_);
-        return DISP_E_EXCEPTION;
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
+        return S_OK;
+    });
+    if (FAILED(hr)) return hr;
     return members_.invoke(id, flags, dp, result, info, typeName_);
 }
 

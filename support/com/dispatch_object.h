@@ -9,6 +9,7 @@
 #include "support/com.h"
 
 #include <atomic>
+#include <new>
 #include <functional>
 #include <string>
 #include <vector>
@@ -85,6 +86,49 @@ private:
     std::function<std::vector<Variant>()> enumerate_;
 };
 
+// Fills an EXCEPINFO from an Error, as a Visual Basic object raising it would.
+void fillExcepInfo(EXCEPINFO* info, const Error& e, const std::wstring& source);
+
+// Runs the body of an incoming call: an Error it raises becomes
+// DISP_E_EXCEPTION with the EXCEPINFO filled (source = the object's type
+// name), and no other C++ exception leaves.
+template <class F>
+HRESULT answerCall(EXCEPINFO* info, const std::wstring& source, F&& body) noexcept {
+    try {
+        return body();
+    } catch (const Error& e) {
+        fillExcepInfo(info, e, source);
+        return DISP_E_EXCEPTION;
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    } catch (...) {
+        return E_UNEXPECTED;
+    }
+}
+
+// Runs a member's get or put for an incoming call. A put's new value is the
+// named DISPID_PROPERTYPUT argument, rgvarg[0]; the others are indexes.
+template <class Get, class Put>
+HRESULT callMember(WORD flags, DISPPARAMS* dp, VARIANT* result, bool hasGet, Get&& get, bool hasPut, Put&& put) {
+    if (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) {
+        if (!hasPut) return DISP_E_MEMBERNOTFOUND;
+        if (!dp || dp->cArgs < 1) return DISP_E_BADPARAMCOUNT;
+        Variant value = Variant::copyOf(dp->rgvarg[0]);
+        DISPPARAMS rest{dp->cArgs > 1 ? dp->rgvarg + 1 : nullptr, nullptr, dp->cArgs - 1, 0};
+        Args indexArgs(&rest);
+        put(indexArgs, value);
+        return S_OK;
+    }
+    if (!(flags & (DISPATCH_METHOD | DISPATCH_PROPERTYGET)) || !hasGet) return DISP_E_MEMBERNOTFOUND;
+    Args args(dp);
+    Variant r = get(args);
+    if (result) {
+        VariantInit(result);
+        *result = r.detach();
+    }
+    return S_OK;
+}
+
 // Type information that holds nothing but the type's name, so that
 // TypeName() of an object gives it.
 HRESULT nameOnlyTypeInfo(const std::wstring& name, ITypeInfo** out);
@@ -140,8 +184,5 @@ ComPtr<T> makeObject(A&&... args) {
 
 // An IEnumVARIANT over a fixed list of values.
 ComPtr<IEnumVARIANT> makeVariantEnum(std::vector<Variant> items);
-
-// Fills an EXCEPINFO from an Error, as a Visual Basic object raising it would.
-void fillExcepInfo(EXCEPINFO* info, const Error& e, const std::wstring& source);
 
 }  // namespace qbx
