@@ -11,6 +11,7 @@
 #pragma once
 
 #include "support/com.h"
+#include "support/win_handles.h"
 
 #include <functional>
 
@@ -43,14 +44,14 @@ public:
     static qbx::ComPtr<IPictureDisp> imgQBXToolbar();
 
     // The window handle, for tests.
-    HWND windowHandle() const noexcept { return window_; }
+    HWND windowHandle() const noexcept { return window_.get(); }
 
 private:
     static LRESULT CALLBACK windowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     void subApply();  // sets or kills the window timer to match the properties
     void timTimer_Timer();
 
-    HWND window_ = nullptr;
+    qbx::OwnedWindow window_;
     bool enabled_ = false;
     long interval_ = 0;
     bool running_ = false;
