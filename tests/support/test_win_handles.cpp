@@ -17,23 +17,6 @@ void recordClose(HANDLE h) noexcept { closed.push_back(h); }
 using Recorded = qbx::UniqueHandle<HANDLE, &recordClose>;
 HANDLE fake(int n) { return reinterpret_cast<HANDLE>(static_cast<INT_PTR>(n)); }
 
-// A scratch file in the temporary folder, opened with no sharing: while a
-// handle to it is open, nobody else can open it.
-struct ScratchFile {
-    std::wstring path;
-    ScratchFile() {
-        wchar_t dir[MAX_PATH] = {}, name[MAX_PATH] = {};
-        GetTempPathW(MAX_PATH, dir);
-        GetTempFileNameW(dir, L"qbx", 0, name);
-        path = name;
-    }
-    ~ScratchFile() { DeleteFileW(path.c_str()); }
-    HANDLE open() const {
-        return CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    }
-    bool isOpen() const { return !qbx::FileHandle(open()); }
-};
-
 // The test windows tell, when they hear of their destruction, whether the
 // owner watched is empty by then.
 qbx::OwnedWindow* watched = nullptr;
@@ -93,32 +76,27 @@ TEST_CASE("an owner closes its handle once, and never the empty value") {
 }
 
 TEST_CASE("kernel handles are closed; a failed open holds none") {
-    ScratchFile file;
-    SUBCASE("a failed open is empty: CreateFile's failure value is not a handle") {
-        qbx::FileHandle missing(CreateFileW(L"C:\\no\\such\\folder\\file.txt", GENERIC_READ, 0, nullptr, OPEN_EXISTING,
-                                            0, nullptr));
-        CHECK_FALSE(missing);
-        CHECK_FALSE(qbx::Handle(OpenEventW(EVENT_ALL_ACCESS, FALSE, L"qbx-no-such-event")));
+    CHECK_FALSE(qbx::FileHandle(
+        CreateFileW(L"C:\\no\\such\\folder\\file.txt", GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr)));
+    CHECK_FALSE(qbx::Handle(OpenEventW(EVENT_ALL_ACCESS, FALSE, L"qbx-no-such-event")));
+
+    wchar_t folder[MAX_PATH] = {}, path[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, folder);
+    REQUIRE(GetTempFileNameW(folder, L"qbx", 0, path));
+    HANDLE file = nullptr, event = nullptr;
+    {
+        qbx::FileHandle f(
+            CreateFileW(path, GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+        qbx::Handle e(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+        REQUIRE(f);
+        REQUIRE(e);
+        file = f.get();
+        event = e.get();
     }
-    SUBCASE("closed on scope exit") {
-        {
-            qbx::FileHandle h(file.open());
-            REQUIRE(h);
-            CHECK(file.isOpen());
-        }
-        CHECK_FALSE(file.isOpen());
-    }
-    SUBCASE("a plain kernel handle (null when missing)") {
-        HANDLE raw = nullptr;
-        {
-            qbx::Handle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-            raw = event.get();
-            DWORD flags = 0;
-            CHECK(GetHandleInformation(raw, &flags));
-        }
-        DWORD flags = 0;
-        CHECK_FALSE(GetHandleInformation(raw, &flags));
-    }
+    DWORD flags = 0;
+    CHECK_FALSE(GetHandleInformation(file, &flags));
+    CHECK_FALSE(GetHandleInformation(event, &flags));
+    CHECK(GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES);  // deleted on its close
 }
 
 TEST_CASE("a registry key's owner closes the key") {
