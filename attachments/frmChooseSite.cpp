@@ -9,6 +9,7 @@
 #include "support/modHtml.h"
 #include "support/modTaskbar.h"
 #include "support/phrases.h"
+#include "support/com/win_handles.h"
 
 #include <algorithm>
 
@@ -38,8 +39,8 @@ std::wstring fncWindowText(HWND window) {
 
 // Lets the list scroll sideways far enough to show its longest address.
 void subFitHorizontalExtent(HWND list) {
-    HDC dc = GetDC(list);
-    HGDIOBJ old = SelectObject(dc, reinterpret_cast<HFONT>(SendMessageW(list, WM_GETFONT, 0, 0)));
+    qbx::WindowDc dc(list);
+    qbx::SelectedObject font(dc.get(), reinterpret_cast<HFONT>(SendMessageW(list, WM_GETFONT, 0, 0)));
     LONG widest = 0;
     const LRESULT count = SendMessageW(list, LB_GETCOUNT, 0, 0);
     for (LRESULT i = 0; i < count; ++i) {
@@ -48,11 +49,9 @@ void subFitHorizontalExtent(HWND list) {
         std::wstring item(static_cast<size_t>(length) + 1, L'\0');
         SendMessageW(list, LB_GETTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(item.data()));
         SIZE size{};
-        GetTextExtentPoint32W(dc, item.c_str(), static_cast<int>(length), &size);
+        GetTextExtentPoint32W(dc.get(), item.c_str(), static_cast<int>(length), &size);
         widest = std::max(widest, size.cx);
     }
-    SelectObject(dc, old);
-    ReleaseDC(list, dc);
     SendMessageW(list, LB_SETHORIZONTALEXTENT, static_cast<WPARAM>(widest + 6), 0);
 }
 

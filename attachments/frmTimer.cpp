@@ -37,13 +37,14 @@ void subUnregisterClass() noexcept {
 
 frmTimer::frmTimer() {
     subRegisterClass(&frmTimer::windowProc);
-    window_ = CreateWindowExW(0, kWindowClass, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, fncAddinModule(), nullptr);
+    window_.reset(
+        CreateWindowExW(0, kWindowClass, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, fncAddinModule(), nullptr));
     if (!window_) {
         DWORD code = GetLastError();
         subUnregisterClass();
         qbx::raise(static_cast<long>(code), L"The timer window could not be created");
     }
-    SetWindowLongPtrW(window_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    SetWindowLongPtrW(window_.get(), GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
 }
 
 frmTimer::~frmTimer() {
@@ -51,10 +52,9 @@ frmTimer::~frmTimer() {
     if (window_) {
         // The window forgets this object first: a destruction that runs inside
         // this form's own tick must not let the tick touch it afterwards.
-        SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
-        if (running_) KillTimer(window_, kTimerId);
-        DestroyWindow(window_);
-        window_ = nullptr;
+        SetWindowLongPtrW(window_.get(), GWLP_USERDATA, 0);
+        if (running_) KillTimer(window_.get(), kTimerId);
+        window_.reset();
     }
     subUnregisterClass();
 }
@@ -73,11 +73,11 @@ void frmTimer::TimerInterval(long milliseconds) {
 void frmTimer::subApply() {
     if (enabled_ && interval_ > 0) {
         // SetTimer on a running timer replaces it: the count starts again.
-        if (!SetTimer(window_, kTimerId, static_cast<UINT>(interval_), nullptr))
+        if (!SetTimer(window_.get(), kTimerId, static_cast<UINT>(interval_), nullptr))
             qbx::raiseLastError(L"The timer could not be started");
         running_ = true;
     } else if (running_) {
-        KillTimer(window_, kTimerId);
+        KillTimer(window_.get(), kTimerId);
         running_ = false;
     }
 }
@@ -106,19 +106,19 @@ LRESULT CALLBACK frmTimer::windowProc(HWND window, UINT message, WPARAM wParam, 
 }
 
 qbx::ComPtr<IPictureDisp> frmTimer::imgQBXToolbar() {
-    HICON icon = static_cast<HICON>(
-        LoadImageW(fncAddinModule(), L"QBXBUTTON", IMAGE_ICON, 32, 32, LR_DEFAULTCOLOR));
+    qbx::Icon icon(static_cast<HICON>(
+        LoadImageW(fncAddinModule(), L"QBXBUTTON", IMAGE_ICON, 32, 32, LR_DEFAULTCOLOR)));
     if (!icon) qbx::raise(qbx::vbErrInvalidCall, L"The button picture is missing from the resources");
     PICTDESC desc = {};
     desc.cbSizeofstruct = sizeof(desc);
     desc.picType = PICTYPE_ICON;
-    desc.icon.hicon = icon;
+    desc.icon.hicon = icon.get();
     qbx::ComPtr<IPictureDisp> picture;
     // The picture object owns the icon from here on (fOwn TRUE).
     HRESULT hr = OleCreatePictureIndirect(&desc, IID_IPictureDisp, TRUE, picture.putVoid());
     if (FAILED(hr) || !picture) {
-        DestroyIcon(icon);
         qbx::raiseHr(FAILED(hr) ? hr : E_FAIL);
     }
+    icon.release();
     return picture;
 }

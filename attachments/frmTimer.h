@@ -12,6 +12,7 @@
 
 #include "support/com.h"
 #include "support/com/events.h"
+#include "support/com/win_handles.h"
 
 #include <functional>
 
@@ -48,14 +49,14 @@ public:
     static qbx::ComPtr<IPictureDisp> imgQBXToolbar();
 
     // The window handle, for tests.
-    HWND windowHandle() const noexcept { return window_; }
+    HWND windowHandle() const noexcept { return window_.get(); }
 
 private:
     static LRESULT CALLBACK windowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     void subApply();  // sets or kills the window timer to match the properties
     void timTimer_Timer();
 
-    HWND window_ = nullptr;
+    qbx::OwnedWindow window_;
     bool enabled_ = false;
     long interval_ = 0;
     bool running_ = false;

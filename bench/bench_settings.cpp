@@ -33,6 +33,7 @@
 #include "support/modLanguage.h"
 #include "support/modScriptingDic.h"
 #include "support/prompt.h"
+#include "support/com/win_handles.h"
 #include "testbed/outlook/emulator.h"
 
 #include <ole2.h>
@@ -134,12 +135,11 @@ public:
     explicit ControlRegistration(IClassFactory* factory) {
         wchar_t clsid[64] = {};
         StringFromGUID2(CLSID_QuillboxSpreadsheet, clsid, 64);
-        HKEY key = nullptr;
-        if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, keyPath().c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr) ==
-            ERROR_SUCCESS) {
-            RegSetValueExW(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(clsid),
+        qbx::RegKey key;
+        if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, keyPath().c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, key.put(),
+                            nullptr) == ERROR_SUCCESS) {
+            RegSetValueExW(key.get(), nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>(clsid),
                            static_cast<DWORD>((wcslen(clsid) + 1) * sizeof(wchar_t)));
-            RegCloseKey(key);
             written_ = true;
         }
         ok_ = written_ && SUCCEEDED(CoRegisterClassObject(CLSID_QuillboxSpreadsheet, factory, CLSCTX_INPROC_SERVER,
@@ -315,12 +315,11 @@ void timePieces(Figures& f, ControlFactory& factory, const std::vector<std::wstr
     timed("piece_list_fromarray_ms", [&] { list.FromArray(array); });
     // A box on a page not yet shown, as the page fills its default box.
     timed("piece_list_into_combo_box_ms", [&] {
-        HWND combo = CreateWindowExW(0, L"COMBOBOX", nullptr, WS_CHILD | CBS_DROPDOWN | WS_VSCROLL, 10,
-                                     10, 300, 200, g.form(), nullptr, GetModuleHandleW(nullptr), nullptr);
-        cListControl box(combo);
+        qbx::OwnedWindow combo(CreateWindowExW(0, L"COMBOBOX", nullptr, WS_CHILD | CBS_DROPDOWN | WS_VSCROLL, 10,
+                                               10, 300, 200, g.form(), nullptr, GetModuleHandleW(nullptr), nullptr));
+        cListControl box(combo.get());
         std::wstring selected = libraries.front();
         list.AddToComboOrList(box, selected);
-        DestroyWindow(combo);
     });
 
     // The grid's own calls.

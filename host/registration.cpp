@@ -12,6 +12,7 @@
 #include "host/QBXOutlookConnect.h"
 #include "support/modGlobals.h"
 #include "settings_ui/spreadsheet/spreadsheet_control.h"
+#include "support/com/win_handles.h"
 
 #include <olectl.h>
 
@@ -50,38 +51,34 @@ std::wstring guidText(const GUID& g) {
 }
 
 LONG setString(HKEY root, const std::wstring& path, const wchar_t* name, const std::wstring& value) {
-    HKEY key = nullptr;
-    LONG rc = RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_WRITE | kView, nullptr, &key, nullptr);
+    qbx::RegKey key;
+    LONG rc = RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_WRITE | kView, nullptr, key.put(), nullptr);
     if (rc != ERROR_SUCCESS) return rc;
-    rc = RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                        static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
-    RegCloseKey(key);
-    return rc;
+    return RegSetValueExW(key.get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
+                          static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
 }
 
 LONG setDword(HKEY root, const std::wstring& path, const wchar_t* name, DWORD value) {
-    HKEY key = nullptr;
-    LONG rc = RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_WRITE | kView, nullptr, &key, nullptr);
+    qbx::RegKey key;
+    LONG rc = RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_WRITE | kView, nullptr, key.put(), nullptr);
     if (rc != ERROR_SUCCESS) return rc;
-    rc = RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof(value));
-    RegCloseKey(key);
-    return rc;
+    return RegSetValueExW(key.get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof(value));
 }
 
 // Deletes a key and everything below it; a key that is already gone is fine.
 LONG deleteTree(HKEY root, const std::wstring& path) {
-    HKEY key = nullptr;
-    LONG rc = RegOpenKeyExW(root, path.c_str(), 0, KEY_READ | KEY_WRITE | DELETE | kView, &key);
+    qbx::RegKey key;
+    LONG rc = RegOpenKeyExW(root, path.c_str(), 0, KEY_READ | KEY_WRITE | DELETE | kView, key.put());
     if (rc == ERROR_FILE_NOT_FOUND) return ERROR_SUCCESS;
     if (rc != ERROR_SUCCESS) return rc;
     // Children first.
     for (;;) {
         wchar_t name[256];
         DWORD len = 256;
-        if (RegEnumKeyExW(key, 0, name, &len, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
-        if (deleteTree(key, name) != ERROR_SUCCESS) break;
+        if (RegEnumKeyExW(key.get(), 0, name, &len, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
+        if (deleteTree(key.get(), name) != ERROR_SUCCESS) break;
     }
-    RegCloseKey(key);
+    key.reset();  // closed before the key itself is deleted
     rc = RegDeleteKeyExW(root, path.c_str(), kView, 0);
     return rc == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : rc;
 }

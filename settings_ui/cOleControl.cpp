@@ -17,10 +17,7 @@ HRESULT cOleControl::queryOleInterface(REFIID iid, void** out) {
 cOleControl::~cOleControl() { destroyControlWindow(); }
 
 void cOleControl::destroyControlWindow() noexcept {
-    if (HWND w = window_) {
-        window_ = nullptr;
-        if (IsWindow(w)) DestroyWindow(w);
-    }
+    window_.reset();
 }
 
 // ---------------------------------------------------------------- IOleObject
@@ -60,7 +57,7 @@ HRESULT cOleControl::DoVerb(LONG verb, LPMSG, IOleClientSite* activeSite, LONG, 
         case OLEIVERB_UIACTIVATE:
             return activate(activeSite ? activeSite : site_.get(), parent, position, true);
         case OLEIVERB_HIDE:
-            if (window_) ShowWindow(window_, SW_HIDE);
+            if (window_) ShowWindow(window_.get(), SW_HIDE);
             return S_OK;
         default:
             return verb < 0 ? E_NOTIMPL : OLEOBJ_S_INVALIDVERB;
@@ -88,18 +85,18 @@ HRESULT cOleControl::activate(IOleClientSite* site, HWND parent, LPCRECT positio
             if (SUCCEEDED(inPlace->GetWindowContext(frame.put(), document.put(), &place, &clip, &frameInfo)) &&
                 position && IsRectEmpty(&place))
                 place = *position;
-            window_ = createControlWindow(siteWindow, place);
+            window_.reset(createControlWindow(siteWindow, place));
             if (!window_) {
                 inPlace->OnInPlaceDeactivate();
                 return E_FAIL;
             }
             inPlaceSite_ = inPlace;
         }
-        ShowWindow(window_, SW_SHOWNA);
+        ShowWindow(window_.get(), SW_SHOWNA);
         if (uiActivate && !uiActive_) {
             uiActive_ = true;
             inPlaceSite_->OnUIActivate();
-            SetFocus(window_);
+            SetFocus(window_.get());
         }
         return S_OK;
     } catch (...) {
@@ -158,7 +155,7 @@ HRESULT cOleControl::GetMiscStatus(DWORD, DWORD* status) {
 
 HRESULT cOleControl::GetWindow(HWND* window) {
     if (!window) return E_POINTER;
-    *window = window_;
+    *window = window_.get();
     return window_ ? S_OK : E_FAIL;
 }
 
@@ -181,7 +178,7 @@ HRESULT cOleControl::UIDeactivate() {
 HRESULT cOleControl::SetObjectRects(LPCRECT position, LPCRECT) {
     if (!position) return E_POINTER;
     if (window_)
-        MoveWindow(window_, position->left, position->top, position->right - position->left,
+        MoveWindow(window_.get(), position->left, position->top, position->right - position->left,
                    position->bottom - position->top, TRUE);
     return S_OK;
 }

@@ -13,6 +13,7 @@
 #pragma once
 
 #include "support/com.h"
+#include "support/com/win_handles.h"
 
 #include <ole2.h>
 #include <olectl.h>
@@ -27,7 +28,7 @@ public:
     HRESULT queryOleInterface(REFIID iid, void** out);
 
     // The control's window while it is active in place (null otherwise).
-    HWND controlWindow() const noexcept { return window_; }
+    HWND controlWindow() const noexcept { return window_.get(); }
     // Its extent as the container last set it, in HIMETRIC.
     SIZEL extent() const noexcept { return extent_; }
 
@@ -102,7 +103,7 @@ private:
 
     qbx::ComPtr<IOleClientSite> site_;
     qbx::ComPtr<IOleInPlaceSite> inPlaceSite_;
-    HWND window_ = nullptr;
+    qbx::OwnedWindow window_;
     SIZEL extent_{2540, 1270};  // 1 by 0.5 inch until the container says otherwise
     bool uiActive_ = false;
 };

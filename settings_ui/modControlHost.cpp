@@ -9,6 +9,7 @@
 #include "settings_ui/modControlHost.h"
 
 #include "support/com/dispatch_object.h"
+#include "support/com/win_handles.h"
 
 #include <ocidl.h>
 
@@ -54,9 +55,8 @@ UINT fncWindowDpi(HWND window, bool horizontal) {
     if (window && getDpiForWindow) {
         if (UINT dpi = getDpiForWindow(window)) return dpi;
     }
-    HDC dc = GetDC(window);
-    int dpi = dc ? GetDeviceCaps(dc, horizontal ? LOGPIXELSX : LOGPIXELSY) : 0;
-    if (dc) ReleaseDC(window, dc);
+    qbx::WindowDc dc(window);
+    int dpi = dc ? GetDeviceCaps(dc.get(), horizontal ? LOGPIXELSX : LOGPIXELSY) : 0;
     return dpi > 0 ? static_cast<UINT>(dpi) : 96;
 }
 
@@ -226,7 +226,7 @@ qbx::ComPtr<IUnknown> fncCreateControl(const CLSID& clsid, const std::wstring* l
 // ---------------------------------------------------------------- cFormControls
 
 struct cFormControls::Entry {
-    HWND window = nullptr;              // the host window, or the page's own
+    qbx::OwnedWindow window;            // the host window, or the page's own
     qbx::ComPtr<IUnknown> control;      // an ActiveX control (nothing for a page)
     qbx::ComPtr<IUnknown> container;    // atl.dll's site for it
     qbx::ComPtr<cExtender> extender;
@@ -235,7 +235,7 @@ struct cFormControls::Entry {
         if (extender) extender->detach();
         // Destroying the host window closes the control and drops the
         // container's reference to it.
-        if (window && IsWindow(window)) DestroyWindow(window);
+        window.reset();
         container.reset();
         control.reset();
     }
@@ -266,7 +266,7 @@ qbx::Disp cFormControls::Add(const std::wstring& progId, const std::wstring& nam
     if (page != pageFactories().end()) {
         Page made = page->second(form_);
         if (!made.window || !made.object) raiseCantCreate(where);
-        entry->window = made.window;
+        entry->window.reset(made.window);
         object = made.object;
     } else {
         CLSID clsid{};
@@ -276,11 +276,11 @@ qbx::Disp cFormControls::Add(const std::wstring& progId, const std::wstring& nam
         auto oleObject = entry->control.as<IOleObject>(IID_IOleObject);
         if (!oleObject || !atl().ready) raiseCantCreate(where);
         if (auto persist = entry->control.as<IPersistStreamInit>(IID_IPersistStreamInit)) persist->InitNew();
-        entry->window = CreateWindowExW(WS_EX_CONTROLPARENT, L"AtlAxWin", L"",
-                                        WS_CHILD | WS_CLIPCHILDREN | WS_CLIPSIBLINGS, 0, 0, 0, 0, form_, nullptr,
-                                        GetModuleHandleW(nullptr), nullptr);
+        entry->window.reset(CreateWindowExW(WS_EX_CONTROLPARENT, L"AtlAxWin", L"",
+                                            WS_CHILD | WS_CLIPCHILDREN | WS_CLIPSIBLINGS, 0, 0, 0, 0, form_, nullptr,
+                                            GetModuleHandleW(nullptr), nullptr));
         if (!entry->window) raiseCantCreate(where);
-        if (FAILED(atl().attachControl(entry->control.get(), entry->window, entry->container.put())))
+        if (FAILED(atl().attachControl(entry->control.get(), entry->window.get(), entry->container.put())))
             raiseCantCreate(where);  // the entry's destructor takes the window down again
         object = qbx::Disp::fromUnknown(entry->control.get());
     }
@@ -288,10 +288,10 @@ qbx::Disp cFormControls::Add(const std::wstring& progId, const std::wstring& nam
     // control with no size, a page with the size it was designed with (as a
     // user control keeps its extent), so none of its controls is clipped away.
     const bool isPage = !entry->control;
-    ShowWindow(entry->window, SW_HIDE);
-    SetWindowPos(entry->window, nullptr, 0, 0, 0, 0,
+    ShowWindow(entry->window.get(), SW_HIDE);
+    SetWindowPos(entry->window.get(), nullptr, 0, 0, 0, 0,
                  SWP_NOZORDER | SWP_NOACTIVATE | (isPage ? SWP_NOSIZE : 0));
-    entry->extender = qbx::makeObject<cExtender>(name, entry->window, object);
+    entry->extender = qbx::makeObject<cExtender>(name, entry->window.get(), object);
     qbx::Disp extender(qbx::ComPtr<IDispatch>(entry->extender.get()));
     controls_[key] = std::move(entry);
     return extender;
@@ -311,14 +311,14 @@ qbx::Disp cFormControls::Item(const std::wstring& name) const {
 
 HWND cFormControls::Window(const std::wstring& name) const {
     auto it = controls_.find(fncKey(name));
-    return it == controls_.end() ? nullptr : it->second->window;
+    return it == controls_.end() ? nullptr : it->second->window.get();
 }
 
 bool cFormControls::TranslateAccelerator(MSG* message) const {
     if (!message || !message->hwnd) return false;
     for (const auto& [key, entry] : controls_) {
         if (!entry->control || !entry->window) continue;
-        if (message->hwnd != entry->window && !IsChild(entry->window, message->hwnd)) continue;
+        if (message->hwnd != entry->window.get() && !IsChild(entry->window.get(), message->hwnd)) continue;
         auto active = entry->control.as<IOleInPlaceActiveObject>(IID_IOleInPlaceActiveObject);
         return active && active->TranslateAccelerator(message) == S_OK;
     }

@@ -1,6 +1,7 @@
 #include "settings_ui/modXPlooks.h"
 
 #include "support/modErroHandling.h"
+#include "support/com/win_handles.h"
 
 #include <commctrl.h>
 
@@ -11,7 +12,7 @@ namespace {
 
 struct KeptColour {
     COLORREF colour;
-    HBRUSH brush;
+    qbx::Brush brush;
 };
 
 // Every coloured control of the process (all on the user-interface thread).
@@ -26,7 +27,6 @@ void subForget(HWND control) noexcept {
     auto& colours = keptColours();
     auto found = colours.find(control);
     if (found == colours.end()) return;
-    DeleteObject(found->second.brush);
     colours.erase(found);
 }
 
@@ -68,10 +68,10 @@ void subSetControlBackColor(HWND hControl, COLORREF colour) {
         if (IsWindow(hControl)) RemoveWindowSubclass(hControl, &subControlWatch, kSubclassId);
     } else {
         if (!IsWindow(hControl)) qbx::raise(qbx::vbErrInvalidCall, L"The control is not a window");
-        HBRUSH brush = CreateSolidBrush(colour);
+        qbx::Brush brush(CreateSolidBrush(colour));
         if (!brush) qbx::raiseLastError(L"No brush for the control's colour");
         subForget(hControl);
-        keptColours()[hControl] = {colour, brush};
+        keptColours()[hControl] = {colour, std::move(brush)};
         SetWindowSubclass(hControl, &subControlWatch, kSubclassId, 0);
     }
     if (IsWindow(hControl)) InvalidateRect(hControl, nullptr, TRUE);
@@ -81,7 +81,7 @@ bool fncAnswerCtlColor(HWND hControl, HDC hdcControl, INT_PTR& brush) {
     auto found = keptColours().find(hControl);
     if (found == keptColours().end()) return false;
     SetBkColor(hdcControl, found->second.colour);
-    brush = reinterpret_cast<INT_PTR>(found->second.brush);
+    brush = reinterpret_cast<INT_PTR>(found->second.brush.get());
     return true;
 }
 
@@ -107,25 +107,16 @@ void subSetBackColorFromWindow(HDC hdcWindow, HWND hControl) {
 cWindowSurface::cWindowSurface(HWND hWindow) {
     RECT client{};
     GetClientRect(hWindow, &client);
-    HDC screen = GetDC(hWindow);
-    dc_ = CreateCompatibleDC(screen);
-    bitmap_ = CreateCompatibleBitmap(screen, client.right > 0 ? client.right : 1, client.bottom > 0 ? client.bottom : 1);
-    ReleaseDC(hWindow, screen);
+    {
+        // The window's own DC serves only as the model of the memory one.
+        qbx::WindowDc screen(hWindow);
+        dc_.reset(CreateCompatibleDC(screen.get()));
+        bitmap_.reset(CreateCompatibleBitmap(screen.get(), client.right > 0 ? client.right : 1,
+                                             client.bottom > 0 ? client.bottom : 1));
+    }
     if (!dc_ || !bitmap_) {
-        if (bitmap_) DeleteObject(bitmap_);
-        if (dc_) DeleteDC(dc_);
-        dc_ = nullptr;
-        bitmap_ = nullptr;
         qbx::raiseLastError(L"No memory surface for the window");
     }
-    previous_ = SelectObject(dc_, bitmap_);
-    SendMessageW(hWindow, WM_ERASEBKGND, reinterpret_cast<WPARAM>(dc_), 0);
-}
-
-cWindowSurface::~cWindowSurface() {
-    if (dc_) {
-        SelectObject(dc_, previous_);
-        DeleteObject(bitmap_);
-        DeleteDC(dc_);
-    }
+    selected_ = qbx::SelectedObject(dc_.get(), bitmap_.get());
+    SendMessageW(hWindow, WM_ERASEBKGND, reinterpret_cast<WPARAM>(dc_.get()), 0);
 }

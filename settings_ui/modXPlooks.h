@@ -18,6 +18,8 @@
 // A colour is forgotten when its control is destroyed.
 #pragma once
 
+#include "support/com/win_handles.h"
+
 #include <windows.h>
 
 // Samples the pixel of hdcWindow (the device context of the window holding the
@@ -45,14 +47,14 @@ bool fncAnswerCtlColor(HWND hControl, HDC hdcControl, INT_PTR& brush);
 class cWindowSurface {
 public:
     explicit cWindowSurface(HWND hWindow);
-    ~cWindowSurface();
     cWindowSurface(const cWindowSurface&) = delete;
     cWindowSurface& operator=(const cWindowSurface&) = delete;
 
-    HDC hDC() const noexcept { return dc_; }
+    HDC hDC() const noexcept { return dc_.get(); }
 
 private:
-    HDC dc_ = nullptr;
-    HBITMAP bitmap_ = nullptr;
-    HGDIOBJ previous_ = nullptr;
+    // In this order, so the bitmap is taken out of the DC before either is deleted.
+    qbx::MemoryDc dc_;
+    qbx::Bitmap bitmap_;
+    qbx::SelectedObject selected_;
 };

@@ -60,15 +60,15 @@ uscPublishSites::uscPublishSites(HWND form) : DispatchObject(L"uscPublishSites")
     method(L"subSaveSettings", [this](qbx::Args&) { subSaveSettings(); return qbx::Variant(); });
     method(L"fncGetListsFromSite", [this](qbx::Args& a) { return qbx::Variant(fncGetListsFromSite(a.str(0))); });
 
-    hwnd_ = CreateDialogParamW(fncAddinModule(), MAKEINTRESOURCEW(IDD_PUBLISHSITES), form, &uscPublishSites::dialogProc,
-                               reinterpret_cast<LPARAM>(this));
+    hwnd_.reset(CreateDialogParamW(fncAddinModule(), MAKEINTRESOURCEW(IDD_PUBLISHSITES), form,
+                                   &uscPublishSites::dialogProc, reinterpret_cast<LPARAM>(this)));
     if (!hwnd_) qbx::raiseLastError(L"The document library page could not be made");
 }
 
 uscPublishSites::~uscPublishSites() {
-    if (hwnd_ && IsWindow(hwnd_)) {
-        SetWindowLongPtrW(hwnd_, DWLP_USER, 0);
-        DestroyWindow(hwnd_);
+    if (hwnd_ && IsWindow(hwnd_.get())) {
+        SetWindowLongPtrW(hwnd_.get(), DWLP_USER, 0);
+        hwnd_.reset();
     }
 }
 
@@ -103,7 +103,7 @@ INT_PTR CALLBACK uscPublishSites::dialogProc(HWND window, UINT message, WPARAM w
                 return FALSE;
             }
             case WM_NCDESTROY:
-                page->hwnd_ = nullptr;
+                page->hwnd_.release();
                 return FALSE;
             default:
                 return FALSE;
@@ -124,11 +124,11 @@ void uscPublishSites::UserControl_Show() {
     if (objListHandler) objListHandler->EditMode(false);
     // The check box and its label take the page's width.
     RECT page{};
-    GetClientRect(hwnd_, &page);
+    GetClientRect(hwnd_.get(), &page);
     for (int id : {IDC_CHKALWAYSDEFAULT, IDC_LBLDEFAULT}) {
         RECT r{};
         GetWindowRect(control(id), &r);
-        MapWindowPoints(nullptr, hwnd_, reinterpret_cast<POINT*>(&r), 2);
+        MapWindowPoints(nullptr, hwnd_.get(), reinterpret_cast<POINT*>(&r), 2);
         MoveWindow(control(id), r.left, r.top, page.right - r.left, r.bottom - r.top, TRUE);
     }
 }
@@ -144,8 +144,8 @@ void uscPublishSites::subSetCaptions() {
         // The grid ends just above the page's button.
         RECT button{};
         GetWindowRect(control(IDC_CMDBROWSE), &button);
-        MapWindowPoints(nullptr, hwnd_, reinterpret_cast<POINT*>(&button), 2);
-        const double twipsY = fncTwipsPerPixelY(hwnd_);
+        MapWindowPoints(nullptr, hwnd_.get(), reinterpret_cast<POINT*>(&button), 2);
+        const double twipsY = fncTwipsPerPixelY(hwnd_.get());
         const long height = std::lround((button.top - 6) * twipsY);
         if (list.objHostedControl) list.objHostedControl.put(L"Height", height);
         list.Height = static_cast<short>(height);
@@ -157,7 +157,7 @@ void uscPublishSites::subSetCaptions() {
         SetWindowTextW(control(IDC_LBLDEFAULT), LNGDEFAULT.c_str());
         SetWindowTextW(control(IDC_CHKALWAYSDEFAULT), LNGALWAYSUSEDEFAULT.c_str());
 
-        cWindowSurface surface(hwnd_);
+        cWindowSurface surface(hwnd_.get());
         subSetBackColorFromWindow(surface.hDC(), control(IDC_CHKALWAYSDEFAULT));
     });
 }
@@ -173,7 +173,7 @@ void uscPublishSites::subGetSettings() {
             std::wstring selected = s.strDefaultSite;
             s.DicList.AddToComboOrList(combo, selected);
         }
-        CheckDlgButton(hwnd_, IDC_CHKALWAYSDEFAULT, s.blnAlwaysDefault ? BST_CHECKED : BST_UNCHECKED);
+        CheckDlgButton(hwnd_.get(), IDC_CHKALWAYSDEFAULT, s.blnAlwaysDefault ? BST_CHECKED : BST_UNCHECKED);
     });
 }
 
@@ -193,7 +193,7 @@ void uscPublishSites::subSaveSettings() {
         cListControl combo(control(IDC_CMBDEFAULT));
         const std::wstring chosen = combo.Text();
         if (!chosen.empty()) s.strDefaultSite = chosen;
-        s.blnAlwaysDefault = IsDlgButtonChecked(hwnd_, IDC_CHKALWAYSDEFAULT) == BST_CHECKED;
+        s.blnAlwaysDefault = IsDlgButtonChecked(hwnd_.get(), IDC_CHKALWAYSDEFAULT) == BST_CHECKED;
     });
 }
 

@@ -10,6 +10,7 @@
 #pragma once
 
 #include "support/com/dispatch_object.h"
+#include "support/com/win_handles.h"
 
 #include <string>
 
@@ -21,8 +22,8 @@ public:
     explicit uscPublishSites(HWND form);
     ~uscPublishSites() override;
 
-    HWND hWnd() const noexcept { return hwnd_; }
-    HWND control(int id) const noexcept { return GetDlgItem(hwnd_, id); }
+    HWND hWnd() const noexcept { return hwnd_.get(); }
+    HWND control(int id) const noexcept { return GetDlgItem(hwnd_.get(), id); }
 
     void subSetCaptions();
     void subGetSettings();
@@ -44,7 +45,7 @@ private:
     // The grid's column A under the header, as a list (empty when no row is used).
     void subReadGrid(class cSimpleList& list);
 
-    HWND hwnd_ = nullptr;
+    qbx::OwnedWindow hwnd_;  // forgotten when the settings window destroys it first
 };
 
 // Puts the settings pages into the window's table of page classes (once).

@@ -2,6 +2,7 @@
 
 #include "support/com.h"
 #include "support/modErroHandling.h"
+#include "support/com/win_handles.h"
 
 #include <algorithm>
 #include <vector>
@@ -34,22 +35,16 @@ bool streamStep(F&& call) {
     }
 }
 
-struct FileHandle {
-    HANDLE h;
-    ~FileHandle() {
-        if (h != INVALID_HANDLE_VALUE) CloseHandle(h);
-    }
-};
-
 // The whole file as one byte array (VT_ARRAY|VT_UI1), read straight into the
 // array so the content is held in memory once, as the stream would hold it.
 // Errors read as the stream's own would.
 qbx::Variant fncReadFileBytes(const std::wstring& strPath) {
-    FileHandle file{CreateFileW(strPath.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                nullptr, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr)};
-    if (file.h == INVALID_HANDLE_VALUE) qbx::raiseVb(qbx::adErrOpeningFile);
+    qbx::FileHandle file(CreateFileW(strPath.c_str(), GENERIC_READ,
+                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                     FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+    if (!file) qbx::raiseVb(qbx::adErrOpeningFile);
     LARGE_INTEGER size{};
-    if (!GetFileSizeEx(file.h, &size)) qbx::raiseVb(qbx::adErrOpeningFile);
+    if (!GetFileSizeEx(file.get(), &size)) qbx::raiseVb(qbx::adErrOpeningFile);
     if (size.QuadPart > 0x7FFFFFFFLL) qbx::raiseVb(qbx::vbErrOutOfMemory);
     const ULONG total = static_cast<ULONG>(size.QuadPart);
     qbx::SafeArray bytes(SafeArrayCreateVector(VT_UI1, 0, total));
@@ -61,7 +56,7 @@ qbx::Variant fncReadFileBytes(const std::wstring& strPath) {
         while (done < total) {
             DWORD got = 0;
             DWORD want = std::min<ULONG>(total - done, 16u << 20);
-            if (!ReadFile(file.h, static_cast<char*>(data) + done, want, &got, nullptr) || got == 0) break;
+            if (!ReadFile(file.get(), static_cast<char*>(data) + done, want, &got, nullptr) || got == 0) break;
             done += got;
         }
         SafeArrayUnaccessData(bytes.get());

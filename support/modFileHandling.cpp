@@ -2,6 +2,7 @@
 
 #include "support/modErroHandling.h"
 #include "support/modScriptingDic.h"
+#include "support/com/win_handles.h"
 
 #include <bitset>
 
@@ -85,13 +86,13 @@ void subResetFileHandlingForTests() noexcept {
 
 void subWriteTextFile(const std::wstring& path, const std::wstring& text, qbx::Here where) {
     std::string bytes = "\xEF\xBB\xBF" + qbx::toUtf8(text);
-    HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
+    qbx::FileHandle file(
+        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
         qbx::raiseLastError(L"The file " + path + L" could not be written", where);
     DWORD written = 0;
-    const BOOL ok = WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    const BOOL ok = WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     const DWORD code = GetLastError();
-    CloseHandle(file);
     if (!ok || written != bytes.size())
         qbx::raise(static_cast<long>(code), L"The file " + path + L" could not be written", where);
 }

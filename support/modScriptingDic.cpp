@@ -3,6 +3,7 @@
 #include "support/modGlobals.h"
 #include "support/modErroHandling.h"
 #include "support/prompt.h"
+#include "support/com/win_handles.h"
 
 #include <vector>
 
@@ -27,8 +28,8 @@ void startProcess(const std::wstring& commandLine) {
     line.push_back(L'\0');  // CreateProcessW may write into its command line
     if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi)) {
         // Nobody waits for the tool; only the handles are given back.
-        CloseHandle(pi.hThread);
-        CloseHandle(pi.hProcess);
+        qbx::Handle process(pi.hProcess);
+        qbx::Handle thread(pi.hThread);
     }
 }
 

@@ -94,8 +94,6 @@ cSpreadsheetControl::~cSpreadsheetControl() {
     edit_ = nullptr;
     destroyControlWindow();
     sheet_->setView(nullptr);  // objects of the model may outlive the control
-    for (auto& [key, f] : fonts_) DeleteObject(f);
-    if (lastPicture_) DeleteObject(lastPicture_);
     --live;
 }
 
@@ -147,12 +145,10 @@ LRESULT cSpreadsheetControl::handle(UINT message, WPARAM w, LPARAM l) {
     HWND self = window_;
     switch (message) {
         case WM_PAINT: {
-            PAINTSTRUCT ps;
-            HDC dc = BeginPaint(self, &ps);
+            qbx::PaintDc dc(self);
             RECT client;
             GetClientRect(self, &client);
-            paint(dc, client);
-            EndPaint(self, &ps);
+            paint(dc.get(), client);
             return 0;
         }
         case WM_ERASEBKGND:
@@ -290,14 +286,13 @@ void cSpreadsheetControl::repaint() {
     updateScrollBars();
     InvalidateRect(window_, nullptr, FALSE);
     // Drawn now, whatever ScreenUpdating says: that is what Repaint asks for.
-    HDC dc = GetDC(window_);
+    qbx::WindowDc dc(window_);
     RECT client;
     GetClientRect(window_, &client);
     const bool updating = sheet_->settings.screenUpdating;
     sheet_->settings.screenUpdating = true;
-    paint(dc, client);
+    paint(dc.get(), client);
     sheet_->settings.screenUpdating = updating;
-    ReleaseDC(window_, dc);
     ValidateRect(window_, nullptr);
 }
 
@@ -310,9 +305,8 @@ int cSpreadsheetControl::dpi() const {
     if (window_ && getDpiForWindow) {
         if (UINT d = getDpiForWindow(window_)) return static_cast<int>(d);
     }
-    HDC dc = GetDC(window_);
-    int d = dc ? GetDeviceCaps(dc, LOGPIXELSY) : 96;
-    if (dc) ReleaseDC(window_, dc);
+    qbx::WindowDc dc(window_);
+    int d = dc ? GetDeviceCaps(dc.get(), LOGPIXELSY) : 96;
     return d > 0 ? d : 96;
 }
 
@@ -325,12 +319,10 @@ int cSpreadsheetControl::rowHeight() const { return MulDiv(17, dpi(), 96); }
 int cSpreadsheetControl::digitWidth() const {
     const int d = dpi();
     if (digitWidth_ == 0 || digitWidthDpi_ != d) {
-        HDC dc = GetDC(window_);
-        HGDIOBJ old = SelectObject(dc, font(L"Arial", 10, false));
+        qbx::WindowDc dc(window_);
+        qbx::SelectedObject selectedFont(dc.get(), font(L"Arial", 10, false));
         SIZE size{};
-        GetTextExtentPoint32W(dc, L"0", 1, &size);
-        SelectObject(dc, old);
-        ReleaseDC(window_, dc);
+        GetTextExtentPoint32W(dc.get(), L"0", 1, &size);
         digitWidth_ = std::max<int>(1, size.cx);
         digitWidthDpi_ = d;
     }
@@ -351,12 +343,10 @@ cSpreadsheetControl::Layout cSpreadsheetControl::layout() const {
     const int rh = rowHeight();
     if (s.displayColumnHeadings) lay.headHeight = rh;
     if (s.displayRowHeadings) {
-        HDC dc = GetDC(window_);
-        HGDIOBJ old = SelectObject(dc, font(L"Tahoma", 8, false));
+        qbx::WindowDc dc(window_);
+        qbx::SelectedObject selectedFont(dc.get(), font(L"Tahoma", 8, false));
         SIZE size{};
-        GetTextExtentPoint32W(dc, L"00000", 5, &size);
-        SelectObject(dc, old);
-        ReleaseDC(window_, dc);
+        GetTextExtentPoint32W(dc.get(), L"00000", 5, &size);
         lay.headWidth = size.cx + MulDiv(8, dpi(), 96);
     }
     const int frozenRows = std::clamp(s.frozenRows, 0, kMaxRows - 1);
@@ -443,12 +433,10 @@ void cSpreadsheetControl::setViewableRange(const Rect& r) {
 
 double cSpreadsheetControl::measureText(const std::wstring& text, const CellFormat& format) const {
     if (!window_) return -1;
-    HDC dc = GetDC(window_);
-    HGDIOBJ old = SelectObject(dc, font(format.fontName, format.fontSize, format.bold));
+    qbx::WindowDc dc(window_);
+    qbx::SelectedObject selectedFont(dc.get(), font(format.fontName, format.fontSize, format.bold));
     SIZE size{};
-    GetTextExtentPoint32W(dc, text.c_str(), static_cast<int>(text.size()), &size);
-    SelectObject(dc, old);
-    ReleaseDC(window_, dc);
+    GetTextExtentPoint32W(dc.get(), text.c_str(), static_cast<int>(text.size()), &size);
     return static_cast<double>(size.cx + MulDiv(4, dpi(), 96)) / digitWidth();
 }
 
@@ -456,7 +444,7 @@ HFONT cSpreadsheetControl::font(const std::wstring& name, double points, bool bo
     const int height = -static_cast<int>(std::lround(points * dpi() / 72.0));
     const std::wstring key = qbx::toLower(name) + L"|" + std::to_wstring(height) + (bold ? L"|b" : L"");
     auto it = fonts_.find(key);
-    if (it != fonts_.end()) return it->second;
+    if (it != fonts_.end()) return it->second.get();
     LOGFONTW lf{};
     lf.lfHeight = height;
     lf.lfWeight = bold ? FW_BOLD : FW_NORMAL;
@@ -464,7 +452,7 @@ HFONT cSpreadsheetControl::font(const std::wstring& name, double points, bool bo
     lf.lfQuality = DEFAULT_QUALITY;
     lstrcpynW(lf.lfFaceName, name.c_str(), LF_FACESIZE);
     HFONT f = CreateFontIndirectW(&lf);
-    fonts_[key] = f;
+    fonts_[key].reset(f);
     return f;
 }
 
@@ -533,21 +521,18 @@ void cSpreadsheetControl::updateScrollBars() {
 void cSpreadsheetControl::paint(HDC target, const RECT& client) {
     const int w = client.right - client.left, h = client.bottom - client.top;
     if (w <= 0 || h <= 0) return;
-    HDC memory = CreateCompatibleDC(target);
+    qbx::MemoryDc memory(CreateCompatibleDC(target));
     const bool fresh = sheet_->settings.screenUpdating || !lastPicture_;
     if (fresh && (!lastPicture_ || lastPictureSize_.cx != w || lastPictureSize_.cy != h)) {
-        if (lastPicture_) DeleteObject(lastPicture_);
-        lastPicture_ = CreateCompatibleBitmap(target, w, h);
+        lastPicture_.reset(CreateCompatibleBitmap(target, w, h));
         lastPictureSize_ = SIZE{w, h};
     }
-    HGDIOBJ oldBitmap = SelectObject(memory, lastPicture_);
+    qbx::SelectedObject selectedPicture(memory.get(), lastPicture_.get());
     if (fresh) {
-        render(memory, client);
+        render(memory.get(), client);
         ++renders_;
     }
-    BitBlt(target, 0, 0, w, h, memory, 0, 0, SRCCOPY);
-    SelectObject(memory, oldBitmap);
-    DeleteDC(memory);
+    BitBlt(target, 0, 0, w, h, memory.get(), 0, 0, SRCCOPY);
 }
 
 void cSpreadsheetControl::render(HDC dc, const RECT& client) {
@@ -565,8 +550,8 @@ void cSpreadsheetControl::render(HDC dc, const RECT& client) {
         for (const Band& c : lay.columns)
             drawCell(dc, RECT{c.start, r.start, c.start + c.size, r.start + r.size}, r.index, c.index, lay);
 
-    HPEN gridPen = CreatePen(PS_SOLID, 1, grid);
-    HGDIOBJ oldPen = SelectObject(dc, gridPen);
+    qbx::Pen gridPen(CreatePen(PS_SOLID, 1, grid));
+    qbx::SelectedObject selectedGridPen(dc, gridPen.get());
     const int right = lay.columns.empty() ? lay.headWidth : lay.columns.back().start + lay.columns.back().size;
     const int bottom = lay.rows.empty() ? lay.headHeight : lay.rows.back().start + lay.rows.back().size;
     if (s.displayGridlines) {
@@ -579,16 +564,14 @@ void cSpreadsheetControl::render(HDC dc, const RECT& client) {
             LineTo(dc, c.start + c.size - 1, bottom);
         }
     }
-    SelectObject(dc, oldPen);
-    DeleteObject(gridPen);
 
     // The cells' own borders (right and bottom edges).
     for (const Band& r : lay.rows)
         for (const Band& c : lay.columns) {
             const CellFormat f = sheet_->format(r.index, c.index);
             if (!f.rightBorder && !f.bottomBorder) continue;
-            HPEN pen = CreatePen(PS_SOLID, std::max(1, f.borderWeight - 1), f.borderColor);
-            HGDIOBJ old = SelectObject(dc, pen);
+            qbx::Pen pen(CreatePen(PS_SOLID, std::max(1, f.borderWeight - 1), f.borderColor));
+            qbx::SelectedObject selectedPen(dc, pen.get());
             if (f.rightBorder) {
                 MoveToEx(dc, c.start + c.size - 1, r.start - 1, nullptr);
                 LineTo(dc, c.start + c.size - 1, r.start + r.size);
@@ -597,13 +580,11 @@ void cSpreadsheetControl::render(HDC dc, const RECT& client) {
                 MoveToEx(dc, c.start - 1, r.start + r.size - 1, nullptr);
                 LineTo(dc, c.start + c.size, r.start + r.size - 1);
             }
-            SelectObject(dc, old);
-            DeleteObject(pen);
         }
 
     // The frozen split.
-    HPEN splitPen = CreatePen(PS_SOLID, 1, shadow);
-    oldPen = SelectObject(dc, splitPen);
+    qbx::Pen splitPen(CreatePen(PS_SOLID, 1, shadow));
+    qbx::SelectedObject selectedSplitPen(dc, splitPen.get());
     if (s.frozenRows > 0 && lay.frozenBottom > lay.headHeight) {
         MoveToEx(dc, lay.headWidth, lay.frozenBottom - 1, nullptr);
         LineTo(dc, right, lay.frozenBottom - 1);
@@ -612,8 +593,6 @@ void cSpreadsheetControl::render(HDC dc, const RECT& client) {
         MoveToEx(dc, lay.frozenRight - 1, lay.headHeight, nullptr);
         LineTo(dc, lay.frozenRight - 1, bottom);
     }
-    SelectObject(dc, oldPen);
-    DeleteObject(splitPen);
 
     // The selection's outline and the active cell's frame.
     const Rect& sel = sheet_->selection();
@@ -634,19 +613,18 @@ void cSpreadsheetControl::render(HDC dc, const RECT& client) {
     const bool focused = GetFocus() == window_ || (edit_ && GetFocus() == edit_);
     const COLORREF frame = focused ? GetSysColor(COLOR_WINDOWTEXT) : shadow;
     if (rowsShown && columnsShown) {
-        HBRUSH brush = CreateSolidBrush(frame);
+        qbx::Brush brush(CreateSolidBrush(frame));
         for (int i = 0; i < 2; ++i) {
             RECT o{outline.left + i, outline.top + i, outline.right - i, outline.bottom - i};
-            FrameRect(dc, &o, brush);
+            FrameRect(dc, &o, brush.get());
         }
-        DeleteObject(brush);
     }
 
     // Headings.
-    HGDIOBJ oldFont = SelectObject(dc, font(L"Tahoma", 8, false));
+    qbx::SelectedObject selectedHeadFont(dc, font(L"Tahoma", 8, false));
     SetTextColor(dc, GetSysColor(COLOR_BTNTEXT));
-    HPEN headPen = CreatePen(PS_SOLID, 1, shadow);
-    oldPen = SelectObject(dc, headPen);
+    qbx::Pen headPen(CreatePen(PS_SOLID, 1, shadow));
+    qbx::SelectedObject selectedHeadPen(dc, headPen.get());
     if (lay.headHeight > 0) {
         fill(dc, RECT{0, 0, client.right, lay.headHeight}, face);
         for (const Band& c : lay.columns) {
@@ -676,9 +654,6 @@ void cSpreadsheetControl::render(HDC dc, const RECT& client) {
         LineTo(dc, lay.headWidth - 1, client.bottom);
         if (lay.headHeight > 0) fill(dc, RECT{0, 0, lay.headWidth - 1, lay.headHeight - 1}, face);
     }
-    SelectObject(dc, oldPen);
-    DeleteObject(headPen);
-    SelectObject(dc, oldFont);
 }
 
 void cSpreadsheetControl::drawCell(HDC dc, const RECT& cell, int row, int column, const Layout&) {
@@ -710,12 +685,11 @@ void cSpreadsheetControl::drawCell(HDC dc, const RECT& cell, int row, int column
     }
     const int pad = MulDiv(2, dpi(), 96);
     RECT inner{cell.left + pad, cell.top, cell.right - pad - 1, cell.bottom - 1};
-    HGDIOBJ old = SelectObject(dc, font(f.fontName, f.fontSize, f.bold));
+    qbx::SelectedObject selectedFont(dc, font(f.fontName, f.fontSize, f.bold));
     SetTextColor(dc, GetSysColor(COLOR_WINDOWTEXT));
     SetBkMode(dc, TRANSPARENT);
     DrawTextW(dc, text.c_str(), static_cast<int>(text.size()), &inner,
               align | DT_VCENTER | DT_SINGLELINE | DT_NOPREFIX | DT_END_ELLIPSIS);
-    SelectObject(dc, old);
 }
 
 void cSpreadsheetControl::drawCheckBox(HDC dc, const RECT& cell, bool checked, HAlign align) {

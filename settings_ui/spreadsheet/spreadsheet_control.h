@@ -25,6 +25,7 @@
 
 #include "settings_ui/cOleControl.h"
 #include "settings_ui/spreadsheet/sheet_objects.h"
+#include "support/com/win_handles.h"
 
 #include <map>
 #include <memory>
@@ -135,8 +136,8 @@ private:
     bool dragging_ = false;
     bool verticalBar_ = false, horizontalBar_ = false;
     uint64_t renders_ = 0;
-    HBITMAP lastPicture_ = nullptr;  // what was drawn last, shown again while ScreenUpdating is off
+    qbx::Bitmap lastPicture_;  // what was drawn last, shown again while ScreenUpdating is off
     SIZE lastPictureSize_{};
-    mutable std::map<std::wstring, HFONT> fonts_;
+    mutable std::map<std::wstring, qbx::Font> fonts_;
     mutable int digitWidth_ = 0, digitWidthDpi_ = 0;
 };

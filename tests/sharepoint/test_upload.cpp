@@ -48,7 +48,7 @@ public:
             method(name, [this, name](qbx::Args& a) {
                 calls += name + (a.count() ? L"(" + a.str(0) + L");" : std::wstring(L";"));
                 if (failLoad && calls.find(L"LoadFromFile") != std::wstring::npos)
-                    qbx::raise(3002, L"File could not be opened.");
+                    qbx::raiseVb(qbx::adErrOpeningFile);
                 return std::wstring(name) == L"Read" ? qbx::SafeArray::bytes("a\0b", 3).toVariant(VT_UI1) : Variant();
             });
         };
