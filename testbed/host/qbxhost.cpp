@@ -12,8 +12,7 @@
 #include "testbed/host/host.h"
 
 #include "attachments/dialogs.h"
-
-#include <winhttp.h>
+#include "testbed/sharepoint/spemu_client.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -74,146 +73,6 @@ std::wstring indentLines(const std::wstring& text, const std::wstring& pad) {
 }
 
 std::wstring quoted(const std::wstring& s) { return L"\"" + s + L"\""; }
-
-// ------------------------------------------------------------ a little JSON
-
-struct Json {
-    enum Kind { Null, Bool, Number, String, Array, Object } kind = Null;
-    bool b = false;
-    double n = 0;
-    std::wstring s;
-    std::vector<Json> items;
-    std::vector<std::pair<std::wstring, Json>> fields;
-    const Json& operator[](const wchar_t* key) const {
-        static const Json none;
-        for (const auto& f : fields)
-            if (f.first == key) return f.second;
-        return none;
-    }
-};
-
-class JsonReader {
-public:
-    explicit JsonReader(const std::wstring& t) : t_(t) {}
-    Json read() {
-        blanks();
-        Json j;
-        if (i_ >= t_.size()) throw std::runtime_error("json");
-        wchar_t c = t_[i_];
-        if (c == L'{') {
-            j.kind = Json::Object;
-            ++i_;
-            blanks();
-            if (peek(L'}')) return j;
-            do {
-                blanks();
-                std::wstring key = string();
-                blanks();
-                expect(L':');
-                j.fields.emplace_back(key, read());
-                blanks();
-            } while (peek(L','));
-            expect(L'}');
-        } else if (c == L'[') {
-            j.kind = Json::Array;
-            ++i_;
-            blanks();
-            if (peek(L']')) return j;
-            do j.items.push_back(read());
-            while ((blanks(), peek(L',')));
-            expect(L']');
-        } else if (c == L'"') {
-            j.kind = Json::String;
-            j.s = string();
-        } else if (t_.compare(i_, 4, L"true") == 0 || t_.compare(i_, 5, L"false") == 0) {
-            j.kind = Json::Bool;
-            j.b = t_[i_] == L't';
-            i_ += j.b ? 4 : 5;
-        } else if (t_.compare(i_, 4, L"null") == 0) {
-            i_ += 4;
-        } else {
-            j.kind = Json::Number;
-            wchar_t* end = nullptr;
-            j.n = wcstod(t_.c_str() + i_, &end);
-            if (end == t_.c_str() + i_) throw std::runtime_error("json");
-            i_ = static_cast<size_t>(end - t_.c_str());
-        }
-        return j;
-    }
-
-private:
-    void blanks() {
-        while (i_ < t_.size() && iswspace(t_[i_])) ++i_;
-    }
-    bool peek(wchar_t c) {
-        if (i_ < t_.size() && t_[i_] == c) {
-            ++i_;
-            return true;
-        }
-        return false;
-    }
-    void expect(wchar_t c) {
-        if (!peek(c)) throw std::runtime_error("json");
-    }
-    std::wstring string() {
-        expect(L'"');
-        std::wstring s;
-        while (i_ < t_.size() && t_[i_] != L'"') {
-            wchar_t c = t_[i_++];
-            if (c == L'\\' && i_ < t_.size()) {
-                wchar_t e = t_[i_++];
-                switch (e) {
-                    case L'n': c = L'\n'; break;
-                    case L'r': c = L'\r'; break;
-                    case L't': c = L'\t'; break;
-                    case L'b': c = L'\b'; break;
-                    case L'f': c = L'\f'; break;
-                    case L'u':
-                        c = static_cast<wchar_t>(wcstol(t_.substr(i_, 4).c_str(), nullptr, 16));
-                        i_ += 4;
-                        break;
-                    default: c = e;
-                }
-            }
-            s += c;
-        }
-        expect(L'"');
-        return s;
-    }
-    const std::wstring& t_;
-    size_t i_ = 0;
-};
-
-// A request to a loopback URL; the reply's body, empty on any failure.
-std::string httpRequest(const wchar_t* method, const std::wstring& url) {
-    URL_COMPONENTS parts{};
-    parts.dwStructSize = sizeof parts;
-    wchar_t host[256] = {}, path[2048] = {};
-    parts.lpszHostName = host;
-    parts.dwHostNameLength = 256;
-    parts.lpszUrlPath = path;
-    parts.dwUrlPathLength = 2048;
-    if (!WinHttpCrackUrl(url.c_str(), 0, 0, &parts) || std::wstring(host) != L"127.0.0.1") return {};
-    std::string body;
-    HINTERNET s = WinHttpOpen(L"qbxhost", WINHTTP_ACCESS_TYPE_NO_PROXY, WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0);
-    HINTERNET c = s ? WinHttpConnect(s, host, parts.nPort, 0) : nullptr;
-    HINTERNET r = c ? WinHttpOpenRequest(c, method, path, nullptr, WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES, 0) : nullptr;
-    if (r && WinHttpSendRequest(r, WINHTTP_NO_ADDITIONAL_HEADERS, 0, WINHTTP_NO_REQUEST_DATA, 0, 0, 0) &&
-        WinHttpReceiveResponse(r, nullptr)) {
-        for (;;) {
-            DWORD avail = 0;
-            if (!WinHttpQueryDataAvailable(r, &avail) || !avail) break;
-            std::string chunk(avail, '\0');
-            DWORD got = 0;
-            if (!WinHttpReadData(r, chunk.data(), avail, &got) || !got) break;
-            body.append(chunk, 0, got);
-        }
-    }
-    if (r) WinHttpCloseHandle(r);
-    if (c) WinHttpCloseHandle(c);
-    if (s) WinHttpCloseHandle(s);
-    return body;
-}
 
 // The add-ins Outlook would load: LoadBehavior 3 under HKCU, then HKLM.
 std::vector<std::wstring> registeredAddins() {
@@ -566,12 +425,11 @@ void Host::expect(const Words& w) {
         need(w, 3);
         const bool wanted = !(w.size() > 4 && w[4] == L"absent");
         bool found = false;
-        std::wstring base = env(L"QBX_SP_URL");
         try {
-            Json j = JsonReader(qbx::fromUtf8(httpRequest(L"GET", qbx::withoutTrailingSlash(base) + L"/_emu/documents"))).read();
-            for (const Json& lib : j[L"libraries"].items)
-                if (qbx::textEquals(qbx::withoutTrailingSlash(lib[L"url"].s), L"/" + qbx::withoutTrailingSlash(w[2])))
-                    for (const Json& doc : lib[L"documents"].items) found = found || doc[L"name"].s == w[3];
+            const spemu::Json stored = spemu::documents();
+            for (const spemu::Json& lib : stored["libraries"].items)
+                if (qbx::textEquals(qbx::withoutTrailingSlash(qbx::fromUtf8(lib["url"].s)), L"/" + qbx::withoutTrailingSlash(w[2])))
+                    for (const spemu::Json& doc : lib["documents"].items) found = found || qbx::fromUtf8(doc["name"].s) == w[3];
         } catch (...) {
         }
         check(found == wanted, L"library " + w[2] + (wanted ? L" holds " : L" does not hold ") + quoted(w[3]));
@@ -682,11 +540,14 @@ void Host::step(const Words& w, int lineNumber) {
         // server-fault QUERY: a fault of the SharePoint emulator; server-reset:
         // no faults, an empty log and empty libraries.
         if (c == L"server-fault") need(w, 1);
-        std::wstring base = env(L"QBX_SP_URL");
-        if (base.empty()) qbx::raise(5, L"no SharePoint emulator (QBX_SP_URL is not set)");
+        if (!spemu::configured()) qbx::raise(5, L"no SharePoint emulator (QBX_SP_URL is not set)");
         std::wstring call = c == L"server-fault" ? L"/_emu/fault?" + w[1] : std::wstring(L"/_emu/reset?documents=1");
-        if (httpRequest(L"POST", qbx::withoutTrailingSlash(base) + call).find("\"ok\"") == std::string::npos)
+        try {
+            if (c == L"server-fault") spemu::fault(w[1]);
+            else spemu::reset(L"?documents=1");
+        } catch (...) {
             qbx::raise(5, L"the SharePoint emulator refused " + quoted(call));
+        }
     } else if (c == L"start") {
         start();
     } else if (c == L"quit") {
@@ -975,27 +836,26 @@ void Host::summary() {
 }
 
 void Host::printLibraries() {
-    std::wstring base = env(L"QBX_SP_URL");
-    if (base.empty()) {
+    if (!spemu::configured()) {
         say(L"Libraries: no SharePoint emulator (QBX_SP_URL is not set)");
         return;
     }
-    std::string body = httpRequest(L"GET", qbx::withoutTrailingSlash(base) + L"/_emu/documents");
+    spemu::Json j;
     try {
-        std::wstring text = qbx::fromUtf8(body);
-        Json j = JsonReader(text).read();
-        say(L"Libraries (SharePoint emulator at " + base + L"):");
-        for (const Json& lib : j[L"libraries"].items) {
-            const auto& docs = lib[L"documents"].items;
-            std::wstring line = L"  " + lib[L"url"].s + L": ";
-            if (docs.empty()) line += L"empty";
-            for (size_t i = 0; i < docs.size(); ++i)
-                line += (i ? L", " : L"") + quoted(docs[i][L"name"].s) + L" (" +
-                        std::to_wstring(static_cast<long long>(docs[i][L"size"].n)) + L" bytes)";
-            say(line);
-        }
+        j = spemu::documents();
     } catch (...) {
         say(L"Libraries: the SharePoint emulator gave no list");
+        return;
+    }
+    say(L"Libraries (SharePoint emulator at " + env(L"QBX_SP_URL") + L"):");
+    for (const spemu::Json& lib : j["libraries"].items) {
+        const auto& docs = lib["documents"].items;
+        std::wstring line = L"  " + qbx::fromUtf8(lib["url"].s) + L": ";
+        if (docs.empty()) line += L"empty";
+        for (size_t i = 0; i < docs.size(); ++i)
+            line += (i ? L", " : L"") + quoted(qbx::fromUtf8(docs[i]["name"].s)) + L" (" +
+                    std::to_wstring(static_cast<long long>(docs[i]["size"].n)) + L" bytes)";
+        say(line);
     }
 }
 
