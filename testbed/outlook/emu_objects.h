@@ -150,7 +150,6 @@ public:
     bool stored = false;      // listed in its folder (saved at least once)
     bool received = false;
     bool sent = false;
-    bool displayed = false;
     long entryId;
     Attachments* attachments = nullptr;
     UserProperties* properties = nullptr;
