@@ -349,7 +349,7 @@ const std::vector<Host::Step>& Host::expectCommands() {
              long n = h.current_ && h.current_->open ? static_cast<long>(h.current_->item->attachments->list.size())
                       : h.ol_->sentMails().empty()   ? 0
                                                      : static_cast<long>(h.ol_->sentMails().back().attachments.size());
-             h.check(n == _wtol(w[2].c_str()), L"attachments: " + w[2] + L" (there are " + std::to_wstring(n) + L")");
+             h.checkCount(n, w[2], L"attachments", L"there are");
          },
          L"the mail's attachments"},
         {L"button", L"TAG",
@@ -377,14 +377,12 @@ const std::vector<Host::Step>& Host::expectCommands() {
          L"the folder exists"},
         {L"prompts", L"N",
          [](Host& h, const Words& w) {
-             h.check(h.prompts_ == _wtol(w[2].c_str()),
-                     L"prompts: " + w[2] + L" (there were " + std::to_wstring(h.prompts_) + L")");
+             h.checkCount(h.prompts_, w[2], L"prompts", L"there were");
          },
          L"prompts shown"},
         {L"sent", L"N",
          [](Host& h, const Words& w) {
-             long n = static_cast<long>(h.ol_->sentMails().size());
-             h.check(n == _wtol(w[2].c_str()), L"sent mails: " + w[2] + L" (there are " + std::to_wstring(n) + L")");
+             h.checkCount(static_cast<long>(h.ol_->sentMails().size()), w[2], L"sent mails", L"there are");
          },
          L"mails sent"},
         {L"saves-under", L"PREFIX N",
@@ -392,8 +390,7 @@ const std::vector<Host::Step>& Host::expectCommands() {
              long n = 0;
              for (const auto& s : h.ol_->saveTargets())
                  if (s.target.size() >= w[2].size() && qbx::textEquals(s.target.substr(0, w[2].size()), w[2])) ++n;
-             h.check(n == _wtol(w[3].c_str()), L"SaveAsFile targets under " + w[2] + L": " + w[3] + L" (there are " +
-                                                   std::to_wstring(n) + L")");
+             h.checkCount(n, w[3], L"SaveAsFile targets under " + w[2], L"there are");
          },
          L"Attachment.SaveAsFile calls to targets starting with PREFIX"},
         {L"outlook-by-progid", L"",
@@ -416,14 +413,12 @@ const std::vector<Host::Step>& Host::expectCommands() {
          L"a document in a library of the SharePoint emulator"},
         {L"choosers", L"N",
          [](Host& h, const Words& w) {
-             h.check(h.choosers_ == _wtol(w[2].c_str()),
-                     L"choosers shown: " + w[2] + L" (there were " + std::to_wstring(h.choosers_) + L")");
+             h.checkCount(h.choosers_, w[2], L"choosers shown", L"there were");
          },
          L"library choosers shown"},
         {L"nested-choosers", L"N",
          [](Host& h, const Words& w) {
-             h.check(h.nestedChoosers_ == _wtol(w[2].c_str()), L"choosers opened inside another: " + w[2] +
-                                                                     L" (there were " + std::to_wstring(h.nestedChoosers_) + L")");
+             h.checkCount(h.nestedChoosers_, w[2], L"choosers opened inside another", L"there were");
          },
          L"choosers opened while another was open"},
         {L"chooser-owner", L"mail|none|CLASS", owner,
@@ -432,9 +427,7 @@ const std::vector<Host::Step>& Host::expectCommands() {
         {L"references", L"N",
          [](Host& h, const Words& w) {
              if (!h.quit_) qbx::raise(5, L"\"expect references\" comes after \"quit\"");
-             h.check(h.afterShutdown_.total() == _wtol(w[2].c_str()), L"references held after shutdown: " + w[2] +
-                                                                           L" (there are " +
-                                                                           std::to_wstring(h.afterShutdown_.total()) + L")");
+             h.checkCount(h.afterShutdown_.total(), w[2], L"references held after shutdown", L"there are");
          },
          L"references held on Outlook's objects after quit"},
     };

@@ -125,6 +125,8 @@ private:
     emu::Folder* folderAt(const std::wstring& path);
     emu::Item* postIn(emu::Folder* f, const std::wstring& subject);
     void check(bool ok, const std::wstring& what);
+    // Checks a count against the scenario's number: "WHAT: WANTED (THERE n)".
+    void checkCount(long actual, const std::wstring& wanted, const std::wstring& what, const wchar_t* there);
     void showWindow(emu::Inspector* w);
     void summary();
     void printLibraries();

@@ -10,6 +10,7 @@
 #include "testbed/host/host.h"
 
 #include "attachments/dialogs.h"
+#include "testbed/outlook/emu_words.h"
 #include "testbed/sharepoint/spemu_client.h"
 
 #include <algorithm>
@@ -99,49 +100,7 @@ std::wstring windowsPath(const std::wstring& path) {
     return L"Z:" + qbx::replaceAll(path, L"/", L"\\");
 }
 
-std::vector<std::wstring> splitLine(const std::wstring& line) {
-    std::vector<std::wstring> out;
-    size_t i = 0;
-    auto expand = [&](std::wstring& w, size_t& k) {
-        // ${NAME}
-        size_t end = line.find(L'}', k + 2);
-        if (end == std::wstring::npos) {
-            w += line[k++];
-            return;
-        }
-        w += env(line.substr(k + 2, end - k - 2));
-        k = end + 1;
-    };
-    while (i < line.size()) {
-        if (iswspace(line[i])) {
-            ++i;
-            continue;
-        }
-        std::wstring w;
-        if (line[i] == L'"') {
-            ++i;
-            while (i < line.size() && line[i] != L'"') {
-                if (line[i] == L'\\' && i + 1 < line.size()) {
-                    wchar_t e = line[i + 1];
-                    w += e == L'n' ? L'\n' : e == L'r' ? L'\r' : e == L't' ? L'\t' : e;
-                    i += 2;
-                } else if (line.compare(i, 2, L"${") == 0) {
-                    expand(w, i);
-                } else {
-                    w += line[i++];
-                }
-            }
-            ++i;
-        } else {
-            while (i < line.size() && !iswspace(line[i])) {
-                if (line.compare(i, 2, L"${") == 0) expand(w, i);
-                else w += line[i++];
-            }
-        }
-        out.push_back(w);
-    }
-    return out;
-}
+std::vector<std::wstring> splitLine(const std::wstring& line) { return emu::splitWords(line, env); }
 
 // ------------------------------------------------------------ the host
 
@@ -220,6 +179,11 @@ void Host::check(bool ok, const std::wstring& what) {
         say(L"  FAILED: " + what);
         ++failures_;
     }
+}
+
+void Host::checkCount(long actual, const std::wstring& wanted, const std::wstring& what, const wchar_t* there) {
+    check(actual == _wtol(wanted.c_str()),
+          what + L": " + wanted + L" (" + there + L" " + std::to_wstring(actual) + L")");
 }
 
 int Host::answerPrompt(int kind, const std::wstring& text, const std::wstring& title, unsigned style,

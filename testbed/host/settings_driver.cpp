@@ -209,8 +209,7 @@ const std::vector<Host::Step>& Host::settingsExpectCommands() {
     static const std::vector<Step> table = {
         {L"libraries", L"N",
          [](Host& h, const Words& w) {
-             const long n = static_cast<long>(libraries(h).size());
-             h.check(n == _wtol(w[2].c_str()), L"libraries stored: " + w[2] + L" (there are " + std::to_wstring(n) + L")");
+             h.checkCount(static_cast<long>(libraries(h).size()), w[2], L"libraries stored", L"there are");
          },
          L"libraries in the stored settings"},
         {L"library", L"URL [absent]",
@@ -237,8 +236,7 @@ const std::vector<Host::Step>& Host::settingsExpectCommands() {
          L"the stored \"always use the default\""},
         {L"settings-windows", L"N",
          [](Host& h, const Words& w) {
-             h.check(h.settingsWindows_ == _wtol(w[2].c_str()), L"settings windows shown: " + w[2] + L" (there were " +
-                                                                    std::to_wstring(h.settingsWindows_) + L")");
+             h.checkCount(h.settingsWindows_, w[2], L"settings windows shown", L"there were");
          },
          L"settings windows shown"},
     };

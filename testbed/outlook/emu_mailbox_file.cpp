@@ -12,9 +12,9 @@
 //     end
 //   end
 #include "testbed/outlook/emulator.h"
+#include "testbed/outlook/emu_words.h"
 
 #include <algorithm>
-#include <cwctype>
 #include <sstream>
 
 namespace emu {
@@ -83,35 +83,6 @@ void writeFolder(std::wostringstream& out, Folder* f, int depth) {
     out << pad << L"end\n";
 }
 
-// Splits a line into words and quoted strings.
-std::vector<std::wstring> words(const std::wstring& line) {
-    std::vector<std::wstring> out;
-    size_t i = 0;
-    while (i < line.size()) {
-        if (iswspace(line[i])) {
-            ++i;
-            continue;
-        }
-        std::wstring w;
-        if (line[i] == L'"') {
-            ++i;
-            while (i < line.size() && line[i] != L'"') {
-                wchar_t c = line[i++];
-                if (c == L'\\' && i < line.size()) {
-                    wchar_t e = line[i++];
-                    c = e == L'r' ? L'\r' : e == L'n' ? L'\n' : e == L't' ? L'\t' : e;
-                }
-                w += c;
-            }
-            ++i;
-        } else {
-            while (i < line.size() && !iswspace(line[i])) w += line[i++];
-        }
-        out.push_back(w);
-    }
-    return out;
-}
-
 }  // namespace
 
 void Outlook::persist() {
@@ -151,7 +122,7 @@ void Outlook::loadMailbox() {
     for (const std::wstring& raw : qbx::split(text, L"\n")) {
         std::wstring line = raw;
         if (!line.empty() && line.back() == L'\r') line.pop_back();
-        std::vector<std::wstring> w = words(line);
+        std::vector<std::wstring> w = splitWords(line);
         if (w.empty()) continue;
         if (!headerSeen) {
             if (w[0] != L"QBX-MAILBOX") bad(line);
