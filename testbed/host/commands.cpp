@@ -376,9 +376,7 @@ const std::vector<Host::Step>& Host::expectCommands() {
          [](Host& h, const Words& w) { h.check(h.folderAt(w[2]) != nullptr, L"folder " + w[2] + L" exists"); },
          L"the folder exists"},
         {L"prompts", L"N",
-         [](Host& h, const Words& w) {
-             h.checkCount(h.prompts_, w[2], L"prompts", L"there were");
-         },
+         [](Host& h, const Words& w) { h.checkCount(h.prompts_, w[2], L"prompts", L"there were"); },
          L"prompts shown"},
         {L"sent", L"N",
          [](Host& h, const Words& w) {
@@ -412,9 +410,7 @@ const std::vector<Host::Step>& Host::expectCommands() {
          },
          L"a document in a library of the SharePoint emulator"},
         {L"choosers", L"N",
-         [](Host& h, const Words& w) {
-             h.checkCount(h.choosers_, w[2], L"choosers shown", L"there were");
-         },
+         [](Host& h, const Words& w) { h.checkCount(h.choosers_, w[2], L"choosers shown", L"there were"); },
          L"library choosers shown"},
         {L"nested-choosers", L"N",
          [](Host& h, const Words& w) {
