@@ -329,24 +329,25 @@ Item* Items::find(const std::wstring& filter, size_t from) {
 
 namespace {
 
-const wchar_t* typeNameFor(ItemKind k) {
-    switch (k) {
-        case ItemKind::Post: return L"PostItem";
-        case ItemKind::Task: return L"TaskItem";
-        case ItemKind::Meeting: return L"MeetingItem";
-        case ItemKind::Appointment: return L"AppointmentItem";
-        default: return L"MailItem";
-    }
-}
+// Each kind's word (the mailbox file's, and its TypeName without "Item")
+// and its Class (OlObjectClass).
+struct KindNames {
+    ItemKind kind;
+    const wchar_t* word;
+    long objectClass;
+};
+constexpr KindNames kKinds[] = {
+    {ItemKind::Mail, L"Mail", 43},                // olMail
+    {ItemKind::Post, L"Post", 45},                // olPost
+    {ItemKind::Task, L"Task", 48},                // olTask
+    {ItemKind::Meeting, L"Meeting", 53},          // olMeetingRequest
+    {ItemKind::Appointment, L"Appointment", 26},  // olAppointment
+};
 
-long classFor(ItemKind k) {
-    switch (k) {
-        case ItemKind::Post: return 45;         // olPost
-        case ItemKind::Task: return 48;         // olTask
-        case ItemKind::Meeting: return 53;      // olMeetingRequest
-        case ItemKind::Appointment: return 26;  // olAppointment
-        default: return 43;                     // olMail
-    }
+const KindNames& namesOf(ItemKind k) {
+    for (const auto& n : kKinds)
+        if (n.kind == k) return n;
+    return kKinds[0];
 }
 
 std::wstring htmlEscape(const std::wstring& s) {
@@ -368,8 +369,16 @@ std::wstring htmlEscape(const std::wstring& s) {
 
 }  // namespace
 
+const wchar_t* kindWord(ItemKind k) { return namesOf(k).word; }
+
+ItemKind kindNamed(const std::wstring& word) {
+    for (const auto& n : kKinds)
+        if (word == n.word) return n.kind;
+    return ItemKind::Mail;
+}
+
 Item::Item(Outlook& o, ItemKind k, std::wstring cls, Folder* target)
-    : Object(o, typeNameFor(k)), kind(k), messageClass(std::move(cls)), folder(target), entryId(o.nextEntryId()) {
+    : Object(o, std::wstring(kindWord(k)) + L"Item"), kind(k), messageClass(std::move(cls)), folder(target), entryId(o.nextEntryId()) {
     attachments = o.make<Attachments>(*this);
     properties = o.make<UserProperties>(*this);
     if (kind == ItemKind::Mail) answers(qbx::IID_OutlookMailItem);
@@ -378,7 +387,7 @@ Item::Item(Outlook& o, ItemKind k, std::wstring cls, Folder* target)
     property(L"Application", [this](Args&) { return ol().app()->var(); });
     property(L"Session", [this](Args&) { return ol().ns()->var(); });
     property(L"Parent", [this](Args&) { return folder ? folder->var() : Variant::nothing(); });
-    property(L"Class", [this](Args&) { return Variant(classFor(kind)); });
+    property(L"Class", [this](Args&) { return Variant(namesOf(kind).objectClass); });
     property(L"MessageClass", [this](Args&) { return Variant(messageClass); },
              [this](Args&, const Variant& v) { messageClass = v.toString(); });
     DISPID subjectId = property(L"Subject", [this](Args&) { return Variant(subject); },

@@ -38,16 +38,6 @@ std::wstring quote(const std::wstring& s) {
     return out + L"\"";
 }
 
-const wchar_t* kindWord(ItemKind k) {
-    switch (k) {
-        case ItemKind::Post: return L"Post";
-        case ItemKind::Task: return L"Task";
-        case ItemKind::Meeting: return L"Meeting";
-        case ItemKind::Appointment: return L"Appointment";
-        default: return L"Mail";
-    }
-}
-
 std::wstring number(double d) {
     wchar_t buf[64];
     swprintf(buf, 64, L"%.17g", d);
@@ -136,12 +126,7 @@ void Outlook::loadMailbox() {
             (parent ? parent->folders->list : ns_->stores->list).push_back(f);
             stack.push_back(f);
         } else if (w[0] == L"item" && w.size() >= 5 && !stack.empty() && !item) {
-            ItemKind k = w[1] == L"Post" ? ItemKind::Post
-                         : w[1] == L"Task" ? ItemKind::Task
-                         : w[1] == L"Meeting" ? ItemKind::Meeting
-                         : w[1] == L"Appointment" ? ItemKind::Appointment
-                                                  : ItemKind::Mail;
-            item = make<Item>(k, w[3], stack.back());
+            item = make<Item>(kindNamed(w[1]), w[3], stack.back());
             item->entryId = _wtol(w[2].c_str());
             maxId = std::max(maxId, item->entryId);
             item->received = w[4] == L"received";
