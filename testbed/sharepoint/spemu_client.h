@@ -2,7 +2,9 @@
 // request log, the stored documents), shared by the test programs and the
 // host program. It talks through WinHTTP's request object, never through
 // the MSXML objects the add-in uses, so a fault in those can't hide itself.
-// Failures throw std::runtime_error with a readable message.
+// A missing QBX_SP_URL, a status other than 200 and a reply that is no JSON
+// throw std::runtime_error with a readable message (a test framework shows
+// it); a failure of the request object itself raises qbx::Error.
 #pragma once
 
 #include <map>
