@@ -6,12 +6,65 @@
 #include "testbed/outlook/emulator.h"
 
 #include <deque>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
 namespace qbxhost {
+
+using Words = std::vector<std::wstring>;
+
+// When a scenario command may come.
+enum class When {
+    Anytime,
+    BeforeOutlook,   // before anything uses the mailbox (the knobs)
+    BeforeStart,     // before the add-ins are loaded
+    OutlookRunning,  // a user action: Outlook and its add-ins start first
+};
+
+// One entry of a command table (the scenario commands, and the words after
+// "expect" and "configure"). `arguments` is what the help shows: the words
+// outside [ ] must be given, " | " separates alternatives.
+template <class Handler>
+struct Command {
+    const wchar_t* name;
+    const wchar_t* arguments;
+    Handler run;
+    const wchar_t* help;
+    When when = When::Anytime;
+};
+
+// How many words `arguments` asks for at least (the fewest of its alternatives).
+size_t requiredArguments(const wchar_t* arguments);
+
+template <class Handler>
+const Command<Handler>* findCommand(const std::vector<Command<Handler>>& table, const std::wstring& name) {
+    for (const auto& c : table)
+        if (name == c.name) return &c;
+    return nullptr;
+}
+
+// "PREFIX name arguments | name arguments | ...": the table as one usage line.
+template <class Handler>
+std::wstring alternatives(const std::wstring& prefix, const std::vector<Command<Handler>>& table) {
+    std::wstring out = prefix;
+    for (const auto& c : table) {
+        out += (&c == table.data() ? L" " : L" | ") + std::wstring(c.name);
+        if (*c.arguments) out += L" " + std::wstring(c.arguments);
+    }
+    return out;
+}
+
+// The help of a table, a line or two per entry.
+std::wstring helpLine(const std::wstring& usage, const wchar_t* help);
+template <class Handler>
+std::wstring helpLines(const std::wstring& prefix, const std::vector<Command<Handler>>& table) {
+    std::wstring out;
+    for (const auto& c : table) out += helpLine(prefix + c.name + (*c.arguments ? L" " : L"") + c.arguments, c.help);
+    return out;
+}
 
 // One queued answer to a prompt or an Assistant balloon.
 struct Answer {
@@ -53,29 +106,39 @@ public:
     void driveSettings(HWND window);
     // The host that plays the scenario now.
     static Host* instance();
+    // The command line's usage and every scenario command with its help.
+    static std::wstring help();
 
 private:
-    using Words = std::vector<std::wstring>;
+    using Step = Command<void (*)(Host&, const Words&)>;
+    using SettingsStep = Command<void (*)(Host&, HWND window, const Words&)>;
+    static const std::vector<Step>& scenarioCommands();
+    static const std::vector<Step>& expectCommands();  // the words after "expect"
+    static const std::vector<Step>& settingsExpectCommands();  // those about the settings (settings_driver.cpp)
+    static const std::vector<SettingsStep>& configureCommands();  // the words after "configure" (settings_driver.cpp)
     void step(const Words& w, int lineNumber);
-    void knob(const Words& w);
+    void expect(const Words& w);
     emu::Outlook& model();
     void start();
     void quit();
     emu::Inspector* current();
     emu::Folder* folderAt(const std::wstring& path);
     emu::Item* postIn(emu::Folder* f, const std::wstring& subject);
-    void expect(const Words& w);
     void check(bool ok, const std::wstring& what);
+    // Checks a count against the scenario's number: "WHAT: WANTED (THERE n)".
+    void checkCount(long actual, const std::wstring& wanted, const std::wstring& what, const wchar_t* there);
     void showWindow(emu::Inspector* w);
     void summary();
     void printLibraries();
+    bool libraryHolds(const std::wstring& library, const std::wstring& name);  // in the SharePoint emulator
+    // Sends a control call to the SharePoint emulator (`call` names it in the error).
+    void serverControl(const std::wstring& call, const std::function<void()>& send);
+    void opened(emu::Inspector* window);  // a new current window
     void seedSettings(const Words& w);
     void queueChoice(const Words& w);
-    // The settings window: "configure ..." queues a step, "expect libraries
-    // / library / default / always / settings-windows" reads the stored
-    // settings item (settings_driver.cpp).
+    // The settings window: "configure ..." queues a step, played on the
+    // window once it is open (settings_driver.cpp).
     void queueConfigure(const Words& w);
-    bool expectSettings(const Words& w);
     void playSettingsStep(HWND window);
     qbx::Variant storedSetting(const wchar_t* name);
     void need(const Words& w, size_t n);
@@ -116,6 +179,11 @@ private:
     DWORD classCookie_ = 0;
     std::vector<std::wstring> classKeys_;  // registry keys made for the ProgIDs
 };
+
+// Reads the command line; false when it is not understood (see Host::help).
+bool readCommandLine(int argc, wchar_t** argv, Options& options);
+
+std::wstring quoted(const std::wstring& s);  // "s"
 
 // Splits a scenario line into words: blanks separate, double quotes group
 // (with \" \\ \n \r \t inside), ${NAME} is replaced by the environment

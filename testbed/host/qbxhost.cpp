@@ -4,22 +4,18 @@
 // actions and prints a transcript: the mail text, the attachments left, the
 // prompts shown and the documents in the SharePoint emulator's libraries.
 //
-//   qbxhost.exe [--version N] [--editor word|html|plain|rich] [--assistant auto|present|absent]
-//               [--mailbox FILE] [--through-dispatch] [--addin PROGID]... [--no-addins]
-//               [--no-outlook-class] SCENARIO
-//
-// The scenario language is described in testbed/README.md.
+// The command line and the scenario commands are tables (commands.cpp);
+// a command line it does not understand prints them. The scenario language
+// is described in testbed/README.md.
 #include "testbed/host/host.h"
 
 #include "attachments/dialogs.h"
-
-#include <winhttp.h>
+#include "testbed/outlook/emu_words.h"
+#include "testbed/sharepoint/spemu_client.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
-#include <functional>
-#include <map>
 
 namespace qbxhost {
 
@@ -46,15 +42,6 @@ const wchar_t* buttonName(long b) {
     }
 }
 
-int buttonFor(const std::wstring& word) {
-    static const std::pair<const wchar_t*, int> names[] = {{L"ok", IDOK},       {L"cancel", IDCANCEL}, {L"abort", IDABORT},
-                                                           {L"retry", IDRETRY}, {L"ignore", IDIGNORE}, {L"yes", IDYES},
-                                                           {L"no", IDNO}};
-    for (auto& [n, b] : names)
-        if (qbx::textEquals(word, n)) return b;
-    qbx::raise(5, L"unknown answer \"" + word + L"\" (ok, cancel, abort, retry, ignore, yes, no)");
-}
-
 // The button a user who just wants to get on would press: No or Cancel
 // where offered, else OK.
 int cautiousButton(unsigned style) {
@@ -71,148 +58,6 @@ int cautiousButton(unsigned style) {
 std::wstring indentLines(const std::wstring& text, const std::wstring& pad) {
     std::wstring t = qbx::replaceAll(text, L"\r\n", L"\n");
     return qbx::replaceAll(t, L"\n", L"\n" + pad);
-}
-
-std::wstring quoted(const std::wstring& s) { return L"\"" + s + L"\""; }
-
-// ------------------------------------------------------------ a little JSON
-
-struct Json {
-    enum Kind { Null, Bool, Number, String, Array, Object } kind = Null;
-    bool b = false;
-    double n = 0;
-    std::wstring s;
-    std::vector<Json> items;
-    std::vector<std::pair<std::wstring, Json>> fields;
-    const Json& operator[](const wchar_t* key) const {
-        static const Json none;
-        for (const auto& f : fields)
-            if (f.first == key) return f.second;
-        return none;
-    }
-};
-
-class JsonReader {
-public:
-    explicit JsonReader(const std::wstring& t) : t_(t) {}
-    Json read() {
-        blanks();
-        Json j;
-        if (i_ >= t_.size()) throw std::runtime_error("json");
-        wchar_t c = t_[i_];
-        if (c == L'{') {
-            j.kind = Json::Object;
-            ++i_;
-            blanks();
-            if (peek(L'}')) return j;
-            do {
-                blanks();
-                std::wstring key = string();
-                blanks();
-                expect(L':');
-                j.fields.emplace_back(key, read());
-                blanks();
-            } while (peek(L','));
-            expect(L'}');
-        } else if (c == L'[') {
-            j.kind = Json::Array;
-            ++i_;
-            blanks();
-            if (peek(L']')) return j;
-            do j.items.push_back(read());
-            while ((blanks(), peek(L',')));
-            expect(L']');
-        } else if (c == L'"') {
-            j.kind = Json::String;
-            j.s = string();
-        } else if (t_.compare(i_, 4, L"true") == 0 || t_.compare(i_, 5, L"false") == 0) {
-            j.kind = Json::Bool;
-            j.b = t_[i_] == L't';
-            i_ += j.b ? 4 : 5;
-        } else if (t_.compare(i_, 4, L"null") == 0) {
-            i_ += 4;
-        } else {
-            j.kind = Json::Number;
-            wchar_t* end = nullptr;
-            j.n = wcstod(t_.c_str() + i_, &end);
-            if (end == t_.c_str() + i_) throw std::runtime_error("json");
-            i_ = static_cast<size_t>(end - t_.c_str());
-        }
-        return j;
-    }
-
-private:
-    void blanks() {
-        while (i_ < t_.size() && iswspace(t_[i_])) ++i_;
-    }
-    bool peek(wchar_t c) {
-        if (i_ < t_.size() && t_[i_] == c) {
-            ++i_;
-            return true;
-        }
-        return false;
-    }
-    void expect(wchar_t c) {
-        if (!peek(c)) throw std::runtime_error("json");
-    }
-    std::wstring string() {
-        expect(L'"');
-        std::wstring s;
-        while (i_ < t_.size() && t_[i_] != L'"') {
-            wchar_t c = t_[i_++];
-            if (c == L'\\' && i_ < t_.size()) {
-                wchar_t e = t_[i_++];
-                switch (e) {
-                    case L'n': c = L'\n'; break;
-                    case L'r': c = L'\r'; break;
-                    case L't': c = L'\t'; break;
-                    case L'b': c = L'\b'; break;
-                    case L'f': c = L'\f'; break;
-                    case L'u':
-                        c = static_cast<wchar_t>(wcstol(t_.substr(i_, 4).c_str(), nullptr, 16));
-                        i_ += 4;
-                        break;
-                    default: c = e;
-                }
-            }
-            s += c;
-        }
-        expect(L'"');
-        return s;
-    }
-    const std::wstring& t_;
-    size_t i_ = 0;
-};
-
-// A request to a loopback URL; the reply's body, empty on any failure.
-std::string httpRequest(const wchar_t* method, const std::wstring& url) {
-    URL_COMPONENTS parts{};
-    parts.dwStructSize = sizeof parts;
-    wchar_t host[256] = {}, path[2048] = {};
-    parts.lpszHostName = host;
-    parts.dwHostNameLength = 256;
-    parts.lpszUrlPath = path;
-    parts.dwUrlPathLength = 2048;
-    if (!WinHttpCrackUrl(url.c_str(), 0, 0, &parts) || std::wstring(host) != L"127.0.0.1") return {};
-    std::string body;
-    HINTERNET s = WinHttpOpen(L"qbxhost", WINHTTP_ACCESS_TYPE_NO_PROXY, WINHTTP_NO_PROXY_NAME, WINHTTP_NO_PROXY_BYPASS, 0);
-    HINTERNET c = s ? WinHttpConnect(s, host, parts.nPort, 0) : nullptr;
-    HINTERNET r = c ? WinHttpOpenRequest(c, method, path, nullptr, WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES, 0) : nullptr;
-    if (r && WinHttpSendRequest(r, WINHTTP_NO_ADDITIONAL_HEADERS, 0, WINHTTP_NO_REQUEST_DATA, 0, 0, 0) &&
-        WinHttpReceiveResponse(r, nullptr)) {
-        for (;;) {
-            DWORD avail = 0;
-            if (!WinHttpQueryDataAvailable(r, &avail) || !avail) break;
-            std::string chunk(avail, '\0');
-            DWORD got = 0;
-            if (!WinHttpReadData(r, chunk.data(), avail, &got) || !got) break;
-            body.append(chunk, 0, got);
-        }
-    }
-    if (r) WinHttpCloseHandle(r);
-    if (c) WinHttpCloseHandle(c);
-    if (s) WinHttpCloseHandle(s);
-    return body;
 }
 
 // The add-ins Outlook would load: LoadBehavior 3 under HKCU, then HKLM.
@@ -248,54 +93,14 @@ std::wstring hresultText(HRESULT hr) {
 
 // ------------------------------------------------------------ words
 
+std::wstring quoted(const std::wstring& s) { return L"\"" + s + L"\""; }
+
 std::wstring windowsPath(const std::wstring& path) {
     if (path.empty() || path[0] != L'/') return path;
     return L"Z:" + qbx::replaceAll(path, L"/", L"\\");
 }
 
-std::vector<std::wstring> splitLine(const std::wstring& line) {
-    std::vector<std::wstring> out;
-    size_t i = 0;
-    auto expand = [&](std::wstring& w, size_t& k) {
-        // ${NAME}
-        size_t end = line.find(L'}', k + 2);
-        if (end == std::wstring::npos) {
-            w += line[k++];
-            return;
-        }
-        w += env(line.substr(k + 2, end - k - 2));
-        k = end + 1;
-    };
-    while (i < line.size()) {
-        if (iswspace(line[i])) {
-            ++i;
-            continue;
-        }
-        std::wstring w;
-        if (line[i] == L'"') {
-            ++i;
-            while (i < line.size() && line[i] != L'"') {
-                if (line[i] == L'\\' && i + 1 < line.size()) {
-                    wchar_t e = line[i + 1];
-                    w += e == L'n' ? L'\n' : e == L'r' ? L'\r' : e == L't' ? L'\t' : e;
-                    i += 2;
-                } else if (line.compare(i, 2, L"${") == 0) {
-                    expand(w, i);
-                } else {
-                    w += line[i++];
-                }
-            }
-            ++i;
-        } else {
-            while (i < line.size() && !iswspace(line[i])) {
-                if (line.compare(i, 2, L"${") == 0) expand(w, i);
-                else w += line[i++];
-            }
-        }
-        out.push_back(w);
-    }
-    return out;
-}
+std::vector<std::wstring> splitLine(const std::wstring& line) { return emu::splitWords(line, env); }
 
 // ------------------------------------------------------------ the host
 
@@ -374,6 +179,11 @@ void Host::check(bool ok, const std::wstring& what) {
         say(L"  FAILED: " + what);
         ++failures_;
     }
+}
+
+void Host::checkCount(long actual, const std::wstring& wanted, const std::wstring& what, const wchar_t* there) {
+    check(actual == _wtol(wanted.c_str()),
+          what + L": " + wanted + L" (" + there + L" " + std::to_wstring(actual) + L")");
 }
 
 int Host::answerPrompt(int kind, const std::wstring& text, const std::wstring& title, unsigned style,
@@ -509,272 +319,17 @@ void Host::showWindow(emu::Inspector* w) {
             std::to_wstring(it->advisedSinks()));
 }
 
-void Host::expect(const Words& w) {
-    need(w, 1);
-    const std::wstring& what = w[1];
-    emu::Outlook& ol = model();
-    // The mail in question: the current window's, or else the last one sent.
-    auto mailText = [&]() -> std::wstring {
-        if (current_ && current_->open) return current_->item->body;
-        return ol.sentMails().empty() ? std::wstring() : ol.sentMails().back().body;
-    };
-    auto attachmentCount = [&]() -> long {
-        if (current_ && current_->open) return static_cast<long>(current_->item->attachments->list.size());
-        return ol.sentMails().empty() ? 0 : static_cast<long>(ol.sentMails().back().attachments.size());
-    };
-    if (what == L"text") {
-        need(w, 2);
-        check(mailText() == w[2], L"mail text is " + quoted(w[2]) + L" (it is " + quoted(mailText()) + L")");
-    } else if (what == L"text-contains") {
-        need(w, 2);
-        check(mailText().find(w[2]) != std::wstring::npos, L"mail text contains " + quoted(w[2]));
-    } else if (what == L"attachments") {
-        need(w, 2);
-        long n = attachmentCount();
-        check(n == _wtol(w[2].c_str()), L"attachments: " + w[2] + L" (there are " + std::to_wstring(n) + L")");
-    } else if (what == L"button") {
-        need(w, 2);
-        long n = 0;
-        emu::CommandBar* bar = current()->bars->find(L"Standard");
-        for (emu::CommandBarButton* b : bar->controls->list)
-            if (!b->builtIn && b->tag == w[2]) ++n;
-        check(n == 1, L"one button tagged " + quoted(w[2]) + L" on the Standard bar (there are " + std::to_wstring(n) + L")");
-    } else if (what == L"ribbon") {
-        need(w, 2);
-        auto it = ol.ribbons().find(w[2]);
-        bool ok = it != ol.ribbons().end() && it->second.accepted;
-        check(ok, L"ribbon " + w[2] + L" loaded" + (it != ol.ribbons().end() && !ok ? L" (" + it->second.problem + L")" : L""));
-    } else if (what == L"no-ribbon") {
-        check(ol.ribbons().empty(), L"no ribbon asked for");
-    } else if (what == L"folder") {
-        need(w, 2);
-        check(folderAt(w[2]) != nullptr, L"folder " + w[2] + L" exists");
-    } else if (what == L"prompts") {
-        need(w, 2);
-        check(prompts_ == _wtol(w[2].c_str()), L"prompts: " + w[2] + L" (there were " + std::to_wstring(prompts_) + L")");
-    } else if (what == L"sent") {
-        need(w, 2);
-        long n = static_cast<long>(ol.sentMails().size());
-        check(n == _wtol(w[2].c_str()), L"sent mails: " + w[2] + L" (there are " + std::to_wstring(n) + L")");
-    } else if (what == L"saves-under") {
-        need(w, 3);
-        long n = 0;
-        for (const auto& s : ol.saveTargets())
-            if (s.target.size() >= w[2].size() && qbx::textEquals(s.target.substr(0, w[2].size()), w[2])) ++n;
-        check(n == _wtol(w[3].c_str()), L"SaveAsFile targets under " + w[2] + L": " + w[3] + L" (there are " + std::to_wstring(n) + L")");
-    } else if (what == L"document") {  // expect document LIBRARY NAME [absent]
-        need(w, 3);
-        const bool wanted = !(w.size() > 4 && w[4] == L"absent");
-        bool found = false;
-        std::wstring base = env(L"QBX_SP_URL");
-        try {
-            Json j = JsonReader(qbx::fromUtf8(httpRequest(L"GET", qbx::withoutTrailingSlash(base) + L"/_emu/documents"))).read();
-            for (const Json& lib : j[L"libraries"].items)
-                if (qbx::textEquals(qbx::withoutTrailingSlash(lib[L"url"].s), L"/" + qbx::withoutTrailingSlash(w[2])))
-                    for (const Json& doc : lib[L"documents"].items) found = found || doc[L"name"].s == w[3];
-        } catch (...) {
-        }
-        check(found == wanted, L"library " + w[2] + (wanted ? L" holds " : L" does not hold ") + quoted(w[3]));
-    } else if (what == L"chooser-owner" || what == L"settings-owner") {  // expect chooser-owner mail|none|CLASS
-        need(w, 2);
-        const std::wstring& owner = what == L"chooser-owner" ? chooserOwner_ : settingsOwner_;
-        check(owner == w[2], what.substr(0, what.find(L'-')) + L" window owned by " + w[2] + L" (owner: " +
-                                 (owner.empty() ? std::wstring(L"no window shown") : owner) + L")");
-    } else if (what == L"nested-choosers") {
-        need(w, 2);
-        check(nestedChoosers_ == _wtol(w[2].c_str()), L"choosers opened inside another: " + w[2] + L" (there were " +
-                                                          std::to_wstring(nestedChoosers_) + L")");
-    } else if (what == L"choosers") {
-        need(w, 2);
-        check(choosers_ == _wtol(w[2].c_str()),
-              L"choosers shown: " + w[2] + L" (there were " + std::to_wstring(choosers_) + L")");
-    } else if (expectSettings(w)) {
-        return;
-    } else if (what == L"outlook-by-progid") {
-        // Creating "Outlook.Application" attaches to this Outlook, as the add-in's start-up helper expects.
-        CLSID clsid;
-        qbx::ComPtr<IDispatch> made;
-        if (SUCCEEDED(CLSIDFromProgID(L"Outlook.Application", &clsid)))
-            CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER, IID_IDispatch, made.putVoid());
-        check(made && emu::ours<emu::Application>(qbx::Variant(made.get())) == ol.app(),
-              L"Outlook.Application by ProgID is this Outlook");
-    } else if (what == L"references") {
-        need(w, 2);
-        if (!quit_) qbx::raise(5, L"\"expect references\" comes after \"quit\"");
-        check(afterShutdown_.total() == _wtol(w[2].c_str()),
-              L"references held after shutdown: " + w[2] + L" (there are " + std::to_wstring(afterShutdown_.total()) + L")");
-    } else {
-        qbx::raise(5, L"unknown expectation \"" + what + L"\"");
-    }
+void Host::opened(emu::Inspector* window) {
+    current_ = window;
+    say(L"  window opened: " + quoted(current_->caption()));
 }
 
-namespace {
-emu::EditorKind editorNamed(const std::wstring& name) {
-    if (qbx::textEquals(name, L"word")) return emu::EditorKind::Word;
-    if (qbx::textEquals(name, L"plain")) return emu::EditorKind::Plain;
-    if (qbx::textEquals(name, L"rich")) return emu::EditorKind::Rich;
-    return emu::EditorKind::Html;
-}
-}  // namespace
-
-void Host::knob(const Words& w) {
-    if (ol_) qbx::raise(5, L"\"" + w[0] + L"\" must come before the mailbox is used or anything starts");
-    need(w, 1);
-    emu::Knobs& k = options_.knobs;
-    auto on = [&] { return qbx::textEquals(w[1], L"on") || qbx::textEquals(w[1], L"yes") || w[1] == L"1"; };
-    if (w[0] == L"version") k.version = _wtoi(w[1].c_str());
-    else if (w[0] == L"editor") k.editor = editorNamed(w[1]);
-    else if (w[0] == L"assistant")
-        k.assistant = qbx::textEquals(w[1], L"present") ? emu::AssistantMode::Present
-                      : qbx::textEquals(w[1], L"absent") ? emu::AssistantMode::Absent
-                                                          : emu::AssistantMode::Auto;
-    else if (w[0] == L"refuse-delete-in-add") k.refuseDeleteInAttachmentAdd = on();
-    else if (w[0] == L"before-save-on-add") k.beforeSaveOnAdd = on();
-    else if (w[0] == L"through-dispatch") k.addinThroughDispatch = on();
-}
-
-void Host::step(const Words& w, int lineNumber) {
-    const std::wstring& c = w[0];
-    static const wchar_t* const knobs[] = {L"version", L"editor", L"assistant", L"refuse-delete-in-add",
-                                           L"before-save-on-add", L"through-dispatch"};
-    for (const wchar_t* k : knobs)
-        if (c == k) return knob(w);
-    if (c == L"note") {
-        return;  // printed with the line already
-    } else if (c == L"folder") {  // folder PATH [TYPE]: seeds a folder, e.g. Inbox\QBXSettings
-        need(w, 1);
-        size_t cut = w[1].find_last_of(L'\\');
-        emu::Folder* parent = cut == std::wstring::npos ? nullptr : folderAt(w[1].substr(0, cut));
-        if (!parent) qbx::raise(5, L"no folder above " + w[1]);
-        std::wstring name = w[1].substr(cut + 1);
-        if (!parent->folders->find(name)) parent->folders->add(name, w.size() > 2 ? _wtol(w[2].c_str()) : 6);
-    } else if (c == L"post") {  // post FOLDER SUBJECT
-        need(w, 2);
-        emu::Folder* f = folderAt(w[1]);
-        if (!f) qbx::raise(5, L"no folder " + w[1]);
-        if (!postIn(f, w[2])) {
-            emu::Item* it = model().make<emu::Item>(emu::ItemKind::Post, L"IPM.Post", f);
-            it->subject = w[2];
-            it->save();
-        }
-    } else if (c == L"property") {  // property FOLDER SUBJECT NAME text|number|date|yesno VALUE
-        need(w, 5);
-        emu::Folder* f = folderAt(w[1]);
-        emu::Item* it = f ? postIn(f, w[2]) : nullptr;
-        if (!it) qbx::raise(5, L"no item " + quoted(w[2]) + L" in " + w[1]);
-        static const std::map<std::wstring, long> types = {{L"text", 1}, {L"number", 3}, {L"date", 5}, {L"yesno", 6}};
-        auto t = types.find(w[4]);
-        if (t == types.end()) qbx::raise(5, L"property types: text, number, date, yesno");
-        emu::UserProperty* p = it->properties->find(w[3]);
-        if (!p) p = it->properties->add(w[3], t->second);
-        p->assign(qbx::Variant(w.size() > 5 ? w[5] : std::wstring()));
-        it->save();
-    } else if (c == L"settings") {  // settings DEFAULT on|off LIBRARY...: the user's settings item
-        seedSettings(w);
-    } else if (c == L"choose") {  // choose ok [N] [default] | new URL [add] | cancel
-        queueChoice(w);
-    } else if (c == L"attach-while-choosing") {  // attach-while-choosing PATH: dropped while the next chooser is open
-        need(w, 1);
-        dropWhileChoosing_.push_back(windowsPath(w[1]));
-    } else if (c == L"configure") {  // configure add URL | edit ROW URL | clear ROW | browse SITE | ...
-        queueConfigure(w);
-    } else if (c == L"server-fault" || c == L"server-reset") {
-        // server-fault QUERY: a fault of the SharePoint emulator; server-reset:
-        // no faults, an empty log and empty libraries.
-        if (c == L"server-fault") need(w, 1);
-        std::wstring base = env(L"QBX_SP_URL");
-        if (base.empty()) qbx::raise(5, L"no SharePoint emulator (QBX_SP_URL is not set)");
-        std::wstring call = c == L"server-fault" ? L"/_emu/fault?" + w[1] : std::wstring(L"/_emu/reset?documents=1");
-        if (httpRequest(L"POST", qbx::withoutTrailingSlash(base) + call).find("\"ok\"") == std::string::npos)
-            qbx::raise(5, L"the SharePoint emulator refused " + quoted(call));
-    } else if (c == L"start") {
-        start();
-    } else if (c == L"quit") {
-        quit();
-    } else if (c == L"expect") {
-        expect(w);
-    } else if (c == L"answer") {  // answer BUTTON [TEXT]
-        need(w, 1);
-        answers_.push_back(Answer{buttonFor(w[1]), w.size() > 2 ? w[2] : std::wstring()});
-    } else if (c == L"fail") {  // fail MEMBER COUNT NUMBER TEXT
-        need(w, 4);
-        model().failNext(w[1], _wtol(w[2].c_str()), static_cast<long>(wcstoll(w[3].c_str(), nullptr, 0)), w[4]);
-    } else if (c == L"wait") {  // wait MILLISECONDS: the message loop runs (window timers)
-        need(w, 1);
-        emu::Outlook::pumpMessages(static_cast<DWORD>(_wtol(w[1].c_str())));
-    } else {
-        if (quit_) qbx::raise(5, L"Outlook has quit");
-        start();
-        emu::Outlook& ol = model();
-        if (c == L"compose") {
-            current_ = ol.openCompose(L"IPM.Note", w.size() > 1 ? w[1] : std::wstring());
-            say(L"  window opened: " + quoted(current_->caption()));
-        } else if (c == L"compose-class") {  // compose-class MESSAGECLASS
-            need(w, 1);
-            current_ = ol.openCompose(w[1]);
-            say(L"  window opened: " + quoted(current_->caption()));
-        } else if (c == L"receive") {  // receive SUBJECT [BODY]
-            need(w, 1);
-            ol.receiveMail(w[1], w.size() > 2 ? w[2] : std::wstring());
-        } else if (c == L"open") {  // open SUBJECT: a received mail in a read window
-            need(w, 1);
-            emu::Item* found = nullptr;
-            for (emu::Item* it : ol.defaultFolder(6)->contents)
-                if (it->savedSubject == w[1]) found = it;
-            if (!found) qbx::raise(5, L"no mail " + quoted(w[1]) + L" in the Inbox");
-            current_ = ol.openItem(found);
-            say(L"  window opened: " + quoted(current_->caption()));
-        } else if (c == L"window") {  // window N: the Nth open window becomes current
-            need(w, 1);
-            auto windows = ol.openWindows();
-            size_t n = static_cast<size_t>(_wtol(w[1].c_str()));
-            if (n < 1 || n > windows.size()) qbx::raise(9, L"no window " + w[1]);
-            current_ = windows[n - 1];
-            ol.activate(current_);
-        } else if (c == L"activate") {
-            ol.activate(current());
-        } else if (c == L"to") {
-            need(w, 1);
-            current()->item->to = w[1];
-        } else if (c == L"subject") {
-            need(w, 1);
-            current()->item->subject = w[1];
-        } else if (c == L"type") {
-            need(w, 1);
-            ol.typeText(current(), w[1]);
-        } else if (c == L"cursor") {  // cursor N | end
-            need(w, 1);
-            ol.moveCursor(current(), w[1] == L"end" ? -1 : _wtol(w[1].c_str()));
-        } else if (c == L"attach") {  // attach PATH...
-            need(w, 1);
-            for (size_t i = 1; i < w.size(); ++i) {
-                ol.attachFile(current(), windowsPath(w[i]));
-                emu::Outlook::pumpMessages(0);
-            }
-        } else if (c == L"click") {  // click TAG|CAPTION
-            need(w, 1);
-            if (!ol.clickButton(current(), w[1])) qbx::raise(5, L"no button " + quoted(w[1]) + L" on the Standard bar");
-        } else if (c == L"ribbon") {  // ribbon CONTROLID
-            need(w, 1);
-            if (!ol.clickRibbon(current(), w[1])) qbx::raise(5, L"no ribbon button " + quoted(w[1]) + L" in this window");
-        } else if (c == L"send") {
-            emu::Inspector* win = current();
-            std::wstring subject = win->item->subject;
-            if (ol.send(win)) {
-                say(L"  sent " + quoted(subject) + L" to " + ol.sentMails().back().to);
-                current_ = nullptr;
-            } else {
-                say(L"  sending was cancelled");
-            }
-        } else if (c == L"close") {  // close [save|discard]
-            long mode = w.size() > 1 && qbx::textEquals(w[1], L"save") ? 0 : 1;
-            if (ol.close(current(), mode)) current_ = nullptr;
-            else say(L"  closing was cancelled");
-        } else if (c == L"show") {
-            showWindow(current());
-        } else {
-            qbx::raise(5, L"unknown command \"" + c + L"\" in line " + std::to_wstring(lineNumber));
-        }
+void Host::serverControl(const std::wstring& call, const std::function<void()>& send) {
+    if (!spemu::configured()) qbx::raise(5, L"no SharePoint emulator (QBX_SP_URL is not set)");
+    try {
+        send();
+    } catch (...) {
+        qbx::raise(5, L"the SharePoint emulator refused " + quoted(call));
     }
 }
 
@@ -819,8 +374,6 @@ int Host::run() {
 void Host::seedSettings(const Words& w) {
     // The settings item as the add-in stores it: folder "QBXSettings" under
     // the Inbox, post "Quillbox Settings", the libraries joined by CR LF.
-    if (started_) qbx::raise(5, L"\"settings\" comes before \"start\": the add-in reads them at start-up");
-    need(w, 3);
     emu::Folder* inbox = folderAt(L"Inbox");
     emu::Folder* folder = inbox->folders->find(L"QBXSettings");
     if (!folder) folder = inbox->folders->add(L"QBXSettings", 6);
@@ -846,7 +399,6 @@ void Host::seedSettings(const Words& w) {
 }
 
 void Host::queueChoice(const Words& w) {
-    need(w, 1);
     Choice c;
     c.action = qbx::toLower(w[1]);
     if (c.action == L"ok") {
@@ -859,7 +411,7 @@ void Host::queueChoice(const Words& w) {
         c.url = w[2];
         c.flag = w.size() > 3 && qbx::textEquals(w[3], L"add");
     } else if (c.action != L"cancel") {
-        qbx::raise(5, L"choose ok [N] [default] | new URL [add] | cancel");
+        qbx::raise(5, L"choose " + std::wstring(findCommand(scenarioCommands(), L"choose")->arguments));
     }
     choices_.push_back(c);
 }
@@ -974,28 +526,39 @@ void Host::summary() {
     for (const auto& h : afterShutdown_.holders) say(L"  " + h);
 }
 
+bool Host::libraryHolds(const std::wstring& library, const std::wstring& name) {
+    try {
+        const spemu::Json stored = spemu::documents();
+        for (const spemu::Json& lib : stored["libraries"].items)
+            if (qbx::textEquals(qbx::withoutTrailingSlash(qbx::fromUtf8(lib["url"].s)), L"/" + qbx::withoutTrailingSlash(library)))
+                for (const spemu::Json& doc : lib["documents"].items)
+                    if (qbx::fromUtf8(doc["name"].s) == name) return true;
+    } catch (...) {
+    }
+    return false;
+}
+
 void Host::printLibraries() {
-    std::wstring base = env(L"QBX_SP_URL");
-    if (base.empty()) {
+    if (!spemu::configured()) {
         say(L"Libraries: no SharePoint emulator (QBX_SP_URL is not set)");
         return;
     }
-    std::string body = httpRequest(L"GET", qbx::withoutTrailingSlash(base) + L"/_emu/documents");
+    spemu::Json j;
     try {
-        std::wstring text = qbx::fromUtf8(body);
-        Json j = JsonReader(text).read();
-        say(L"Libraries (SharePoint emulator at " + base + L"):");
-        for (const Json& lib : j[L"libraries"].items) {
-            const auto& docs = lib[L"documents"].items;
-            std::wstring line = L"  " + lib[L"url"].s + L": ";
-            if (docs.empty()) line += L"empty";
-            for (size_t i = 0; i < docs.size(); ++i)
-                line += (i ? L", " : L"") + quoted(docs[i][L"name"].s) + L" (" +
-                        std::to_wstring(static_cast<long long>(docs[i][L"size"].n)) + L" bytes)";
-            say(line);
-        }
+        j = spemu::documents();
     } catch (...) {
         say(L"Libraries: the SharePoint emulator gave no list");
+        return;
+    }
+    say(L"Libraries (SharePoint emulator at " + env(L"QBX_SP_URL") + L"):");
+    for (const spemu::Json& lib : j["libraries"].items) {
+        const auto& docs = lib["documents"].items;
+        std::wstring line = L"  " + qbx::fromUtf8(lib["url"].s) + L": ";
+        if (docs.empty()) line += L"empty";
+        for (size_t i = 0; i < docs.size(); ++i)
+            line += (i ? L", " : L"") + quoted(qbx::fromUtf8(docs[i]["name"].s)) + L" (" +
+                    std::to_wstring(static_cast<long long>(docs[i]["size"].n)) + L" bytes)";
+        say(line);
     }
 }
 
@@ -1027,49 +590,12 @@ extern "C" __declspec(dllexport) void __stdcall QbxChooserOpened(HWND dialog) {
     }
 }
 
-namespace {
-
-void usage() {
-    const char* text =
-        "usage: qbxhost.exe [--version N] [--editor word|html|plain|rich] [--assistant auto|present|absent]\n"
-        "                   [--mailbox FILE] [--through-dispatch] [--addin PROGID]... [--no-addins]\n"
-        "                   [--no-outlook-class] SCENARIO\n";
-    DWORD w = 0;
-    WriteFile(GetStdHandle(STD_ERROR_HANDLE), text, static_cast<DWORD>(strlen(text)), &w, nullptr);
-}
-
-}  // namespace
-
 int wmain(int argc, wchar_t** argv) {
     qbxhost::Options options;
-    for (int i = 1; i < argc; ++i) {
-        std::wstring a = argv[i];
-        auto next = [&]() -> std::wstring {
-            if (i + 1 >= argc) {
-                usage();
-                exit(2);
-            }
-            return argv[++i];
-        };
-        if (a == L"--version") options.knobs.version = _wtoi(next().c_str());
-        else if (a == L"--editor") options.knobs.editor = qbxhost::editorNamed(next());
-        else if (a == L"--assistant") {
-            std::wstring m = next();
-            options.knobs.assistant = m == L"present" ? emu::AssistantMode::Present
-                                      : m == L"absent" ? emu::AssistantMode::Absent
-                                                       : emu::AssistantMode::Auto;
-        } else if (a == L"--mailbox") options.knobs.mailboxFile = qbxhost::windowsPath(next());
-        else if (a == L"--through-dispatch") options.knobs.addinThroughDispatch = true;
-        else if (a == L"--addin") options.onlyAddins.push_back(next());
-        else if (a == L"--no-addins") options.noAddins = true;
-        else if (a == L"--no-outlook-class") options.outlookClass = false;
-        else if (a.rfind(L"--", 0) == 0) {
-            usage();
-            return 2;
-        } else options.scenario = qbxhost::windowsPath(a);
-    }
-    if (options.scenario.empty()) {
-        usage();
+    if (!qbxhost::readCommandLine(argc, argv, options)) {
+        std::string text = qbx::toUtf8(qbxhost::Host::help());
+        DWORD w = 0;
+        WriteFile(GetStdHandle(STD_ERROR_HANDLE), text.data(), static_cast<DWORD>(text.size()), &w, nullptr);
         return 2;
     }
     OleInitialize(nullptr);

@@ -2,15 +2,8 @@
 // steps a scenario queues before the click that opens the window, played on
 // the real window through window messages (keystrokes into the grid, clicks
 // on the page's button, box and check box), and the checks of what the
-// window stored in the mailbox.
-//
-//   configure add URL         types URL into the first empty row of the grid
-//   configure edit ROW URL    types URL over row ROW (2 = first library)
-//   configure clear ROW       selects row ROW and presses Delete
-//   configure browse SITE     presses the page's button, answers its input box with SITE
-//   configure default URL     opens the default box and picks URL
-//   configure always on|off   sets "always use the default"
-//   configure ok | cancel     presses OK or Cancel
+// window stored in the mailbox. Both are tables, like the host's other
+// commands (commands.cpp).
 #include "settings_ui/settings_dialogs.h"
 #include "testbed/host/host.h"
 
@@ -20,8 +13,6 @@ namespace {
 
 constexpr UINT_PTR kStepTimer = 0x5157;
 constexpr UINT kStepInterval = 60;
-
-std::wstring quoted(const std::wstring& s) { return L"\"" + s + L"\""; }
 
 HWND childOfClass(HWND parent, const wchar_t* className) {
     return FindWindowExW(parent, nullptr, className, nullptr);
@@ -89,16 +80,10 @@ void CALLBACK stepTimer(HWND window, UINT, UINT_PTR, DWORD) {
 }  // namespace
 
 void Host::queueConfigure(const Words& w) {
-    need(w, 1);
-    const std::wstring& what = w[1];
-    const size_t needs = what == L"add" || what == L"clear" || what == L"browse" || what == L"default" || what == L"always"
-                             ? 1
-                         : what == L"edit" ? 2
-                         : what == L"ok" || what == L"cancel" ? 0
-                                                               : 99;
-    if (needs == 99)
-        qbx::raise(5, L"configure add URL | edit ROW URL | clear ROW | browse SITE | default URL | always on|off | ok | cancel");
-    if (w.size() < needs + 2) qbx::raise(450, L"\"configure " + what + L"\" needs " + std::to_wstring(needs) + L" argument(s)");
+    const SettingsStep* step = findCommand(configureCommands(), w[1]);
+    if (!step) qbx::raise(5, alternatives(L"configure", configureCommands()));
+    const size_t needs = requiredArguments(step->arguments);
+    if (w.size() < needs + 2) qbx::raise(450, L"\"configure " + w[1] + L"\" needs " + std::to_wstring(needs) + L" argument(s)");
     configureSteps_.push_back(w);
 }
 
@@ -136,46 +121,73 @@ void Host::playSettingsStep(HWND window) {
     }
     Words w = configureSteps_.front();
     configureSteps_.pop_front();
-    const std::wstring& what = w[1];
-    HWND page = pageOf(window);
-    if (what == L"add") {
-        const long row = firstEmptyRow(window);
-        selectRow(window, row);
-        typeText(window, w[2]);
-        say(L"    typed " + quoted(w[2]) + L" into row " + std::to_wstring(row));
-    } else if (what == L"edit") {
-        selectRow(window, _wtol(w[2].c_str()));
-        typeText(window, w[3]);
-        say(L"    typed " + quoted(w[3]) + L" over row " + w[2]);
-    } else if (what == L"clear") {
-        selectRow(window, _wtol(w[2].c_str()));
-        key(keyTarget(window), VK_DELETE);
-        say(L"    cleared row " + w[2]);
-    } else if (what == L"browse") {
-        answers_.push_back(Answer{IDOK, w[2]});
-        say(L"    pressed the page's button to add a site's libraries");
-        command(page, IDC_CMDBROWSE, BN_CLICKED);
-    } else if (what == L"default") {
-        HWND combo = GetDlgItem(page, IDC_CMBDEFAULT);
-        // Opening the box refreshes it from the grid, as a click on it does.
-        command(page, IDC_CMBDEFAULT, CBN_DROPDOWN);
-        const LRESULT index = SendMessageW(combo, CB_FINDSTRINGEXACT, static_cast<WPARAM>(-1),
-                                           reinterpret_cast<LPARAM>(w[2].c_str()));
-        if (index == CB_ERR) qbx::raise(5, L"the default box does not offer " + quoted(w[2]));
-        SendMessageW(combo, CB_SETCURSEL, static_cast<WPARAM>(index), 0);
-        command(page, IDC_CMBDEFAULT, CBN_SELCHANGE);
-        say(L"    picked " + quoted(w[2]) + L" as the default");
-    } else if (what == L"always") {
-        const bool on = qbx::textEquals(w[2], L"on");
-        SendMessageW(GetDlgItem(page, IDC_CHKALWAYSDEFAULT), BM_SETCHECK, on ? BST_CHECKED : BST_UNCHECKED, 0);
-        command(page, IDC_CHKALWAYSDEFAULT, BN_CLICKED);
-        say(std::wstring(L"    \"always use the default\" ") + (on ? L"on" : L"off"));
-    } else if (what == L"ok" || what == L"cancel") {
+    findCommand(configureCommands(), w[1])->run(*this, window, w);
+}
+
+const std::vector<Host::SettingsStep>& Host::configureCommands() {
+    static const auto press = [](Host& h, HWND window, const Words& w) {
         KillTimer(window, kStepTimer);
-        const int button = what == L"ok" ? IDOK : IDCANCEL;
-        say(std::wstring(L"    -> ") + (button == IDOK ? L"OK" : L"Cancel"));
+        const int button = w[1] == L"ok" ? IDOK : IDCANCEL;
+        h.say(std::wstring(L"    -> ") + (button == IDOK ? L"OK" : L"Cancel"));
         PostMessageW(window, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(window, button)));
-    }
+    };
+    static const std::vector<SettingsStep> table = {
+        {L"add", L"URL",
+         [](Host& h, HWND window, const Words& w) {
+             const long row = firstEmptyRow(window);
+             selectRow(window, row);
+             typeText(window, w[2]);
+             h.say(L"    typed " + quoted(w[2]) + L" into row " + std::to_wstring(row));
+         },
+         L"types URL into the first empty row of the grid"},
+        {L"edit", L"ROW URL",
+         [](Host& h, HWND window, const Words& w) {
+             selectRow(window, _wtol(w[2].c_str()));
+             typeText(window, w[3]);
+             h.say(L"    typed " + quoted(w[3]) + L" over row " + w[2]);
+         },
+         L"types URL over row ROW (2 = the first library)"},
+        {L"clear", L"ROW",
+         [](Host& h, HWND window, const Words& w) {
+             selectRow(window, _wtol(w[2].c_str()));
+             key(keyTarget(window), VK_DELETE);
+             h.say(L"    cleared row " + w[2]);
+         },
+         L"selects row ROW and presses Delete"},
+        {L"browse", L"SITE",
+         [](Host& h, HWND window, const Words& w) {
+             h.answers_.push_back(Answer{IDOK, w[2]});
+             h.say(L"    pressed the page's button to add a site's libraries");
+             command(pageOf(window), IDC_CMDBROWSE, BN_CLICKED);
+         },
+         L"presses the page's button and answers its input box with SITE"},
+        {L"default", L"URL",
+         [](Host& h, HWND window, const Words& w) {
+             HWND page = pageOf(window);
+             HWND combo = GetDlgItem(page, IDC_CMBDEFAULT);
+             // Opening the box refreshes it from the grid, as a click on it does.
+             command(page, IDC_CMBDEFAULT, CBN_DROPDOWN);
+             const LRESULT index = SendMessageW(combo, CB_FINDSTRINGEXACT, static_cast<WPARAM>(-1),
+                                                reinterpret_cast<LPARAM>(w[2].c_str()));
+             if (index == CB_ERR) qbx::raise(5, L"the default box does not offer " + quoted(w[2]));
+             SendMessageW(combo, CB_SETCURSEL, static_cast<WPARAM>(index), 0);
+             command(page, IDC_CMBDEFAULT, CBN_SELCHANGE);
+             h.say(L"    picked " + quoted(w[2]) + L" as the default");
+         },
+         L"opens the default box and picks URL"},
+        {L"always", L"on|off",
+         [](Host& h, HWND window, const Words& w) {
+             const bool on = qbx::textEquals(w[2], L"on");
+             HWND page = pageOf(window);
+             SendMessageW(GetDlgItem(page, IDC_CHKALWAYSDEFAULT), BM_SETCHECK, on ? BST_CHECKED : BST_UNCHECKED, 0);
+             command(page, IDC_CHKALWAYSDEFAULT, BN_CLICKED);
+             h.say(std::wstring(L"    \"always use the default\" ") + (on ? L"on" : L"off"));
+         },
+         L"sets \"always use the default\""},
+        {L"ok", L"", press, L"presses OK"},
+        {L"cancel", L"", press, L"presses Cancel"},
+    };
+    return table;
 }
 
 qbx::Variant Host::storedSetting(const wchar_t* name) {
@@ -187,42 +199,48 @@ qbx::Variant Host::storedSetting(const wchar_t* name) {
     return {};
 }
 
-bool Host::expectSettings(const Words& w) {
-    const std::wstring& what = w[1];
-    auto libraries = [&] {
+const std::vector<Host::Step>& Host::settingsExpectCommands() {
+    static const auto libraries = [](Host& h) {
         std::vector<std::wstring> out;
-        for (const std::wstring& s : qbx::split(storedSetting(L"strSites").toString(), L"\r\n"))
+        for (const std::wstring& s : qbx::split(h.storedSetting(L"strSites").toString(), L"\r\n"))
             if (!s.empty()) out.push_back(s);
         return out;
     };
-    if (what == L"libraries") {
-        need(w, 2);
-        const long n = static_cast<long>(libraries().size());
-        check(n == _wtol(w[2].c_str()), L"libraries stored: " + w[2] + L" (there are " + std::to_wstring(n) + L")");
-    } else if (what == L"library") {
-        need(w, 2);
-        const bool wanted = !(w.size() > 3 && w[3] == L"absent");
-        bool found = false;
-        for (const std::wstring& s : libraries()) found = found || qbx::textEquals(s, w[2]);
-        check(found == wanted, L"library " + quoted(w[2]) + (wanted ? L" stored" : L" not stored"));
-    } else if (what == L"default") {
-        need(w, 2);
-        const std::wstring stored = storedSetting(L"strDefaultSite").toString();
-        check(stored == w[2], L"default library " + quoted(w[2]) + L" (it is " + quoted(stored) + L")");
-    } else if (what == L"always") {
-        need(w, 2);
-        const qbx::Variant v = storedSetting(L"blnAlwaysDefault");
-        const bool stored = !v.isEmpty() && v.toBool();
-        const bool wanted = qbx::textEquals(w[2], L"on");
-        check(stored == wanted, std::wstring(L"\"always use the default\" stored ") + (wanted ? L"on" : L"off"));
-    } else if (what == L"settings-windows") {
-        need(w, 2);
-        check(settingsWindows_ == _wtol(w[2].c_str()), L"settings windows shown: " + w[2] + L" (there were " +
-                                                           std::to_wstring(settingsWindows_) + L")");
-    } else {
-        return false;
-    }
-    return true;
+    static const std::vector<Step> table = {
+        {L"libraries", L"N",
+         [](Host& h, const Words& w) {
+             h.checkCount(static_cast<long>(libraries(h).size()), w[2], L"libraries stored", L"there are");
+         },
+         L"libraries in the stored settings"},
+        {L"library", L"URL [absent]",
+         [](Host& h, const Words& w) {
+             const bool wanted = !(w.size() > 3 && w[3] == L"absent");
+             bool found = false;
+             for (const std::wstring& s : libraries(h)) found = found || qbx::textEquals(s, w[2]);
+             h.check(found == wanted, L"library " + quoted(w[2]) + (wanted ? L" stored" : L" not stored"));
+         },
+         L"a library in the stored settings"},
+        {L"default", L"URL",
+         [](Host& h, const Words& w) {
+             const std::wstring stored = h.storedSetting(L"strDefaultSite").toString();
+             h.check(stored == w[2], L"default library " + quoted(w[2]) + L" (it is " + quoted(stored) + L")");
+         },
+         L"the stored default library"},
+        {L"always", L"on|off",
+         [](Host& h, const Words& w) {
+             const qbx::Variant v = h.storedSetting(L"blnAlwaysDefault");
+             const bool stored = !v.isEmpty() && v.toBool();
+             const bool wanted = qbx::textEquals(w[2], L"on");
+             h.check(stored == wanted, std::wstring(L"\"always use the default\" stored ") + (wanted ? L"on" : L"off"));
+         },
+         L"the stored \"always use the default\""},
+        {L"settings-windows", L"N",
+         [](Host& h, const Words& w) {
+             h.checkCount(h.settingsWindows_, w[2], L"settings windows shown", L"there were");
+         },
+         L"settings windows shown"},
+    };
+    return table;
 }
 
 }  // namespace qbxhost

@@ -13,7 +13,6 @@ using qbx::Variant;
 
 namespace {
 
-const wchar_t* const kDeletedText = L"The item has been moved or deleted.";
 const wchar_t* const kClosedText = L"The window has been closed.";
 
 bool startsWithText(const std::wstring& s, const wchar_t* prefix) {
@@ -234,7 +233,7 @@ Attachment::Attachment(Outlook& o, Item& it, std::wstring name, std::vector<unsi
 void Attachment::remove() {
     auto& l = item.attachments->list;
     l.erase(std::remove(l.begin(), l.end(), this), l.end());
-    kill(errors::kDeleted, kDeletedText);
+    kill(errors::kDeleted, errors::kDeletedText);
 }
 
 void Attachment::saveAsFile(const std::wstring& target) {

@@ -1,11 +1,9 @@
-// The mailbox: namespace, folders, items and user properties, and the
-// mailbox file that keeps them across a restart of the emulated Outlook.
+// The mailbox: namespace, folders, items and user properties.
 #include "testbed/outlook/emulator.h"
 
+#include "testbed/outlook/emu_filter.h"
+
 #include <algorithm>
-#include <cwctype>
-#include <fstream>
-#include <sstream>
 
 namespace emu {
 
@@ -36,8 +34,6 @@ double noneDate() {
     SystemTimeToVariantTime(&st, &d);
     return d;
 }
-
-const wchar_t* const kDeletedText = L"The item has been moved or deleted.";
 
 }  // namespace
 
@@ -163,7 +159,7 @@ Folders::Folders(Outlook& o, Folder* ownerFolder) : Object(o, L"Folders"), owner
         Folder* f = list[static_cast<size_t>(i - 1)];
         if (f->defaultNumber) fail(errors::kFailed, L"Cannot delete this folder.");
         list.erase(list.begin() + (i - 1));
-        f->kill(errors::kDeleted, kDeletedText);
+        f->kill(errors::kDeleted, errors::kDeletedText);
         ol().persist();
         return Variant();
     });
@@ -233,7 +229,7 @@ Folder::Folder(Outlook& o, Folder* parentFolder, std::wstring folderName, long f
         if (defaultNumber || !parent) fail(errors::kFailed, L"Cannot delete this folder.");
         auto& l = parent->folders->list;
         l.erase(std::remove(l.begin(), l.end(), this), l.end());
-        kill(errors::kDeleted, kDeletedText);
+        kill(errors::kDeleted, errors::kDeletedText);
         ol().persist();
         return Variant();
     });
@@ -253,93 +249,6 @@ long Folder::defaultItemType() const {
 }
 
 // ---------------------------------------------------------------- Items
-
-namespace {
-
-// One condition of a Find filter: [Property] op value.
-struct Condition {
-    std::wstring property;
-    bool notEqual = false;
-    Variant value;
-};
-
-[[noreturn]] void badFilter(const std::wstring& filter, size_t at) {
-    fail(errors::kInvalidArg, L"Cannot parse condition. Error at \"" + filter.substr(std::min(at, filter.size())) + L"\".");
-}
-
-// Reads "[A] = 'x' AND [B] <> 3 ..." (the Jet form of Items.Find).
-std::vector<Condition> parseFilter(const std::wstring& f) {
-    std::vector<Condition> out;
-    size_t i = 0;
-    auto blanks = [&] {
-        while (i < f.size() && iswspace(f[i])) ++i;
-    };
-    for (;;) {
-        blanks();
-        Condition c;
-        if (i >= f.size() || f[i] != L'[') badFilter(f, i);
-        size_t close = f.find(L']', i);
-        if (close == std::wstring::npos) badFilter(f, i);
-        c.property = f.substr(i + 1, close - i - 1);
-        i = close + 1;
-        blanks();
-        if (f.compare(i, 2, L"<>") == 0) {
-            c.notEqual = true;
-            i += 2;
-        } else if (i < f.size() && f[i] == L'=') {
-            ++i;
-        } else {
-            badFilter(f, i);
-        }
-        blanks();
-        if (i < f.size() && (f[i] == L'\'' || f[i] == L'"')) {
-            wchar_t q = f[i++];
-            std::wstring text;
-            for (;;) {
-                if (i >= f.size()) badFilter(f, i);
-                if (f[i] == q) {
-                    if (i + 1 < f.size() && f[i + 1] == q) {
-                        text += q;
-                        i += 2;
-                        continue;
-                    }
-                    ++i;
-                    break;
-                }
-                text += f[i++];
-            }
-            c.value = Variant(text);
-        } else {
-            size_t start = i;
-            while (i < f.size() && !iswspace(f[i])) ++i;
-            std::wstring word = f.substr(start, i - start);
-            if (word.empty()) badFilter(f, start);
-            if (qbx::textEquals(word, L"True") || qbx::textEquals(word, L"False"))
-                c.value = Variant(qbx::textEquals(word, L"True"));
-            else if (Variant(word).isNumeric())
-                c.value = Variant(Variant(word).toDouble());
-            else
-                badFilter(f, start);
-        }
-        out.push_back(std::move(c));
-        blanks();
-        if (i >= f.size()) break;
-        if (f.size() - i > 3 && qbx::textEquals(f.substr(i, 3), L"and") && iswspace(f[i + 3])) {
-            i += 3;
-            continue;
-        }
-        badFilter(f, i);
-    }
-    return out;
-}
-
-bool sameValue(const Variant& stored, const Variant& wanted) {
-    if (wanted.type() == VT_BSTR) return qbx::textEquals(stored.toString(), wanted.toString());
-    if (wanted.type() == VT_BOOL) return stored.type() == VT_BOOL && stored.toBool() == wanted.toBool();
-    return stored.isNumeric() && stored.toDouble() == wanted.toDouble();
-}
-
-}  // namespace
 
 Items::Items(Outlook& o, Folder& f) : Object(o, L"Items"), folder(f) {
     property(L"Application", [this](Args&) { return ol().app()->var(); });
@@ -406,47 +315,12 @@ Items::Items(Outlook& o, Folder& f) : Object(o, L"Items"), folder(f) {
 }
 
 Item* Items::find(const std::wstring& filter, size_t from) {
-    std::vector<Condition> conditions = parseFilter(filter);
-    // A property that is neither built in nor a user property of any item
-    // here makes the filter invalid, as in Outlook.
-    static const wchar_t* const builtIn[] = {L"Subject", L"MessageClass", L"Body", L"To", L"CC"};
-    for (const auto& c : conditions) {
-        bool known = std::any_of(std::begin(builtIn), std::end(builtIn), [&](const wchar_t* b) { return qbx::textEquals(b, c.property); });
-        for (Item* it : folder.contents)
-            for (const auto& p : it->savedProperties) known = known || qbx::textEquals(p.name, c.property);
-        if (!known) fail(errors::kInvalidArg, L"The property \"" + c.property + L"\" in the condition is not valid.");
-    }
-    for (size_t i = from; i < folder.contents.size(); ++i) {
-        Item* it = folder.contents[i];
-        bool all = true;
-        for (const auto& c : conditions) {
-            Variant v;
-            bool has = true;
-            if (qbx::textEquals(c.property, L"Subject")) v = Variant(it->savedSubject);
-            else if (qbx::textEquals(c.property, L"MessageClass")) v = Variant(it->savedClass);
-            else if (qbx::textEquals(c.property, L"Body")) v = Variant(it->savedBody);
-            else if (qbx::textEquals(c.property, L"To")) v = Variant(it->savedTo);
-            else if (qbx::textEquals(c.property, L"CC")) v = Variant(it->cc);
-            else {
-                has = false;
-                for (const auto& p : it->savedProperties)
-                    if (qbx::textEquals(p.name, c.property)) {
-                        v = p.value;
-                        has = true;
-                    }
-            }
-            bool match = has && sameValue(v, c.value);
-            if (c.notEqual) match = has && !match;
-            if (!match) {
-                all = false;
-                break;
-            }
-        }
-        if (all) {
+    const Filter conditions(filter, folder);
+    for (size_t i = from; i < folder.contents.size(); ++i)
+        if (conditions.matches(*folder.contents[i])) {
             next_ = i + 1;
-            return it;
+            return folder.contents[i];
         }
-    }
     next_ = folder.contents.size();
     return nullptr;
 }
@@ -455,24 +329,25 @@ Item* Items::find(const std::wstring& filter, size_t from) {
 
 namespace {
 
-const wchar_t* typeNameFor(ItemKind k) {
-    switch (k) {
-        case ItemKind::Post: return L"PostItem";
-        case ItemKind::Task: return L"TaskItem";
-        case ItemKind::Meeting: return L"MeetingItem";
-        case ItemKind::Appointment: return L"AppointmentItem";
-        default: return L"MailItem";
-    }
-}
+// Each kind's word (the mailbox file's, and its TypeName without "Item")
+// and its Class (OlObjectClass).
+struct KindNames {
+    ItemKind kind;
+    const wchar_t* word;
+    long objectClass;
+};
+constexpr KindNames kKinds[] = {
+    {ItemKind::Mail, L"Mail", 43},                // olMail
+    {ItemKind::Post, L"Post", 45},                // olPost
+    {ItemKind::Task, L"Task", 48},                // olTask
+    {ItemKind::Meeting, L"Meeting", 53},          // olMeetingRequest
+    {ItemKind::Appointment, L"Appointment", 26},  // olAppointment
+};
 
-long classFor(ItemKind k) {
-    switch (k) {
-        case ItemKind::Post: return 45;         // olPost
-        case ItemKind::Task: return 48;         // olTask
-        case ItemKind::Meeting: return 53;      // olMeetingRequest
-        case ItemKind::Appointment: return 26;  // olAppointment
-        default: return 43;                     // olMail
-    }
+const KindNames& namesOf(ItemKind k) {
+    for (const auto& n : kKinds)
+        if (n.kind == k) return n;
+    return kKinds[0];
 }
 
 std::wstring htmlEscape(const std::wstring& s) {
@@ -494,8 +369,16 @@ std::wstring htmlEscape(const std::wstring& s) {
 
 }  // namespace
 
+const wchar_t* kindWord(ItemKind k) { return namesOf(k).word; }
+
+ItemKind kindNamed(const std::wstring& word) {
+    for (const auto& n : kKinds)
+        if (word == n.word) return n.kind;
+    return ItemKind::Mail;
+}
+
 Item::Item(Outlook& o, ItemKind k, std::wstring cls, Folder* target)
-    : Object(o, typeNameFor(k)), kind(k), messageClass(std::move(cls)), folder(target), entryId(o.nextEntryId()) {
+    : Object(o, std::wstring(kindWord(k)) + L"Item"), kind(k), messageClass(std::move(cls)), folder(target), entryId(o.nextEntryId()) {
     attachments = o.make<Attachments>(*this);
     properties = o.make<UserProperties>(*this);
     if (kind == ItemKind::Mail) answers(qbx::IID_OutlookMailItem);
@@ -504,7 +387,7 @@ Item::Item(Outlook& o, ItemKind k, std::wstring cls, Folder* target)
     property(L"Application", [this](Args&) { return ol().app()->var(); });
     property(L"Session", [this](Args&) { return ol().ns()->var(); });
     property(L"Parent", [this](Args&) { return folder ? folder->var() : Variant::nothing(); });
-    property(L"Class", [this](Args&) { return Variant(classFor(kind)); });
+    property(L"Class", [this](Args&) { return Variant(namesOf(kind).objectClass); });
     property(L"MessageClass", [this](Args&) { return Variant(messageClass); },
              [this](Args&, const Variant& v) { messageClass = v.toString(); });
     DISPID subjectId = property(L"Subject", [this](Args&) { return Variant(subject); },
@@ -654,7 +537,7 @@ void Item::remove() {
         stored = false;
         ol().persist();
     }
-    kill(errors::kDeleted, kDeletedText);
+    kill(errors::kDeleted, errors::kDeletedText);
 }
 
 bool Item::send() {
@@ -694,7 +577,7 @@ bool Item::send() {
     folder->contents.push_back(this);
     stored = true;
     ol().persist();
-    kill(errors::kDeleted, kDeletedText);
+    kill(errors::kDeleted, errors::kDeletedText);
     return true;
 }
 
@@ -820,219 +703,6 @@ void UserProperty::assign(const Variant& v) {
         }
         default: mismatch();
     }
-}
-
-// ---------------------------------------------------------------- the mailbox file
-//
-// Text, UTF-8, one statement per line; strings in double quotes, with a
-// backslash before a quote, a backslash, and r, n, t for CR, LF and TAB:
-//   QBX-MAILBOX 1
-//   folder "Personal Folders" 6
-//     folder "Inbox" 6 default 6
-//       item Post 17 "IPM.Post" received|sent|-
-//         subject "Quillbox Settings"
-//         to "..."      body "..."
-//         property "strSites" 1 text "..."       (also: number 1.5, date 45000.5, yes true, empty)
-//       end
-//     end
-//   end
-
-namespace {
-
-std::wstring quote(const std::wstring& s) {
-    std::wstring out = L"\"";
-    for (wchar_t c : s) {
-        switch (c) {
-            case L'"': out += L"\\\""; break;
-            case L'\\': out += L"\\\\"; break;
-            case L'\r': out += L"\\r"; break;
-            case L'\n': out += L"\\n"; break;
-            case L'\t': out += L"\\t"; break;
-            default: out += c;
-        }
-    }
-    return out + L"\"";
-}
-
-const wchar_t* kindWord(ItemKind k) {
-    switch (k) {
-        case ItemKind::Post: return L"Post";
-        case ItemKind::Task: return L"Task";
-        case ItemKind::Meeting: return L"Meeting";
-        case ItemKind::Appointment: return L"Appointment";
-        default: return L"Mail";
-    }
-}
-
-std::wstring number(double d) {
-    wchar_t buf[64];
-    swprintf(buf, 64, L"%.17g", d);
-    return buf;
-}
-
-std::wstring valueText(const Variant& v) {
-    switch (v.type()) {
-        case VT_EMPTY: return L"empty";
-        case VT_BSTR: return L"text " + quote(v.toString());
-        case VT_BOOL: return std::wstring(L"yes ") + (v.toBool() ? L"true" : L"false");
-        case VT_DATE: return L"date " + number(v.raw().date);
-        default: return L"number " + number(v.toDouble());
-    }
-}
-
-void writeFolder(std::wostringstream& out, Folder* f, int depth) {
-    std::wstring pad(static_cast<size_t>(depth) * 2, L' ');
-    out << pad << L"folder " << quote(f->name) << L" " << f->type;
-    if (f->defaultNumber) out << L" default " << f->defaultNumber;
-    out << L"\n";
-    for (Item* it : f->contents) {
-        out << pad << L"  item " << kindWord(it->kind) << L" " << it->entryId << L" " << quote(it->savedClass) << L" "
-            << (it->sent ? L"sent" : it->received ? L"received" : L"-") << L"\n";
-        out << pad << L"    subject " << quote(it->savedSubject) << L"\n";
-        if (!it->savedTo.empty()) out << pad << L"    to " << quote(it->savedTo) << L"\n";
-        if (!it->savedBody.empty()) out << pad << L"    body " << quote(it->savedBody) << L"\n";
-        for (const auto& p : it->savedProperties)
-            out << pad << L"    property " << quote(p.name) << L" " << p.type << L" " << valueText(p.value) << L"\n";
-        out << pad << L"  end\n";
-    }
-    for (Folder* g : f->folders->list) writeFolder(out, g, depth + 1);
-    out << pad << L"end\n";
-}
-
-// Splits a line into words and quoted strings.
-std::vector<std::wstring> words(const std::wstring& line) {
-    std::vector<std::wstring> out;
-    size_t i = 0;
-    while (i < line.size()) {
-        if (iswspace(line[i])) {
-            ++i;
-            continue;
-        }
-        std::wstring w;
-        if (line[i] == L'"') {
-            ++i;
-            while (i < line.size() && line[i] != L'"') {
-                wchar_t c = line[i++];
-                if (c == L'\\' && i < line.size()) {
-                    wchar_t e = line[i++];
-                    c = e == L'r' ? L'\r' : e == L'n' ? L'\n' : e == L't' ? L'\t' : e;
-                }
-                w += c;
-            }
-            ++i;
-        } else {
-            while (i < line.size() && !iswspace(line[i])) w += line[i++];
-        }
-        out.push_back(w);
-    }
-    return out;
-}
-
-}  // namespace
-
-void Outlook::persist() {
-    if (knobs_.mailboxFile.empty() || loading_) return;
-    std::wostringstream out;
-    out << L"QBX-MAILBOX 1\n";
-    for (Folder* f : ns_->stores->list) writeFolder(out, f, 0);
-    std::string bytes = qbx::toUtf8(out.str());
-    std::wstring tmp = knobs_.mailboxFile + L".tmp";
-    HANDLE h = CreateFileW(tmp.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (h == INVALID_HANDLE_VALUE) return;
-    DWORD written = 0;
-    WriteFile(h, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-    CloseHandle(h);
-    MoveFileExW(tmp.c_str(), knobs_.mailboxFile.c_str(), MOVEFILE_REPLACE_EXISTING);
-}
-
-void Outlook::loadMailbox() {
-    HANDLE h = CreateFileW(knobs_.mailboxFile.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                           FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (h == INVALID_HANDLE_VALUE) qbx::raise(errors::kFileNotFound, L"Cannot open the mailbox file.");
-    std::string bytes;
-    char buf[65536];
-    DWORD got = 0;
-    while (ReadFile(h, buf, sizeof buf, &got, nullptr) && got) bytes.append(buf, got);
-    CloseHandle(h);
-    std::wstring text = qbx::fromUtf8(bytes);
-    loading_ = true;
-    std::vector<Folder*> stack;
-    Item* item = nullptr;
-    long maxId = 0;
-    auto bad = [&](const std::wstring& line) {
-        loading_ = false;
-        qbx::raise(errors::kFailed, L"The mailbox file is damaged at: " + line);
-    };
-    bool headerSeen = false;
-    for (const std::wstring& raw : qbx::split(text, L"\n")) {
-        std::wstring line = raw;
-        if (!line.empty() && line.back() == L'\r') line.pop_back();
-        std::vector<std::wstring> w = words(line);
-        if (w.empty()) continue;
-        if (!headerSeen) {
-            if (w[0] != L"QBX-MAILBOX") bad(line);
-            headerSeen = true;
-            continue;
-        }
-        if (w[0] == L"folder" && w.size() >= 3 && !item) {
-            Folder* parent = stack.empty() ? nullptr : stack.back();
-            Folder* f = make<Folder>(parent, w[1], _wtol(w[2].c_str()));
-            if (w.size() >= 5 && w[3] == L"default") f->defaultNumber = _wtol(w[4].c_str());
-            (parent ? parent->folders->list : ns_->stores->list).push_back(f);
-            stack.push_back(f);
-        } else if (w[0] == L"item" && w.size() >= 5 && !stack.empty() && !item) {
-            ItemKind k = w[1] == L"Post" ? ItemKind::Post
-                         : w[1] == L"Task" ? ItemKind::Task
-                         : w[1] == L"Meeting" ? ItemKind::Meeting
-                         : w[1] == L"Appointment" ? ItemKind::Appointment
-                                                  : ItemKind::Mail;
-            item = make<Item>(k, w[3], stack.back());
-            item->entryId = _wtol(w[2].c_str());
-            maxId = std::max(maxId, item->entryId);
-            item->received = w[4] == L"received";
-            item->sent = w[4] == L"sent";
-        } else if (item && w[0] == L"subject" && w.size() >= 2) {
-            item->subject = w[1];
-        } else if (item && w[0] == L"to" && w.size() >= 2) {
-            item->to = w[1];
-        } else if (item && w[0] == L"body" && w.size() >= 2) {
-            item->body = w[1];
-        } else if (item && w[0] == L"property" && w.size() >= 4) {
-            UserProperty* p = make<UserProperty>(*item, w[1], _wtol(w[2].c_str()));
-            const std::wstring& kind = w[3];
-            if (kind == L"empty") p->value = Variant();
-            else if (w.size() < 5) bad(line);
-            else if (kind == L"text") p->value = Variant(w[4]);
-            else if (kind == L"yes") p->value = Variant(w[4] == L"true");
-            else if (kind == L"date") p->value = Variant::date(wcstod(w[4].c_str(), nullptr));
-            else if (kind == L"number") p->value = Variant(wcstod(w[4].c_str(), nullptr));
-            else bad(line);
-            item->properties->list.push_back(p);
-        } else if (w[0] == L"end") {
-            if (item) {
-                item->folder->contents.push_back(item);
-                item->stored = true;
-                item->savedClass = item->messageClass;
-                item->savedSubject = item->subject;
-                item->savedBody = item->body;
-                item->savedTo = item->to;
-                for (UserProperty* p : item->properties->list)
-                    item->savedProperties.push_back(PropertyData{p->name, p->type, p->value});
-                if (item->sent) item->kill(errors::kDeleted, kDeletedText);
-                item = nullptr;
-            } else if (!stack.empty()) {
-                stack.pop_back();
-            } else {
-                bad(line);
-            }
-        } else {
-            bad(line);
-        }
-    }
-    loading_ = false;
-    if (!headerSeen || !stack.empty() || item) qbx::raise(errors::kFailed, L"The mailbox file is incomplete.");
-    entryId_ = std::max(entryId_, maxId);
-    if (!defaultFolder(6)) qbx::raise(errors::kFailed, L"The mailbox file has no Inbox.");
 }
 
 }  // namespace emu

@@ -129,6 +129,10 @@ private:
 
 enum class ItemKind { Mail, Post, Task, Meeting, Appointment };
 ItemKind kindForClass(const std::wstring& messageClass);
+// A kind's word, as the mailbox file writes it ("Post"), and back (Mail for
+// a word it does not know).
+const wchar_t* kindWord(ItemKind k);
+ItemKind kindNamed(const std::wstring& word);
 
 // One stored user property: its data as the mailbox file keeps it.
 struct PropertyData {
@@ -150,7 +154,6 @@ public:
     bool stored = false;      // listed in its folder (saved at least once)
     bool received = false;
     bool sent = false;
-    bool displayed = false;
     long entryId;
     Attachments* attachments = nullptr;
     UserProperties* properties = nullptr;

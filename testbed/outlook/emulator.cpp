@@ -440,7 +440,6 @@ bool Outlook::clickRibbon(Inspector* w, const std::wstring& controlId) {
 
 void Outlook::windowOpened(Inspector* w) {
     w->open = true;
-    w->item->displayed = true;
     inspectors_->list.push_back(w);
     inspectors_->fire(qbx::dispid::NewInspector, {w->var()});
     if (!w->open) return;  // closed by a sink at once

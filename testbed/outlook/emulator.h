@@ -236,7 +236,6 @@ public:
     // All live buttons with a tag (a click fires on every button sharing it).
     std::vector<CommandBarButton*> buttonsTagged(const std::wstring& tag) const;
     void registerButton(CommandBarButton* b) { buttons_.push_back(b); }
-    bool loadingMailbox() const noexcept { return loading_; }
     // Word's own Application (one for all Word mail windows) and the Word
     // window that is Word's active one: the last Word window opened or
     // activated.

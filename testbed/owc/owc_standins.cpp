@@ -123,7 +123,6 @@ struct StandIns::State {
     };
     Knobs knobs;
     std::vector<Created> created;
-    std::array<int, 4> refused{};
     std::array<Registration, 4> registrations{};
 };
 
@@ -141,10 +140,7 @@ public:
     HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
         if (!out) return E_POINTER;
         *out = nullptr;
-        if (knobs().demandsLicence) {
-            ++state_->refused[static_cast<size_t>(component_)];
-            return CLASS_E_NOTLICENSED;
-        }
+        if (knobs().demandsLicence) return CLASS_E_NOTLICENSED;
         return make(outer, iid, out, false);
     }
     HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
@@ -225,7 +221,6 @@ Knobs& StandIns::knobs() noexcept { return state_->knobs; }
 
 const std::vector<StandIns::Created>& StandIns::created() const noexcept { return state_->created; }
 
-int StandIns::refusedWithoutLicence(Component c) const noexcept { return state_->refused[static_cast<size_t>(c)]; }
 
 std::wstring StandIns::licenceKey(Component c) { return std::wstring(L"QBX-TESTBED-RUNTIME-KEY-") + progId(c); }
 

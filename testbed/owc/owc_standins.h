@@ -84,8 +84,6 @@ public:
         std::shared_ptr<qbx::sheet::Sheet> sheet;
     };
     const std::vector<Created>& created() const noexcept;
-    // CreateInstance calls refused for want of a licence.
-    int refusedWithoutLicence(Component c) const noexcept;
     // The run-time key a licence-demanding component hands out.
     static std::wstring licenceKey(Component c);
 

@@ -29,7 +29,6 @@ import os
 import secrets
 import signal
 import socket
-import socketserver
 import struct
 import sys
 import tempfile

@@ -14,8 +14,8 @@
 #include "support/modOutlookCode.h"
 #include "testbed/outlook/emulator.h"
 #include "attachments/frmChooseSite.h"
+#include "testbed/sharepoint/spemu_client.h"
 #include "tests/attachments/test_flow_component.h"
-#include "tests/sharepoint/spemu_client.h"
 #include "tests/test_support.h"
 
 #include <cstdlib>

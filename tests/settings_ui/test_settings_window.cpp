@@ -8,8 +8,8 @@
 #include "settings_ui/modSettingsWindow.h"
 #include "support/modErroHandling.h"
 #include "support/phrases.h"
+#include "testbed/sharepoint/spemu_client.h"
 #include "tests/settings_ui/settings_window_util.h"
-#include "tests/sharepoint/spemu_client.h"
 
 #include <algorithm>
 #include <cstdlib>

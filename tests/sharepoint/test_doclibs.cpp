@@ -4,7 +4,7 @@
 
 #include "sharepoint/modDocLibs.h"
 #include "support/modErroHandling.h"
-#include "tests/sharepoint/spemu_client.h"
+#include "testbed/sharepoint/spemu_client.h"
 #include "tests/test_support.h"
 
 #include <algorithm>

@@ -6,7 +6,7 @@
 #include "support/com/dispatch_object.h"
 #include "support/modErroHandling.h"
 #include "support/modHtml.h"
-#include "tests/sharepoint/spemu_client.h"
+#include "testbed/sharepoint/spemu_client.h"
 #include "tests/test_support.h"
 
 #include <fstream>

@@ -1,6 +1,6 @@
 // The emulated Outlook's plumbing: event delivery, reference accounting,
 // injected failures, the version knob and the Assistant.
-#include "tests/testbed_cpp/emu_test_util.h"
+#include "tests/outlook_emulator/emu_test_util.h"
 
 using namespace emutest;
 

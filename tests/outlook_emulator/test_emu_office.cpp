@@ -1,6 +1,6 @@
 // Command bars and buttons, the add-in connection as Outlook makes it, and
 // when and which ribbon documents are taken.
-#include "tests/testbed_cpp/emu_test_util.h"
+#include "tests/outlook_emulator/emu_test_util.h"
 
 using namespace emutest;
 

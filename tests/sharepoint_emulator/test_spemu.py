@@ -1,5 +1,5 @@
 """Tests of the loopback SharePoint emulator (testbed/sharepoint/spemu.py) and its wrapper tests/with_spemu.sh.
-Run from the repository root:  python3 -m unittest discover -s tests/testbed -v
+Run from the repository root:  python3 -m unittest discover -s tests/sharepoint_emulator -v
 """
 
 import base64, contextlib, hashlib, http.client, json, os, re, shutil   # noqa: E401

@@ -1,6 +1,6 @@
 // The emulated mailbox: folders, item lookup by subject and by filter, user
 // properties with Outlook's coercions, the mailbox file across a restart.
-#include "tests/testbed_cpp/emu_test_util.h"
+#include "tests/outlook_emulator/emu_test_util.h"
 
 using namespace emutest;
 using emu::errors::kCollision;

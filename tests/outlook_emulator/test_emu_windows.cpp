@@ -1,7 +1,7 @@
 // Mail windows: the order of Outlook's events, the cursor of the mail text
 // through the Word and HTML editors, attachments and their events, saving an
 // attachment (to a file, or by HTTP PUT on Outlook 2002/2003), and sending.
-#include "tests/testbed_cpp/emu_test_util.h"
+#include "tests/outlook_emulator/emu_test_util.h"
 
 #include <list>
 
