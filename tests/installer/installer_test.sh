@@ -11,7 +11,7 @@
 #  - the emulated Outlook loads the add-in from the registry (no regsvr32)
 #    and plays the demo scenario to its end;
 #  - a repair brings back a deleted DLL; version N+1 installed over N leaves
-#    one entry and N+1's DLL in place;
+#    one entry and N+1's DLL in place; N over N+1 is refused;
 #  - msiexec /x /qn leaves the registry as exported before anything was done
 #    (bar the empty keys Windows Installer keeps for itself) and no folder.
 set -u
@@ -180,6 +180,8 @@ for scope in machine user; do
   check "$scope: still one Add/Remove Programs entry" [ "$(echo "$arp" | grep -c .)" = 1 ]
   check "$scope: the entry says $next" [ "$(value_of "$arp" DisplayVersion)" = "$next" ]
   check "$scope: the DLL of $next in place" cmp -s "$next_dll" "$folder_unix/quillbox.dll"
+  check "$scope: $version over $next is refused" eval '! msiexec /i "$(qbx_winepath "$msi")" /qn'
+  check "$scope: and changes nothing" eval '[ "$(uninstall_entries)" = "$arp" ] && cmp -s "$next_dll" "$folder_unix/quillbox.dll"'
 
   # Removed: the registry as it was, and no folder.
   check "$scope: msiexec /x /qn" msiexec /x "$(qbx_winepath "$msi_next")" /qn
