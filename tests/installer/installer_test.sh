@@ -34,17 +34,13 @@ local_appdata=$("$QBX_WINE64" 'C:\windows\system32\cmd.exe' /c echo %LOCALAPPDAT
 
 own=$QBX_VIEW
 other=$((own == 64 ? 32 : 64))
-fail=0
-ok() { echo "ok: $1"; }
-bad() { echo "FAILED: $1"; fail=1; }
-check() { local what=$1; shift; if "$@"; then ok "$what"; else bad "$what"; fi; }
+. "$root/tests/checks.sh"
 # same WHAT FILE_A FILE_B: the two lists agree; prints the difference when not.
 same() {
   if cmp -s "$2" "$3"; then ok "$1"; else bad "$1"; diff "$2" "$3" | head -20 | sed 's/^/    /'; fi
 }
 msiexec() { "$QBX_WINE64" 'C:\windows\system32\msiexec.exe' "$@"; }
 entries() { python3 "$here/reg_entries.py" "$@"; }
-value_of() { qbx_reg query "$1" /v "$2" 2>/dev/null | tr -d '\r' | awk -v n="$2" '$1==n {$1=""; $2=""; sub(/^ +/, ""); print}'; }
 
 # The registry roots the add-in writes to, from each view: a snapshot is one
 # file per view.
@@ -141,9 +137,9 @@ for scope in machine user; do
   arp=$(uninstall_entries)
   check "$scope: one Add/Remove Programs entry" [ "$(echo "$arp" | grep -c .)" = 1 ]
   check "$scope: its name, publisher, version, help link, no modify" eval '
-    [ "$(value_of "$arp" DisplayName)" = Quillbox ] && [ "$(value_of "$arp" Publisher)" = Quillbox ] &&
-    [ "$(value_of "$arp" DisplayVersion)" = "$version" ] &&
-    [ "$(value_of "$arp" HelpLink)" = https://www.quillbox.example/ ] && [ "$(value_of "$arp" NoModify)" = 0x1 ]'
+    [ "$(value_of 64 "$arp" DisplayName)" = Quillbox ] && [ "$(value_of 64 "$arp" Publisher)" = Quillbox ] &&
+    [ "$(value_of 64 "$arp" DisplayVersion)" = "$version" ] &&
+    [ "$(value_of 64 "$arp" HelpLink)" = https://www.quillbox.example/ ] && [ "$(value_of 64 "$arp" NoModify)" = 0x1 ]'
   icon=$(qbx_reg query 'HKCR\Installer\Products' /s /v ProductIcon 2>/dev/null | tr -d '\r' | awk '$1=="ProductIcon" {$1=""; $2=""; sub(/^ +/, ""); print}')
   [ -n "$icon" ] || icon=$(qbx_reg query 'HKCU\Software\Microsoft\Installer\Products' /s /v ProductIcon 2>/dev/null |
                              tr -d '\r' | awk '$1=="ProductIcon" {$1=""; $2=""; sub(/^ +/, ""); print}')
@@ -178,7 +174,7 @@ for scope in machine user; do
   check "$scope: msiexec /i of $next over $version" msiexec /i "$(qbx_winepath "$msi_next")" /qn
   arp=$(uninstall_entries)
   check "$scope: still one Add/Remove Programs entry" [ "$(echo "$arp" | grep -c .)" = 1 ]
-  check "$scope: the entry says $next" [ "$(value_of "$arp" DisplayVersion)" = "$next" ]
+  check "$scope: the entry says $next" [ "$(value_of 64 "$arp" DisplayVersion)" = "$next" ]
   check "$scope: the DLL of $next in place" cmp -s "$next_dll" "$folder_unix/quillbox.dll"
   check "$scope: $version over $next is refused" eval '! msiexec /i "$(qbx_winepath "$msi")" /qn'
   check "$scope: and changes nothing" eval '[ "$(uninstall_entries)" = "$arp" ] && cmp -s "$next_dll" "$folder_unix/quillbox.dll"'
