@@ -39,7 +39,8 @@ other=$((own == 64 ? 32 : 64))
 same() {
   if cmp -s "$2" "$3"; then ok "$1"; else bad "$1"; diff "$2" "$3" | head -20 | sed 's/^/    /'; fi
 }
-msiexec() { "$QBX_WINE64" 'C:\windows\system32\msiexec.exe' "$@"; }
+# The msiexec of the package's bitness, beside the regsvr32 of that bitness.
+msiexec() { "$QBX_WINE" "${QBX_REGSVR32%regsvr32.exe}msiexec.exe" "$@"; }
 entries() { python3 "$here/reg_entries.py" "$@"; }
 
 # The registry roots the add-in writes to, from each view: a snapshot is one
@@ -64,11 +65,14 @@ export_all() {
     iconv -f UTF-16 -t UTF-8 "$work/export.reg" | tr -d '\r' >>"$work/$1"
   done
 }
-# The Add/Remove Programs entries named Quillbox (Wine keeps per-user ones
-# under HKLM too).
+# The Add/Remove Programs entries named Quillbox, from both places the list
+# is read from (Wine keeps per-user entries under HKLM too).
 uninstall_entries() {
-  qbx_reg query 'HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall' /s 2>/dev/null | tr -d '\r' |
-    awk '/^HKEY_/ {key = $0} $1 == "DisplayName" && $3 == "Quillbox" && NF == 3 {print key}'
+  local w
+  for w in '' 'Wow6432Node\'; do
+    qbx_reg query "HKLM\\Software\\${w}Microsoft\\Windows\\CurrentVersion\\Uninstall" /s 2>/dev/null | tr -d '\r' |
+      awk '/^HKEY_/ {key = $0} $1 == "DisplayName" && $3 == "Quillbox" && NF == 3 {print key}'
+  done
 }
 
 # The packages: this build's DLL as version N, and a copy that says N+1.
@@ -124,7 +128,11 @@ for scope in machine user; do
     entries added "$work/before-$v" "$work/regsvr32-$v" "$(qbx_winepath "$dll")" >"$work/by-regsvr32-$v"
   done
   check "$scope: regsvr32 wrote under $hive" grep -q "^$hive_key\\\\" "$work/by-regsvr32-$own"
-  same "$scope: the Registry table holds exactly what regsvr32 writes" "$work/by-regsvr32-$own" "$work/table"
+  # The table names keys as the package's view shows them; the 32-bit reg.exe
+  # lists the 32-bit view's own keys both so and by where they are kept
+  # (under Wow6432Node).
+  sed 's/\\wow6432node\\/\\/' "$work/by-regsvr32-$own" | sort -u >"$work/by-regsvr32-in-view"
+  same "$scope: the Registry table holds exactly what regsvr32 writes" "$work/by-regsvr32-in-view" "$work/table"
 
   # Installed.
   check "$scope: msiexec /i /qn" msiexec /i "$(qbx_winepath "$msi")" /qn
