@@ -4,14 +4,17 @@
 #   make test   builds both architectures and runs every test of each
 #               (the x86 build's under Wine's 32-bit loader, names ending _x86)
 # ARCH=x86 makes demo and bench use the 32-bit build (default x64).
+# make dist builds the MSI packages (64- and 32-bit, per machine and per
+# user) into dist/.
 # Both install what is missing first (Debian packages), so they work on a
 # fresh machine.
 
 BUILD ?= build
 JOBS ?= $(shell nproc)
 ARCH ?= x64
+DIST ?= dist
 
-.PHONY: all deps build build-x64 build-x86 test demo clean bench
+.PHONY: all deps build build-x64 build-x86 test demo clean bench dist
 
 all: build
 
@@ -37,6 +40,13 @@ test: build
 
 demo: build-$(ARCH)
 	@bash testbed/run_demo.sh $(BUILD)/$(ARCH)
+
+dist: build
+	@rm -f $(DIST)/Quillbox-*.msi
+	@for arch in x64 x86; do for scope in machine user; do \
+	  python3 installer/make_msi.py --dll $(BUILD)/$$arch/quillbox.dll --arch $$arch --scope $$scope \
+	    --out-dir $(DIST) || exit 1; \
+	done; done
 
 bench: build-$(ARCH)
 	@bash bench/run_bench.sh $(BUILD)/$(ARCH)

@@ -17,13 +17,9 @@ dll=$(qbx_winepath "$2")
 check_exe=$3
 own=$QBX_VIEW
 other=$((own == 64 ? 32 : 64))
-fail=0
-ok() { echo "ok: $1"; }
-bad() { echo "FAILED: $1"; fail=1; }
-check() { local what=$1; shift; if "$@"; then ok "$what"; else bad "$what"; fi; }
+. "$here/../checks.sh"
 has_key() { qbx_reg_as "$1" query "$2" >/dev/null 2>&1; }
 no_key() { ! has_key "$@"; }
-value_of() { qbx_reg_as "$1" query "$2" /v "$3" 2>/dev/null | tr -d '\r' | awk -v n="$3" '$1==n {$1=""; $2=""; sub(/^ +/, ""); print}'; }
 default_of() { qbx_reg_as "$1" query "$2" /ve 2>/dev/null | tr -d '\r' | awk '$1=="(Default)" {$1=""; $2=""; sub(/^ +/, ""); print}'; }
 is() { [ "$(value_of "$1" "$2" "$3")" = "$4" ]; }
 
