@@ -102,16 +102,10 @@ HRESULT QBXOutlookConnect::QueryInterface(REFIID iid, void** out) {
     return S_OK;
 }
 
-HRESULT QBXOutlookConnect::GetTypeInfoCount(UINT* n) {
-    // One, as GetTypeInfo(0) offers the name-only type information.
-    if (n) *n = 1;
-    return S_OK;
-}
+HRESULT QBXOutlookConnect::GetTypeInfoCount(UINT* n) { return qbx::answerTypeInfoCount(n); }
 
 HRESULT QBXOutlookConnect::GetTypeInfo(UINT i, LCID, ITypeInfo** out) {
-    if (out) *out = nullptr;
-    if (i != 0) return DISP_E_BADINDEX;
-    return qbx::nameOnlyTypeInfo(L"QBXOutlookConnect", out);
+    return qbx::answerTypeInfo(i, L"QBXOutlookConnect", out);
 }
 
 HRESULT QBXOutlookConnect::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) {

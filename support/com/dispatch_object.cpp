@@ -234,18 +234,22 @@ HRESULT DispatchObject::queryOther(REFIID, void** out) {
     return E_NOINTERFACE;
 }
 
-HRESULT DispatchObject::GetTypeInfoCount(UINT* n) {
+HRESULT answerTypeInfoCount(UINT* n) {
     // One: GetTypeInfo(0) offers a type information that names the object
     // (what TypeName and error reports read); members are found by name.
     if (n) *n = 1;
     return S_OK;
 }
 
-HRESULT DispatchObject::GetTypeInfo(UINT i, LCID, ITypeInfo** out) {
+HRESULT answerTypeInfo(UINT index, const std::wstring& name, ITypeInfo** out) {
     if (out) *out = nullptr;
-    if (i != 0) return DISP_E_BADINDEX;
-    return nameOnlyTypeInfo(typeName_, out);
+    if (index != 0) return DISP_E_BADINDEX;
+    return nameOnlyTypeInfo(name, out);
 }
+
+HRESULT DispatchObject::GetTypeInfoCount(UINT* n) { return answerTypeInfoCount(n); }
+
+HRESULT DispatchObject::GetTypeInfo(UINT i, LCID, ITypeInfo** out) { return answerTypeInfo(i, typeName_, out); }
 
 HRESULT DispatchObject::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) {
     return members_.getIDsOfNames(names, count, ids);

@@ -132,6 +132,10 @@ HRESULT callMember(WORD flags, DISPPARAMS* dp, VARIANT* result, bool hasGet, Get
 // Type information that holds nothing but the type's name, so that
 // TypeName() of an object gives it.
 HRESULT nameOnlyTypeInfo(const std::wstring& name, ITypeInfo** out);
+// GetTypeInfoCount and GetTypeInfo of an object that offers just that one
+// name-only type information (index 0), and no other.
+HRESULT answerTypeInfoCount(UINT* n);
+HRESULT answerTypeInfo(UINT index, const std::wstring& name, ITypeInfo** out);
 
 class DispatchObject : public IDispatch, public RefCounted {
 public:

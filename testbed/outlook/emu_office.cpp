@@ -80,10 +80,10 @@ CommandBars::CommandBars(Outlook& o, Object* w) : Object(o, L"CommandBars"), win
         IndexArg i = indexArg(a, 0);
         if (i.byName) {
             CommandBar* bar = find(i.name);
-            if (!bar) fail(qbx::vbErrInvalidCall, L"Invalid procedure call or argument");
+            if (!bar) fail(qbx::vbErrInvalidCall, qbx::vbErrorText(qbx::vbErrInvalidCall));
             return bar->var();
         }
-        if (i.index < 1 || i.index > static_cast<long>(list.size())) fail(qbx::vbErrInvalidCall, L"Invalid procedure call or argument");
+        if (i.index < 1 || i.index > static_cast<long>(list.size())) fail(qbx::vbErrInvalidCall, qbx::vbErrorText(qbx::vbErrInvalidCall));
         return list[static_cast<size_t>(i.index - 1)]->var();
     });
     setDefault(item);
@@ -147,7 +147,7 @@ CommandBar::CommandBar(Outlook& o, CommandBars& bars, std::wstring barName)
             if (matches(b, a, 0)) return b->var();
         return Variant::nothing();
     });
-    method(L"Delete", [](Args&) -> Variant { fail(qbx::vbErrInvalidCall, L"Invalid procedure call or argument"); });
+    method(L"Delete", [](Args&) -> Variant { fail(qbx::vbErrInvalidCall, qbx::vbErrorText(qbx::vbErrInvalidCall)); });
 }
 
 // ---------------------------------------------------------------- CommandBarControls
@@ -162,9 +162,9 @@ CommandBarControls::CommandBarControls(Outlook& o, CommandBar& b) : Object(o, L"
         if (i.byName) {
             for (CommandBarButton* c : list)
                 if (qbx::textEquals(withoutAccelerator(c->caption), withoutAccelerator(i.name))) return c->var();
-            fail(qbx::vbErrInvalidCall, L"Invalid procedure call or argument");
+            fail(qbx::vbErrInvalidCall, qbx::vbErrorText(qbx::vbErrInvalidCall));
         }
-        if (i.index < 1 || i.index > static_cast<long>(list.size())) fail(qbx::vbErrInvalidCall, L"Invalid procedure call or argument");
+        if (i.index < 1 || i.index > static_cast<long>(list.size())) fail(qbx::vbErrInvalidCall, qbx::vbErrorText(qbx::vbErrInvalidCall));
         return list[static_cast<size_t>(i.index - 1)]->var();
     });
     setDefault(item);
@@ -176,7 +176,7 @@ CommandBarControls::CommandBarControls(Outlook& o, CommandBar& b) : Object(o, L"
         bool temporary = a.has(4) ? a.boolean(4) : false;
         if (type != 1) fail(qbx::vbErrInvalidCall, L"The test bed's command bars take buttons (type 1) only.");
         if (before < 0 || before > static_cast<long>(list.size()) + 1)
-            fail(qbx::vbErrInvalidCall, L"Invalid procedure call or argument");
+            fail(qbx::vbErrInvalidCall, qbx::vbErrorText(qbx::vbErrInvalidCall));
         CommandBarButton* b = add(type, id, temporary, before, id > 1);
         if (a.has(2)) b->parameter = a.str(2);
         return b->var();
