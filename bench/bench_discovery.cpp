@@ -66,7 +66,7 @@ int wmain(int argc, wchar_t** argv) {
             qbx::Disp doc = qbx::Disp::create(L"MSXML2.DOMDocument");
             doc.put(L"async", false);
             double start = bench::now();  // only the loadXML call counts
-            doc.get(L"loadXML", reply);
+            doc.call(L"loadXML", reply);
             load = std::min(load, bench::now() - start);
             doc.reset();
 

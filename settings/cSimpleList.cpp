@@ -178,7 +178,7 @@ void cSimpleList::ToRS(qbx::Disp& recordSet) {
             if (dicList.get(L"Exists", value).toBool()) continue;
             recordSet.call(L"MoveFirst");
             // The criterion is not escaped: a quote in the value makes Find fail.
-            recordSet.get(L"Find", field + L" = '" + value.toString() + L"'");
+            recordSet.call(L"Find", field + L" = '" + value.toString() + L"'");
             if (!recordSet.get(L"EOF").toBool()) recordSet.call(L"Delete");
         }
     }

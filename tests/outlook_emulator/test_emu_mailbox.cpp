@@ -32,7 +32,7 @@ TEST_CASE("folders and items: duplicate folder names refused in any case; lookup
     Disp items = folder.getObj(L"Items");
     Disp first = newPost(folder, L"Quillbox Settings");
     CHECK(items.get(L"Count").toLong() == 0);  // listed from the first Save on
-    first.get(L"Save");
+    first.call(L"Save");
     Disp second = newPost(folder, L"Quillbox Settings");
     second.call(L"Save");
 

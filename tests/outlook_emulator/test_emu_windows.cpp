@@ -61,7 +61,7 @@ TEST_CASE("opening windows: NewInspector then Activate, for a compose window and
     CHECK(ol.defaultFolder(16)->contents.size() == 1);
     Disp hidden = mail.getObj(L"GetInspector");
     CHECK(log.empty());  // no window yet
-    mail.get(L"Display");
+    mail.call(L"Display");
     CHECK(log == Texts{L"NewInspector IPM.Note Error in Quillbox", L"Activate"});
     CHECK(ol.application().getObj(L"ActiveInspector").sameAs(hidden));  // the same window, now shown
     CHECK(ol.application().getObj(L"ActiveWindow").get(L"Caption").toString() == L"Error in Quillbox - Message");
@@ -82,7 +82,7 @@ TEST_CASE("text goes in at the cursor through Word's selection and the HTML edit
     selection.call(L"InsertAfter", L"http://x/a.doc \r\n");
     CHECK(word.mailText(w) == L"Hello big!http://x/a.doc \r\n world");
     CHECK(selection.get(L"Text").toString() == L"http://x/a.doc \r\n");  // InsertAfter selects what it wrote
-    selection.get(L"Collapse", 0);
+    selection.call(L"Collapse", 0);
     selection.call(L"TypeText", L"+");
     CHECK(word.mailText(w) == L"Hello big!http://x/a.doc \r\n+ world");
 
