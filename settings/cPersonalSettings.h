@@ -7,7 +7,7 @@
 //
 // Use: create, GetSettings, read or change the fields, SaveSettings when
 // changed. Nothing is cached between instances. The process-wide instance is
-// objPersonalSettings (host/modGlobals.h), made at start-up:
+// objPersonalSettings (support/modGlobals.h), made at start-up:
 //
 //     subFindSettingsFolder();
 //     objPersonalSettings = std::make_shared<cPersonalSettings>();
