@@ -27,13 +27,19 @@ qbx_wine_installation() {
 qbx_wine_start() {
   # A display of our own, so the run never depends on (or disturbs) another.
   wineserver -k >/dev/null 2>&1 || true
+  # Two runs starting at once may pick the same free number; the one whose
+  # server lost the race (it exits at once) moves on to the next number, so
+  # no run ever draws on a display another run will take down.
   for n in $(seq 90 120); do
     if [ ! -e "/tmp/.X11-unix/X$n" ] && [ ! -e "/tmp/.X$n-lock" ]; then
       Xvfb ":$n" -screen 0 1280x1024x24 -nolisten tcp >/dev/null 2>&1 &
       QBX_XVFB_PID=$!
-      export DISPLAY=":$n"
       for _ in $(seq 50); do [ -e "/tmp/.X11-unix/X$n" ] && break; sleep 0.1; done
-      break
+      sleep 0.2
+      if kill -0 "$QBX_XVFB_PID" 2>/dev/null && [ "$(cat "/tmp/.X$n-lock" 2>/dev/null | tr -d ' ')" = "$QBX_XVFB_PID" ]; then
+        export DISPLAY=":$n"
+        break
+      fi
     fi
   done
   local made_with="$WINEPREFIX/.qbx-wine-installation"
