@@ -10,7 +10,7 @@ std::atomic<long> live{0};
 
 constexpr long wdCollapseEnd = 0;
 
-bool isRichEdit(HWND h) {
+bool fncIsRichEdit(HWND h) {
     wchar_t cls[64] = {};
     GetClassNameW(h, cls, 64);
     return _wcsnicmp(cls, L"RichEdit", 8) == 0;
@@ -22,9 +22,9 @@ bool isRichEdit(HWND h) {
 // Neither the caption alone (two mails may share it) nor the first rich edit
 // of the window (the To, Cc and Subject lines are rich edits too) says where
 // the cursor is.
-HWND findCursorControl(const std::wstring& caption) {
+HWND fncFindCursorControl(const std::wstring& caption) {
     HWND focus = GetFocus();
-    if (!focus || !isRichEdit(focus)) return nullptr;
+    if (!focus || !fncIsRichEdit(focus)) return nullptr;
     HWND top = GetAncestor(focus, GA_ROOT);
     if (!top) return nullptr;
     int n = GetWindowTextLengthW(top);
@@ -78,7 +78,7 @@ void cSafeInspector::InsertText(const std::wstring& text) {
     // object: bring it forward and write into the control holding the
     // cursor, at the end of the selection.
     objItem.call(L"Activate");
-    HWND edit = findCursorControl(objItem.get(L"Caption").toString());
+    HWND edit = fncFindCursorControl(objItem.get(L"Caption").toString());
     if (!edit) qbx::raise(qbx::vbErrNoMember, L"The window's editor can't be reached");
     CHARRANGE sel{};
     SendMessageW(edit, EM_EXGETSEL, 0, reinterpret_cast<LPARAM>(&sel));

@@ -67,7 +67,7 @@ frmChooseSite::frmChooseSite() : cDialogForm(IDD_CHOOSESITE, L"The library choos
 
 frmChooseSite::~frmChooseSite() { Unload(); }
 
-INT_PTR frmChooseSite::subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
+INT_PTR frmChooseSite::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
         case WM_INITDIALOG: {
             Form_Load();

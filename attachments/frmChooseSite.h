@@ -43,7 +43,7 @@ public:
     static constexpr UINT kTimer1Interval = 1000;
 
 private:
-    INT_PTR subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
+    INT_PTR fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
 
     void Form_Load();
     void subSetCaptions();

@@ -73,7 +73,7 @@ private:
         QBXOutlookConnect& outer_;
     };
 
-    void addCallbacks(qbx::MemberTable& table);
+    void subAddCallbacks(qbx::MemberTable& table);
 
     qbx::MemberTable connectMembers_;
     qbx::MemberTable ribbonMembers_;

@@ -63,6 +63,6 @@ public:
 
 private:
     void subNewDictionary();
-    void addIfMissing(const qbx::Variant& value);
-    std::vector<qbx::Variant> itemValues() const;
+    void subAddIfMissing(const qbx::Variant& value);
+    std::vector<qbx::Variant> fncItemValues() const;
 };

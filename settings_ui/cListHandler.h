@@ -60,7 +60,7 @@ public:
     // The second half of AddToForm: takes a hosted control's spreadsheet and
     // sets it up (defaults, no toolbar or headings, the header row frozen).
     // blnNewer: the control answers the newer components' member names.
-    bool subAttach(const qbx::Disp& hostedControl, bool blnNewer);
+    bool fncAttach(const qbx::Disp& hostedControl, bool blnNewer);
     void subSetDefaults();
 
     short UsedRows(const std::wstring& strCountCell);

@@ -61,7 +61,7 @@ public:
     void timDisplayExcelList_Timer();
 
 private:
-    INT_PTR subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
+    INT_PTR fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
     void subClose();
     // The strip's position and size in twips.
     double fncStripTop() const;

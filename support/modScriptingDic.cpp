@@ -17,7 +17,7 @@ ProcessStarter& starter() {
     return s;
 }
 
-void startProcess(const std::wstring& commandLine) {
+void subStartProcess(const std::wstring& commandLine) {
     STARTUPINFOW si{};
     si.cb = sizeof si;
     si.dwFlags = STARTF_USESHOWWINDOW;
@@ -33,7 +33,7 @@ void startProcess(const std::wstring& commandLine) {
 }
 
 // One creation attempt, errors ignored: nothing on failure.
-qbx::Disp tryCreate(qbx::Err& err, const wchar_t* progId) {
+qbx::Disp fncTryCreate(qbx::Err& err, const wchar_t* progId) {
     qbx::Disp d;
     err.resume([&] { d = qbx::Disp::create(progId); });
     return d;
@@ -62,7 +62,7 @@ void subStartMinimised(const std::wstring& commandLine) noexcept {
         if (starter())
             starter()(commandLine);
         else
-            startProcess(commandLine);
+            subStartProcess(commandLine);
     } catch (...) {
     }
 }
@@ -80,8 +80,8 @@ qbx::Disp fncCreateDic() {
     for (;;) {
         // Both attempts create by the ProgID: the first stands for the direct
         // creation of the class, the second for the creation by name.
-        dic = tryCreate(err, L"Scripting.Dictionary");
-        if (!dic) dic = tryCreate(err, L"Scripting.Dictionary");
+        dic = fncTryCreate(err, L"Scripting.Dictionary");
+        if (!dic) dic = fncTryCreate(err, L"Scripting.Dictionary");
         if (dic || blnDicRepairTried) break;
         subRegisterScrrun();
         blnDicRepairTried = true;
@@ -100,11 +100,11 @@ qbx::Disp fncCreateDic() {
 
 qbx::Disp fncGetShell() {
     qbx::Err err;
-    qbx::Disp shell = tryCreate(err, L"Wscript.Shell");
+    qbx::Disp shell = fncTryCreate(err, L"Wscript.Shell");
     if (!shell) {
         const std::wstring line = fncRegistrationToolLine(L"wshom.ocx /s");
         if (!line.empty()) subStartMinimised(line);
-        shell = tryCreate(err, L"Wscript.Shell");
+        shell = fncTryCreate(err, L"Wscript.Shell");
     }
     if (!shell) {
         qbx::fncMsgBox(std::wstring(L"ERROR") + kCrLf + L"Attempting to create a new Scripting.Dictionary object." +

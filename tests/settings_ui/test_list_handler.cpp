@@ -41,7 +41,7 @@ struct Grid {
         grid.Height = 6000;
         grid.Width(6500);
         grid.Visible(true);
-        REQUIRE(grid.subAttach(qbx::Disp(static_cast<IDispatch*>(extender.get())), true));
+        REQUIRE(grid.fncAttach(qbx::Disp(static_cast<IDispatch*>(extender.get())), true));
         grid.SetValue(L"A1", qbx::Variant(L"Document libraries"));  // the page's header
     }
     ~Grid() { qbxtest::resetAddinState(); }

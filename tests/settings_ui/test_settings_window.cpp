@@ -226,7 +226,7 @@ TEST_CASE("OK with blnEndWithClose: the settings are stored, the window stays lo
 TEST_CASE("the settings button's window: modal, never ends the add-in, and a stopped add-in leaves none waiting") {
     windowtest::Session session;
     hosttest::SpreadsheetClass spreadsheetClass;
-    REQUIRE(subLoadSettings());
+    REQUIRE(fncLoadSettings());
     long opened = 0;
     // The window is answered as soon as it has loaded: Cancel, as a user would.
     subSetSettingsOpenedHook([&](frmSettings& form) {
