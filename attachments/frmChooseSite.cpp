@@ -147,7 +147,7 @@ INT_PTR frmChooseSite::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lPar
 
 void frmChooseSite::Form_Load() {
     subSetAction(L"Opening settings form");
-    blnLoading = true;
+    blnLoading_ = true;
     const bool loaded = qbx::guarded(L"Form_Load", [&] {
         subSetCaptions();
 
@@ -172,11 +172,11 @@ void frmChooseSite::Form_Load() {
             if (activeWindow && activeWindow.typeName() == L"Inspector") activeWindow.call(L"Activate");
         }
 
-        blnLoading = false;
+        blnLoading_ = false;
         subBuildSitePath();
     });
     // A failed load must not leave the address switched off for good.
-    if (!loaded) blnLoading = false;
+    if (!loaded) blnLoading_ = false;
 }
 
 void frmChooseSite::subSetCaptions() {
@@ -206,7 +206,7 @@ void frmChooseSite::subSetCaptions() {
 void frmChooseSite::subBuildSitePath() {
     subSetAction(L"Building string to the site");
     qbx::guarded(L"subBuildSitePath", [&] {
-        if (blnLoading) return;
+        if (blnLoading_) return;
         std::wstring strSite;
         if (fncIsChecked(IDC_OPTNEW)) {
             strSite = fncControlText(IDC_TXTNEWSITE);

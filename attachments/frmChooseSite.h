@@ -64,7 +64,7 @@ private:
     std::wstring fncControlText(int id) const;
 
     // True while the form loads: the address is not built meanwhile.
-    bool blnLoading = false;
+    bool blnLoading_ = false;
 };
 
 // Asks the user for the document library of an attachment and returns the

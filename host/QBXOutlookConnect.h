@@ -48,7 +48,7 @@ public:
     // The ribbon button's action: opens the settings for the mail at hand.
     void cmdShowSettings(const qbx::Disp& control);
     // The ribbon user-interface object last handed to OnLoadCompose/OnLoadRead.
-    const qbx::Disp& ribbonUI() const noexcept { return objRibbonUI; }
+    const qbx::Disp& ribbonUI() const noexcept { return objRibbonUI_; }
 
     // How many connection objects are alive (for DllCanUnloadNow).
     static long liveObjects() noexcept { return live_.load(); }
@@ -79,6 +79,6 @@ private:
     qbx::MemberTable ribbonMembers_;
     Ribbon ribbon_;
     // The ribbon user-interface object handed to OnLoadCompose/OnLoadRead.
-    qbx::Disp objRibbonUI;
+    qbx::Disp objRibbonUI_;
     static std::atomic<long> live_;
 };
