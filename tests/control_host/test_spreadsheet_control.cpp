@@ -96,11 +96,11 @@ std::wstring clipboardText(HWND owner) {
 using hosttest::setClipboardText;
 
 TEST_CASE("registering the DLL makes Quillbox.Spreadsheet resolve to the control's class") {
-    REQUIRE(registerAddin(Scope::Machine) == S_OK);
+    REQUIRE(fncRegisterAddin(Scope::Machine) == S_OK);
     CLSID clsid{};
     CHECK(CLSIDFromProgID(kSpreadsheetProgId, &clsid) == S_OK);
     CHECK(IsEqualCLSID(clsid, CLSID_QuillboxSpreadsheet));
-    CHECK(unregisterAddin(Scope::Machine) == S_OK);
+    CHECK(fncUnregisterAddin(Scope::Machine) == S_OK);
     CHECK(FAILED(CLSIDFromProgID(kSpreadsheetProgId, &clsid)));
 }
 
