@@ -40,7 +40,6 @@ protected:
     void End(int button);
     // True once End ran (or the window was destroyed) since it was opened.
     bool Ended() const noexcept { return ended_; }
-    bool Modal() const noexcept { return modal_; }
 
     HWND hwnd_ = nullptr;  // the window while it is loaded
 
