@@ -21,7 +21,6 @@ public:
     ~cMailInspector() override;  // Class_Terminate
 
     // The settings button this window's "Standard" bar carries; nothing until added.
-    const qbx::Disp& cmdSettings() const noexcept { return cmdSettings_; }
     void setCmdSettings(const qbx::Disp& button);
     // The mail shown in the window (an Outlook MailItem, with its events).
     const qbx::Disp& ouiMailItem() const noexcept { return ouiMailItem_; }
@@ -65,11 +64,9 @@ public:
     // The pending-removal timer; nothing while no removal is pending.
     std::unique_ptr<frmTimer> objDeleteAttTimer;
 
-    // Read access for tests.
-    const qbx::Disp& pendingRemoval() const noexcept { return objAttToDelete_; }
-    bool hasSafeInspector() const noexcept { return static_cast<bool>(objSafeInspector_); }
-
 private:
+    friend struct cMailInspectorTesting;  // cMailInspector_testing.h
+
     // The attachment the timer is to remove; nothing while none is pending.
     qbx::Disp objAttToDelete_;
     // Writes text into the window's editor.

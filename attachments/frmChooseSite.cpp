@@ -1,4 +1,5 @@
 #include "attachments/frmChooseSite.h"
+#include "attachments/frmChooseSite_testing.h"
 
 #include "attachments/dialogs.h"
 #include "support/modGlobals.h"

@@ -19,7 +19,6 @@
 
 #include <windows.h>
 
-#include <functional>
 #include <string>
 
 class frmChooseSite final : public cDialogForm {
@@ -35,9 +34,6 @@ public:
     // tests, the screenshot program; OK and Cancel hide it), Unload, hWnd
     // and control (resource numbers in attachments/dialogs.h) come from
     // cDialogForm.
-
-    // True once OK or Cancel has hidden the dialog.
-    bool Hidden() const noexcept { return Ended(); }
 
     // How often Timer1 makes sure the dialog is still on the task bar.
     static constexpr UINT kTimer1Interval = 1000;
@@ -75,17 +71,8 @@ private:
 // stays in front of that window.
 std::wstring fncChooseSite(const std::wstring& strFileNameConverted, HWND owner = nullptr);
 
-// Seams for programs that must not wait for a person.
-// - While an answer hook is set, fncChooseSite calls it instead of showing the
-//   dialog and returns what it returns.
-using ChooserAnswerHook = std::function<std::wstring(const std::wstring& strFileNameConverted)>;
-void subSetChooserAnswerHook(ChooserAnswerHook hook);
-// - While an opened hook is set, it is called with the dialog once the dialog
-//   has loaded (before it is on screen), so the caller can drive it through
-//   window messages: post them, and the dialog's loop handles them.
-using ChooserOpenedHook = std::function<void(frmChooseSite& form)>;
-void subSetChooserOpenedHook(ChooserOpenedHook hook);
-// - A host program (the test bed's Outlook) may export this function; when no
-//   in-process hook is set, the dialog calls it with its window once loaded.
+// A host program (the test bed's Outlook) may export this function; when no
+// test has set an opened hook (frmChooseSite_testing.h), the dialog calls it
+// with its window once loaded.
 using ChooserOpenedExport = void(__stdcall*)(HWND dialog);
 inline constexpr const char* kChooserOpenedExportName = "QbxChooserOpened";

@@ -25,6 +25,7 @@
 #include "settings/modSettingsStore.h"
 #include "settings_ui/cListHandler.h"
 #include "settings_ui/frmSettings.h"
+#include "settings_ui/frmSettings_testing.h"
 #include "settings_ui/modControlHost.h"
 #include "settings_ui/modSettingsWindow.h"
 #include "settings_ui/spreadsheet/spreadsheet_control.h"
@@ -33,6 +34,7 @@
 #include "support/modLanguage.h"
 #include "support/modScriptingDic.h"
 #include "support/prompt.h"
+#include "support/prompt_testing.h"
 #include "testbed/outlook/emulator.h"
 
 #include <ole2.h>
@@ -454,7 +456,7 @@ int wmain(int argc, wchar_t** argv) {
             const double t0 = bench::now();
             form.cmdOK_Click();
             saved = bench::now() - t0;
-            closed = form.Closed();
+            closed = frmSettingsTesting::Closed(form);
             // Never left waiting for a person.
             if (!closed) form.cmdCancel_Click();
         });

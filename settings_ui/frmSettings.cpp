@@ -1,4 +1,5 @@
 #include "settings_ui/frmSettings.h"
+#include "settings_ui/frmSettings_testing.h"
 
 #include "support/modGlobals.h"
 #include "settings/cPersonalSettings.h"

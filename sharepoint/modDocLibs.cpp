@@ -1,4 +1,5 @@
 #include "sharepoint/modDocLibs.h"
+#include "sharepoint/modDocLibs_testing.h"
 
 #include "support/modErroHandling.h"
 #include "support/modScriptingDic.h"

@@ -1,4 +1,5 @@
 #include "support/modErroHandling.h"
+#include "support/modErroHandling_testing.h"
 
 #include "support/modGlobals.h"
 #include "support/modOutlookCode.h"

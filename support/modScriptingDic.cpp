@@ -1,4 +1,5 @@
 #include "support/modScriptingDic.h"
+#include "support/modScriptingDic_testing.h"
 
 #include "support/modGlobals.h"
 #include "support/modErroHandling.h"

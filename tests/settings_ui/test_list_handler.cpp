@@ -6,6 +6,7 @@
 #include "attachments/frmTimer.h"
 #include "support/modGlobals.h"
 #include "settings_ui/cListHandler.h"
+#include "settings_ui/cListHandler_testing.h"
 #include "settings_ui/spreadsheet/sheet_objects.h"
 #include "support/modErroHandling.h"
 #include "support/modScriptingDic.h"
@@ -123,7 +124,7 @@ TEST_CASE("check boxes: an empty cell reads as checked, the characters written f
 TEST_CASE("selection: a header cell moves to row 2; the program's own moves raise nothing; a click toggles a box") {
     Grid g;
     std::vector<std::wstring> raised;
-    g.grid.setSelectionChangeListener([&](const std::wstring& a) { raised.push_back(a); });
+    cListHandlerTesting::setSelectionChangeListener(g.grid, [&](const std::wstring& a) { raised.push_back(a); });
     g.grid.RaiseEventsEnabled(true);
 
     g.sheet().select(qbx::sheet::parseAddress(L"C1"));
