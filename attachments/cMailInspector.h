@@ -37,10 +37,6 @@ public:
     void ouiMyInspector_Activate();
     void ouiMyInspector_Close();
     void cmdSettings_Click();
-    // Office raises a button's Click on every button that shares its tag, so
-    // every window's button hears a click in any window: true when the
-    // clicked control is this window's own button.
-    bool fncIsOwnClick(const qbx::Disp& clicked);
     // The attachment flow's two entries: an attachment added to the mail
     // (at most once per 5 seconds directly, then every attachment still on
     // the mail), and an attachment about to be saved into the mail in a
@@ -66,6 +62,11 @@ public:
 
 private:
     friend struct cMailInspectorTesting;  // cMailInspector_testing.h
+
+    // Office raises a button's Click on every button that shares its tag, so
+    // every window's button hears a click in any window: true when the
+    // clicked control is this window's own button.
+    bool fncIsOwnClick(const qbx::Disp& clicked);
 
     // The attachment the timer is to remove; nothing while none is pending.
     qbx::Disp objAttToDelete_;

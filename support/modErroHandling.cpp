@@ -32,7 +32,7 @@ GetVersionFn& versionQuery() {
 
 // The fields of the last operating-system query.
 struct {
-    DWORD callResult = 0;
+    DWORD callResult = 0;  // kept on purpose: the query's result is kept, though nothing reads it
     DWORD major = 0;
     DWORD platformId = 0;
     DWORD minor = 0;
