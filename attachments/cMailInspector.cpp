@@ -56,7 +56,7 @@ cMailInspector::cMailInspector() : DispatchObject(L"cMailInspector") {
     // by its name. A missing one is reported like any failure; an object that
     // runs on without it writes no links (see subInsertLink).
     subSetAction(L"Creating the safe inspector object");
-    qbx::guarded(L"Class_Initialize", [&] { objSafeInspector = qbx::Disp::create(kSafeInspectorProgId); });
+    qbx::guarded(L"Class_Initialize", [&] { objSafeInspector_ = qbx::Disp::create(kSafeInspectorProgId); });
 }
 
 cMailInspector::~cMailInspector() {
@@ -66,11 +66,11 @@ cMailInspector::~cMailInspector() {
     ouiMyInspector_.reset();
     mailItemEvents_.disconnect();
     ouiMailItem_.reset();
-    objSafeInspector.reset();
+    objSafeInspector_.reset();
     objDeleteAttTimer.reset();
-    objAttToDelete.reset();
-    colMovedAttachments.clear();
-    colKeptAttachments.clear();
+    objAttToDelete_.reset();
+    colMovedAttachments_.clear();
+    colKeptAttachments_.clear();
     cmdSettingsEvents_.disconnect();
     cmdSettings_.reset();
 }
@@ -166,9 +166,9 @@ void cMailInspector::ouiMyInspector_Close() {
         if (objDeleteAttTimer) objDeleteAttTimer->TimerEnabled(false);
     });
     objDeleteAttTimer.reset();
-    objAttToDelete.reset();
-    colPendingKey.clear();
-    colMovedAttachments.clear();
+    objAttToDelete_.reset();
+    colPendingKey_.clear();
+    colMovedAttachments_.clear();
     err.clear();
 }
 
@@ -197,13 +197,13 @@ void cMailInspector::cmdSettings_Click() {
 void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
     // A file dropped while this window's chooser is open: the handling that
     // opened it takes this one in its walk afterwards.
-    if (blnInAttachmentAdd) {
-        blnAddedMeanwhile = true;
+    if (blnInAttachmentAdd_) {
+        blnAddedMeanwhile_ = true;
         return;
     }
     subSetAction(L"");
-    blnInAttachmentAdd = true;
-    blnAddedMeanwhile = false;
+    blnInAttachmentAdd_ = true;
+    blnAddedMeanwhile_ = false;
     qbx::guarded(L"ouiMailItem_AttachmentAdd", [&] {
         // A report during this event stops the add-in; the rest of the walk
         // is then left alone.
@@ -212,17 +212,17 @@ void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
 
         // 1. The event's own attachment, at most once per 5 seconds (the zero
         //    start date lets the first one of the session through).
-        colHandledFirst.clear();
-        if ((fncFlowNow() - datLastHandled) * 24 * 60 * 60 > kSecondsBetweenDirectHandling) {
+        colHandledFirst_.clear();
+        if ((fncFlowNow() - datLastHandled_) * 24 * 60 * 60 > kSecondsBetweenDirectHandling) {
             // Its key is read first: once removed, the attachment answers nothing.
             AttachmentKey key;
             qbx::Err err;
             const bool blnKnown = err.resume([&] { key = fncAttachmentKey(attachment); });
             err.clear();
-            blnSaveTried = false;
+            blnSaveTried_ = false;
             subHandleAttachment(attachment, false);
-            datLastHandled = fncFlowNow();
-            if (blnSaveTried && blnKnown) colHandledFirst.push_back(key);
+            datLastHandled_ = fncFlowNow();
+            if (blnSaveTried_ && blnKnown) colHandledFirst_.push_back(key);
         }
 
         // 2. Every attachment on the mail, in collection order: how the other
@@ -232,7 +232,7 @@ void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
         //    dropped meanwhile (while the chooser was open) get a walk of
         //    their own.
         do {
-            blnAddedMeanwhile = false;
+            blnAddedMeanwhile_ = false;
             if (stopped() || !ouiMailItem_) break;
             qbx::Disp attachments = ouiMailItem_.getObj(L"Attachments");
             if (attachments.get(L"Count").toLong() < 1) break;
@@ -245,11 +245,11 @@ void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
                 const long lngOrdinal = static_cast<long>(std::count(colSeen.begin(), colSeen.end(), colSeen.back()));
                 subHandleAttachment(each, true, lngOrdinal);
             }
-        } while (blnAddedMeanwhile);
-        colHandledFirst.clear();
+        } while (blnAddedMeanwhile_);
+        colHandledFirst_.clear();
     });
-    blnInAttachmentAdd = false;
-    blnAddedMeanwhile = false;
+    blnInAttachmentAdd_ = false;
+    blnAddedMeanwhile_ = false;
 }
 
 void cMailInspector::ouiMailItem_BeforeAttachmentSave(const qbx::Disp& attachment, const qbx::Args&) {
@@ -267,9 +267,9 @@ cMailInspector::AttachmentKey cMailInspector::fncAttachmentKey(const qbx::Disp& 
 
 bool cMailInspector::fncIsSettled(const AttachmentKey& key, long lngOrdinal) const {
     long lngSettled = 0;
-    for (const auto* records : {&colPendingKey, &colKeptAttachments, &colHandledFirst})
+    for (const auto* records : {&colPendingKey_, &colKeptAttachments_, &colHandledFirst_})
         lngSettled += static_cast<long>(std::count(records->begin(), records->end(), key));
-    for (const MovedAttachment& moved : colMovedAttachments) lngSettled += moved.key == key;
+    for (const MovedAttachment& moved : colMovedAttachments_) lngSettled += moved.key == key;
     if (lngSettled == 0) return false;
     if (lngOrdinal > 0) return lngOrdinal <= lngSettled;
     // An event's own attachment is the newest of its name.
@@ -299,7 +299,7 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
         // While a removal is pending, the event's own attachment waits. This
         // is tested before the target is chosen, so the user is never asked
         // for a library that would not be used.
-        if (!blnAll && objAttToDelete) return;
+        if (!blnAll && objAttToDelete_) return;
 
         // 4-7. The target: the default library, or the user's choice.
         const std::wstring strDefaultSite = objPersonalSettings->strDefaultSite;
@@ -318,7 +318,7 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
             // gives the bare file name back): the attachment stays, and this
             // window does not ask about it again.
             if (strTarget.empty() || !fncIsAbsoluteAddress(strTarget)) {
-                if (!blnShuttingDown) colKeptAttachments.push_back(key);
+                if (!blnShuttingDown) colKeptAttachments_.push_back(key);
                 return;
             }
         }
@@ -331,12 +331,12 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
 
         // 9-12. Saving and uploading, errors ignored: on failure the
         //       attachment stays and the mail is left as it is.
-        blnSaveTried = true;
+        blnSaveTried_ = true;
         if (!fncSaveToLibrary(attachment, strFileName, strTarget)) return;
 
         // 13. The library has the file.
         if (!blnAll) {
-            objAttToDelete = attachment;
+            objAttToDelete_ = attachment;
             subStartRemovalTimer();
         }
         try {
@@ -346,8 +346,8 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
             // removal just planned for it is called off before the report.
             if (!blnAll) {
                 objDeleteAttTimer.reset();
-                objAttToDelete.reset();
-                colPendingKey.clear();
+                objAttToDelete_.reset();
+                colPendingKey_.clear();
             }
             throw;
         }
@@ -357,9 +357,9 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
         qbx::Err err;
         if (!err.resume([&] { attachment.call(L"Delete"); })) {
             if (!blnAll) {
-                colPendingKey.assign(1, key);
+                colPendingKey_.assign(1, key);
             } else {
-                colMovedAttachments.push_back({attachment, key});
+                colMovedAttachments_.push_back({attachment, key});
                 if (!objDeleteAttTimer) subStartRemovalTimer();
             }
         }
@@ -407,7 +407,7 @@ void cMailInspector::subInsertLink(const std::wstring& strTarget) {
     // Without the safe inspector (its creation was reported when this object
     // was made) no link can be written; the file is in the library, so the
     // attachment still goes.
-    if (!objSafeInspector) return;
+    if (!objSafeInspector_) return;
     // Any other failure here goes to the caller's error trap, before the
     // attachment is removed: a mail never loses both the file and the link.
     if (!ouiMyInspector_) setOuiMyInspector(ouiMailItem_.getObj(L"GetInspector"));
@@ -420,10 +420,10 @@ void cMailInspector::subInsertLink(const std::wstring& strTarget) {
             err.resume([&] { helper.putRef(L"Item", qbx::Disp()); });
             err.clear();
         }
-    } letGo{objSafeInspector};
-    objSafeInspector.putRef(L"Item", ouiMyInspector_);
+    } letGo{objSafeInspector_};
+    objSafeInspector_.putRef(L"Item", ouiMyInspector_);
     ouiMyInspector_.call(L"Activate");
-    objSafeInspector.call(L"InsertText", strTarget + L" " + L"\r\n");
+    objSafeInspector_.call(L"InsertText", strTarget + L" " + L"\r\n");
 }
 
 void cMailInspector::objDeleteAttTimer_Timer() {
@@ -431,11 +431,11 @@ void cMailInspector::objDeleteAttTimer_Timer() {
     qbx::Err err;
     if (objDeleteAttTimer) err.resume([&] { objDeleteAttTimer->TimerEnabled(false); });
     objDeleteAttTimer.reset();  // the timer fires once
-    err.resume([&] { objAttToDelete.call(L"Delete"); });
-    objAttToDelete.reset();
-    colPendingKey.clear();
-    std::vector<MovedAttachment> colMoved = std::move(colMovedAttachments);
-    colMovedAttachments.clear();
+    err.resume([&] { objAttToDelete_.call(L"Delete"); });
+    objAttToDelete_.reset();
+    colPendingKey_.clear();
+    std::vector<MovedAttachment> colMoved = std::move(colMovedAttachments_);
+    colMovedAttachments_.clear();
     for (const MovedAttachment& moved : colMoved) err.resume([&] { moved.attachment.call(L"Delete"); });
     err.clear();
 }

@@ -21,7 +21,6 @@ public:
     ~cMailInspector() override;  // Class_Terminate
 
     // The settings button this window's "Standard" bar carries; nothing until added.
-    const qbx::Disp& cmdSettings() const noexcept { return cmdSettings_; }
     void setCmdSettings(const qbx::Disp& button);
     // The mail shown in the window (an Outlook MailItem, with its events).
     const qbx::Disp& ouiMailItem() const noexcept { return ouiMailItem_; }
@@ -38,10 +37,6 @@ public:
     void ouiMyInspector_Activate();
     void ouiMyInspector_Close();
     void cmdSettings_Click();
-    // Office raises a button's Click on every button that shares its tag, so
-    // every window's button hears a click in any window: true when the
-    // clicked control is this window's own button.
-    bool fncIsOwnClick(const qbx::Disp& clicked);
     // The attachment flow's two entries: an attachment added to the mail
     // (at most once per 5 seconds directly, then every attachment still on
     // the mail), and an attachment about to be saved into the mail in a
@@ -65,26 +60,29 @@ public:
     // The pending-removal timer; nothing while no removal is pending.
     std::unique_ptr<frmTimer> objDeleteAttTimer;
 
-    // Read access for tests.
-    const qbx::Disp& pendingRemoval() const noexcept { return objAttToDelete; }
-    bool hasSafeInspector() const noexcept { return static_cast<bool>(objSafeInspector); }
-
 private:
+    friend struct cMailInspectorTesting;  // cMailInspector_testing.h
+
+    // Office raises a button's Click on every button that shares its tag, so
+    // every window's button hears a click in any window: true when the
+    // clicked control is this window's own button.
+    bool fncIsOwnClick(const qbx::Disp& clicked);
+
     // The attachment the timer is to remove; nothing while none is pending.
-    qbx::Disp objAttToDelete;
+    qbx::Disp objAttToDelete_;
     // Writes text into the window's editor.
-    qbx::Disp objSafeInspector;
+    qbx::Disp objSafeInspector_;
     // When an attachment was last handled from AttachmentAdd (the zero date
     // at first, so the first event always qualifies).
-    double datLastHandled = 0.0;
+    double datLastHandled_ = 0.0;
     // Set once subHandleAttachment has got as far as saving the attachment.
-    bool blnSaveTried = false;
+    bool blnSaveTried_ = false;
     // True while an AttachmentAdd is being handled. The chooser's message loop
     // lets the user drop another file on the same mail meanwhile; that event
-    // only sets blnAddedMeanwhile, and the running handling walks the
+    // only sets blnAddedMeanwhile_, and the running handling walks the
     // attachments once more when it is done.
-    bool blnInAttachmentAdd = false;
-    bool blnAddedMeanwhile = false;
+    bool blnInAttachmentAdd_ = false;
+    bool blnAddedMeanwhile_ = false;
 
     // Saves the attachment into the library (errors ignored throughout);
     // true once the library has it.
@@ -111,20 +109,20 @@ private:
     // Starts the one-shot removal timer.
     void subStartRemovalTimer();
 
-    // objAttToDelete's key while it is still on the mail (its removal in
+    // objAttToDelete_'s key while it is still on the mail (its removal in
     // step 13 was refused).
-    std::vector<AttachmentKey> colPendingKey;
+    std::vector<AttachmentKey> colPendingKey_;
     // Attachments the user kept on the mail by cancelling the chooser.
-    std::vector<AttachmentKey> colKeptAttachments;
+    std::vector<AttachmentKey> colKeptAttachments_;
     // The attachment step 1 of the running event tried to save, during the walk.
-    std::vector<AttachmentKey> colHandledFirst;
+    std::vector<AttachmentKey> colHandledFirst_;
     // Attachments moved by the walk whose removal Outlook refused; the timer
-    // removes them together with objAttToDelete.
+    // removes them together with objAttToDelete_.
     struct MovedAttachment {
         qbx::Disp attachment;
         AttachmentKey key;
     };
-    std::vector<MovedAttachment> colMovedAttachments;
+    std::vector<MovedAttachment> colMovedAttachments_;
 
     qbx::Disp cmdSettings_;
     qbx::Disp ouiMailItem_;

@@ -10,7 +10,7 @@ std::atomic<long> live{0};
 
 constexpr long wdCollapseEnd = 0;
 
-bool isRichEdit(HWND h) {
+bool fncIsRichEdit(HWND h) {
     wchar_t cls[64] = {};
     GetClassNameW(h, cls, 64);
     return _wcsnicmp(cls, L"RichEdit", 8) == 0;
@@ -22,9 +22,9 @@ bool isRichEdit(HWND h) {
 // Neither the caption alone (two mails may share it) nor the first rich edit
 // of the window (the To, Cc and Subject lines are rich edits too) says where
 // the cursor is.
-HWND findCursorControl(const std::wstring& caption) {
+HWND fncFindCursorControl(const std::wstring& caption) {
     HWND focus = GetFocus();
-    if (!focus || !isRichEdit(focus)) return nullptr;
+    if (!focus || !fncIsRichEdit(focus)) return nullptr;
     HWND top = GetAncestor(focus, GA_ROOT);
     if (!top) return nullptr;
     int n = GetWindowTextLengthW(top);
@@ -37,8 +37,8 @@ HWND findCursorControl(const std::wstring& caption) {
 
 cSafeInspector::cSafeInspector() : DispatchObject(L"SafeInspector") {
     ++live;
-    property(L"Item", [this](qbx::Args&) { return qbx::Variant(objItem); },
-             [this](qbx::Args&, const qbx::Variant& v) { objItem = v.isObject() ? v.toDisp() : qbx::Disp(); });
+    property(L"Item", [this](qbx::Args&) { return qbx::Variant(objItem_); },
+             [this](qbx::Args&, const qbx::Variant& v) { objItem_ = v.isObject() ? v.toDisp() : qbx::Disp(); });
     method(L"InsertText", [this](qbx::Args& a) {
         InsertText(a.str(0));
         return qbx::Variant();
@@ -50,21 +50,21 @@ cSafeInspector::~cSafeInspector() { --live; }
 long cSafeInspector::liveObjects() noexcept { return live.load(); }
 
 void cSafeInspector::InsertText(const std::wstring& text) {
-    if (!objItem) qbx::raiseVb(qbx::vbErrObjectNotSet);
+    if (!objItem_) qbx::raiseVb(qbx::vbErrObjectNotSet);
 
-    if (objItem.get(L"IsWordMail").toBool()) {
+    if (objItem_.get(L"IsWordMail").toBool()) {
         // Word: this mail's own document window's selection (Word's
         // application-wide Selection belongs to whichever document Word has
         // active). Collapse it to its end first, so selected text is kept,
         // then insert and leave the cursor after the new text.
-        qbx::Disp selection = objItem.getObj(L"WordEditor").getObj(L"ActiveWindow").getObj(L"Selection");
+        qbx::Disp selection = objItem_.getObj(L"WordEditor").getObj(L"ActiveWindow").getObj(L"Selection");
         selection.call(L"Collapse", wdCollapseEnd);
         selection.call(L"InsertAfter", text);
         selection.call(L"Collapse", wdCollapseEnd);
         return;
     }
 
-    qbx::Disp html = objItem.getObj(L"HTMLEditor");
+    qbx::Disp html = objItem_.getObj(L"HTMLEditor");
     if (html) {
         qbx::Disp range = html.getObj(L"selection").getObj(L"createRange");
         range.call(L"collapse", false);
@@ -77,8 +77,8 @@ void cSafeInspector::InsertText(const std::wstring& text) {
     // A plain- or rich-text window of the older editor offers no editor
     // object: bring it forward and write into the control holding the
     // cursor, at the end of the selection.
-    objItem.call(L"Activate");
-    HWND edit = findCursorControl(objItem.get(L"Caption").toString());
+    objItem_.call(L"Activate");
+    HWND edit = fncFindCursorControl(objItem_.get(L"Caption").toString());
     if (!edit) qbx::raise(qbx::vbErrNoMember, L"The window's editor can't be reached");
     CHARRANGE sel{};
     SendMessageW(edit, EM_EXGETSEL, 0, reinterpret_cast<LPARAM>(&sel));

@@ -25,5 +25,5 @@ public:
     static long liveObjects() noexcept;
 
 private:
-    qbx::Disp objItem;  // the Inspector
+    qbx::Disp objItem_;  // the Inspector
 };

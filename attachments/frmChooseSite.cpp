@@ -1,4 +1,5 @@
 #include "attachments/frmChooseSite.h"
+#include "attachments/frmChooseSite_testing.h"
 
 #include "attachments/dialogs.h"
 #include "support/modGlobals.h"
@@ -66,7 +67,7 @@ frmChooseSite::frmChooseSite() : cDialogForm(IDD_CHOOSESITE, L"The library choos
 
 frmChooseSite::~frmChooseSite() { Unload(); }
 
-INT_PTR frmChooseSite::subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
+INT_PTR frmChooseSite::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
         case WM_INITDIALOG: {
             Form_Load();
@@ -146,7 +147,7 @@ INT_PTR frmChooseSite::subHandleMessage(UINT message, WPARAM wParam, LPARAM lPar
 
 void frmChooseSite::Form_Load() {
     subSetAction(L"Opening settings form");
-    blnLoading = true;
+    blnLoading_ = true;
     const bool loaded = qbx::guarded(L"Form_Load", [&] {
         subSetCaptions();
 
@@ -171,11 +172,11 @@ void frmChooseSite::Form_Load() {
             if (activeWindow && activeWindow.typeName() == L"Inspector") activeWindow.call(L"Activate");
         }
 
-        blnLoading = false;
+        blnLoading_ = false;
         subBuildSitePath();
     });
     // A failed load must not leave the address switched off for good.
-    if (!loaded) blnLoading = false;
+    if (!loaded) blnLoading_ = false;
 }
 
 void frmChooseSite::subSetCaptions() {
@@ -205,7 +206,7 @@ void frmChooseSite::subSetCaptions() {
 void frmChooseSite::subBuildSitePath() {
     subSetAction(L"Building string to the site");
     qbx::guarded(L"subBuildSitePath", [&] {
-        if (blnLoading) return;
+        if (blnLoading_) return;
         std::wstring strSite;
         if (fncIsChecked(IDC_OPTNEW)) {
             strSite = fncControlText(IDC_TXTNEWSITE);

@@ -19,7 +19,6 @@
 
 #include <windows.h>
 
-#include <functional>
 #include <string>
 
 class frmChooseSite final : public cDialogForm {
@@ -36,14 +35,11 @@ public:
     // and control (resource numbers in attachments/dialogs.h) come from
     // cDialogForm.
 
-    // True once OK or Cancel has hidden the dialog.
-    bool Hidden() const noexcept { return Ended(); }
-
     // How often Timer1 makes sure the dialog is still on the task bar.
     static constexpr UINT kTimer1Interval = 1000;
 
 private:
-    INT_PTR subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
+    INT_PTR fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
 
     void Form_Load();
     void subSetCaptions();
@@ -64,7 +60,7 @@ private:
     std::wstring fncControlText(int id) const;
 
     // True while the form loads: the address is not built meanwhile.
-    bool blnLoading = false;
+    bool blnLoading_ = false;
 };
 
 // Asks the user for the document library of an attachment and returns the
@@ -75,17 +71,8 @@ private:
 // stays in front of that window.
 std::wstring fncChooseSite(const std::wstring& strFileNameConverted, HWND owner = nullptr);
 
-// Seams for programs that must not wait for a person.
-// - While an answer hook is set, fncChooseSite calls it instead of showing the
-//   dialog and returns what it returns.
-using ChooserAnswerHook = std::function<std::wstring(const std::wstring& strFileNameConverted)>;
-void subSetChooserAnswerHook(ChooserAnswerHook hook);
-// - While an opened hook is set, it is called with the dialog once the dialog
-//   has loaded (before it is on screen), so the caller can drive it through
-//   window messages: post them, and the dialog's loop handles them.
-using ChooserOpenedHook = std::function<void(frmChooseSite& form)>;
-void subSetChooserOpenedHook(ChooserOpenedHook hook);
-// - A host program (the test bed's Outlook) may export this function; when no
-//   in-process hook is set, the dialog calls it with its window once loaded.
+// A host program (the test bed's Outlook) may export this function; when no
+// test has set an opened hook (frmChooseSite_testing.h), the dialog calls it
+// with its window once loaded.
 using ChooserOpenedExport = void(__stdcall*)(HWND dialog);
 inline constexpr const char* kChooserOpenedExportName = "QbxChooserOpened";

@@ -7,7 +7,9 @@
 // with the object, so a holder that drops its instance (or clears its
 // listener) hears nothing more, even from inside its own tick.
 //
-// The same form carries the add-in's button picture, imgQBXToolbar.
+// The same form carries the add-in's button picture, imgQBXToolbar: the
+// icon QBXBUTTON of the add-in's resources (host/qbx_button.ico), which the
+// ribbon's image callback getImages hands to Outlook.
 #pragma once
 
 #include "support/com.h"
@@ -48,10 +50,9 @@ public:
     // the picture can't be made.
     static qbx::ComPtr<IPictureDisp> imgQBXToolbar();
 
-    // The window handle, for tests.
-    HWND windowHandle() const noexcept { return window_.get(); }
-
 private:
+    friend struct frmTimerTesting;  // frmTimer_testing.h
+
     static LRESULT CALLBACK windowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     void subApply();  // sets or kills the window timer to match the properties
     void timTimer_Timer();
@@ -63,6 +64,3 @@ private:
     TimerListener listener_;
     qbx::Pin receiver_;
 };
-
-// The resource number of the button picture (an icon group).
-#define QBX_IDI_BUTTON 101

@@ -1,4 +1,5 @@
 #include "attachments/modAttachmentFlow.h"
+#include "attachments/modAttachmentFlow_testing.h"
 
 #include "support/com.h"
 #include "support/modFileHandling.h"

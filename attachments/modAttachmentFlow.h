@@ -2,14 +2,11 @@
 // addresses it builds and the temporary copy of an attachment.
 #pragma once
 
-#include <functional>
 #include <string>
 
 // The current local date and time as an OLE date (days since 30 Dec 1899,
-// the time as the fraction), to the millisecond. Tests can replace the clock;
-// an empty function restores the system's.
+// the time as the fraction), to the millisecond.
 double fncFlowNow();
-void subSetFlowClock(std::function<double()> clock);
 
 // The upload address on the default library: the library without one trailing
 // "/" or "\", "/", the (already converted) file name, and the whole address

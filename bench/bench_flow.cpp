@@ -11,10 +11,12 @@
 //   bench_flow.exe VERSION FILE LIBRARY_URL OTHER_LIBRARY_URL [ATTACHMENTS]
 #include "attachments/cSafeInspector.h"
 #include "attachments/modAttachmentFlow.h"
+#include "attachments/modAttachmentFlow_testing.h"
 #include "bench/bench_common.h"
 #include "host/QBXOutlookConnect.h"
 #include "support/com.h"
 #include "support/prompt.h"
+#include "support/prompt_testing.h"
 #include "testbed/outlook/emulator.h"
 
 #include <ole2.h>

@@ -25,15 +25,19 @@
 #include "settings/modSettingsStore.h"
 #include "settings_ui/cListHandler.h"
 #include "settings_ui/frmSettings.h"
+#include "settings_ui/frmSettings_testing.h"
 #include "settings_ui/modControlHost.h"
 #include "settings_ui/modSettingsWindow.h"
 #include "settings_ui/spreadsheet/spreadsheet_control.h"
+#include "settings_ui/spreadsheet/sheet_model_testing.h"
+#include "settings_ui/spreadsheet/spreadsheet_control_testing.h"
 #include "support/com.h"
 #include "support/modErroHandling.h"
 #include "support/modLanguage.h"
 #include "support/modScriptingDic.h"
 #include "support/prompt.h"
 #include "support/com/win_handles.h"
+#include "support/prompt_testing.h"
 #include "testbed/outlook/emulator.h"
 
 #include <ole2.h>
@@ -413,21 +417,22 @@ int wmain(int argc, wchar_t** argv) {
             if (ok) {
                 qbx::sheet::Sheet& sheet = *g.control->sheetPtr();
                 g.clear();
-                uint64_t req0 = sheet.repaintRequests();
+                uint64_t req0 = qbx::sheet::SheetTesting::repaintRequests(sheet);
                 g.grid.EditMode(true);
                 g.grid.EditMode(false);
-                repaintsOfModeSwitch = static_cast<long>(sheet.repaintRequests() - req0);
+                repaintsOfModeSwitch = static_cast<long>(qbx::sheet::SheetTesting::repaintRequests(sheet) - req0);
                 pump();
                 paintNow(g.form());
-                req0 = sheet.repaintRequests();
-                const uint64_t ren0 = g.control->renderCount();
+                req0 = qbx::sheet::SheetTesting::repaintRequests(sheet);
+                const uint64_t ren0 = cSpreadsheetControlTesting::renderCount(g.control.get());
                 g.grid.SetDicList(dic);
-                repaintsInWrites = static_cast<long>(sheet.repaintRequests() - req0) - repaintsOfModeSwitch;
-                rendersInWrites = static_cast<long>(g.control->renderCount() - ren0);
-                const uint64_t ren1 = g.control->renderCount();
+                repaintsInWrites =
+                    static_cast<long>(qbx::sheet::SheetTesting::repaintRequests(sheet) - req0) - repaintsOfModeSwitch;
+                rendersInWrites = static_cast<long>(cSpreadsheetControlTesting::renderCount(g.control.get()) - ren0);
+                const uint64_t ren1 = cSpreadsheetControlTesting::renderCount(g.control.get());
                 pump();
                 paintNow(g.form());
-                rendersAfter = static_cast<long>(g.control->renderCount() - ren1);
+                rendersAfter = static_cast<long>(cSpreadsheetControlTesting::renderCount(g.control.get()) - ren1);
             }
         }
 
@@ -453,7 +458,7 @@ int wmain(int argc, wchar_t** argv) {
             const double t0 = bench::now();
             form.cmdOK_Click();
             saved = bench::now() - t0;
-            closed = form.Closed();
+            closed = frmSettingsTesting::Closed(form);
             // Never left waiting for a person.
             if (!closed) form.cmdCancel_Click();
         });

@@ -16,7 +16,7 @@ constexpr DISPID kCmdShowSettings = 104;
 
 // An argument that should hold an object: anything else counts as no object,
 // so the add-in's own checks (not the call plumbing) decide what to do.
-IDispatch* objectArg(qbx::Args& a, size_t i) {
+IDispatch* fncObjectArg(qbx::Args& a, size_t i) {
     VARIANT* v = a.raw(i);
     if (!v) return nullptr;
     v = &qbx::deref(*v);
@@ -30,7 +30,7 @@ IDispatch* objectArg(qbx::Args& a, size_t i) {
 QBXOutlookConnect::QBXOutlookConnect() : ribbon_(*this) {
     ++live_;
     connectMembers_.method(L"OnConnection", [this](qbx::Args& a) {
-        OnConnection(objectArg(a, 0), a.has(1) ? a.i32(1) : 0, objectArg(a, 2), nullptr);
+        OnConnection(fncObjectArg(a, 0), a.has(1) ? a.i32(1) : 0, fncObjectArg(a, 2), nullptr);
         return qbx::Variant();
     }, 1);
     connectMembers_.method(L"OnDisconnection", [this](qbx::Args& a) {
@@ -55,17 +55,17 @@ QBXOutlookConnect::QBXOutlookConnect() : ribbon_(*this) {
     ribbonMembers_.method(L"GetCustomUI", [this](qbx::Args& a) {
         return qbx::Variant(IRibbonExtensibility_GetCustomUI(a.str(0)));
     }, 1);
-    addCallbacks(connectMembers_);
-    addCallbacks(ribbonMembers_);
+    subAddCallbacks(connectMembers_);
+    subAddCallbacks(ribbonMembers_);
 }
 
-void QBXOutlookConnect::addCallbacks(qbx::MemberTable& table) {
+void QBXOutlookConnect::subAddCallbacks(qbx::MemberTable& table) {
     table.method(L"OnLoadCompose", [this](qbx::Args& a) {
-        OnLoadCompose(qbx::Disp(objectArg(a, 0)));
+        OnLoadCompose(qbx::Disp(fncObjectArg(a, 0)));
         return qbx::Variant();
     }, kOnLoadCompose);
     table.method(L"OnLoadRead", [this](qbx::Args& a) {
-        OnLoadRead(qbx::Disp(objectArg(a, 0)));
+        OnLoadRead(qbx::Disp(fncObjectArg(a, 0)));
         return qbx::Variant();
     }, kOnLoadRead);
     // Office passes the image id by value or by reference; a caller that
@@ -77,7 +77,7 @@ void QBXOutlookConnect::addCallbacks(qbx::MemberTable& table) {
         return result;
     }, kGetImages);
     table.method(L"cmdShowSettings", [this](qbx::Args& a) {
-        cmdShowSettings(qbx::Disp(objectArg(a, 0)));
+        cmdShowSettings(qbx::Disp(fncObjectArg(a, 0)));
         return qbx::Variant();
     }, kCmdShowSettings);
 }

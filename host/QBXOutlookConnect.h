@@ -47,9 +47,6 @@ public:
     qbx::ComPtr<IPictureDisp> getImages(const std::wstring& imageId);
     // The ribbon button's action: opens the settings for the mail at hand.
     void cmdShowSettings(const qbx::Disp& control);
-    // The ribbon user-interface object last handed to OnLoadCompose/OnLoadRead.
-    const qbx::Disp& ribbonUI() const noexcept { return objRibbonUI; }
-
     // How many connection objects are alive (for DllCanUnloadNow).
     static long liveObjects() noexcept { return live_.load(); }
 
@@ -73,12 +70,14 @@ private:
         QBXOutlookConnect& outer_;
     };
 
-    void addCallbacks(qbx::MemberTable& table);
+    void subAddCallbacks(qbx::MemberTable& table);
 
     qbx::MemberTable connectMembers_;
     qbx::MemberTable ribbonMembers_;
     Ribbon ribbon_;
-    // The ribbon user-interface object handed to OnLoadCompose/OnLoadRead.
-    qbx::Disp objRibbonUI;
+    // Kept on purpose: the ribbon user-interface object handed to
+    // OnLoadCompose/OnLoadRead, held for the connection's life though nothing
+    // reads it.
+    qbx::Disp objRibbonUI_;
     static std::atomic<long> live_;
 };

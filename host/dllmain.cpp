@@ -63,15 +63,15 @@ HRESULT WINAPI DllCanUnloadNow() {
                : S_FALSE;
 }
 
-HRESULT WINAPI DllRegisterServer() { return registerAddin(Scope::Machine); }
+HRESULT WINAPI DllRegisterServer() { return fncRegisterAddin(Scope::Machine); }
 
-HRESULT WINAPI DllUnregisterServer() { return unregisterAddin(Scope::Machine); }
+HRESULT WINAPI DllUnregisterServer() { return fncUnregisterAddin(Scope::Machine); }
 
 // regsvr32 /n /i:user registers for the current user only; without "user"
 // it registers machine-wide as DllRegisterServer does.
 HRESULT WINAPI DllInstall(BOOL install, LPCWSTR commandLine) {
     Scope scope = (commandLine && CompareStringOrdinal(commandLine, -1, L"user", -1, TRUE) == CSTR_EQUAL) ? Scope::User : Scope::Machine;
-    return install ? registerAddin(scope) : unregisterAddin(scope);
+    return install ? fncRegisterAddin(scope) : fncUnregisterAddin(scope);
 }
 
 }  // extern "C"

@@ -7,6 +7,11 @@ and a green arrow rising from the page, the add-in's "attachment goes up to
 the library" in one glyph. Drawn from shapes with 4 x 4 supersampling, so
 both sizes come from the same drawing.
 
+The picture lives with the timer form: host/quillbox.rc builds the icon
+into the add-in's resources as QBXBUTTON, frmTimer::imgQBXToolbar
+(attachments/frmTimer.cpp) loads it, and the ribbon's image callback
+getImages (host/ribbon.cpp) hands it to Outlook.
+
     python3 host/make_button_picture.py host/qbx_button.ico
 """
 import struct

@@ -91,7 +91,7 @@ std::wstring modulePath() {
 
 }  // namespace
 
-HRESULT registerAddin(Scope scope) {
+HRESULT fncRegisterAddin(Scope scope) {
     HKEY root = scope == Scope::Machine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
     const std::wstring classesKey = L"Software\\Classes\\";
     const std::wstring dll = modulePath();
@@ -115,13 +115,13 @@ HRESULT registerAddin(Scope scope) {
     check(setDword(root, addin, L"LoadBehavior", 3));
     check(setDword(root, addin, L"CommandLineSafe", 0));
     if (rc != ERROR_SUCCESS) {
-        unregisterAddin(scope);
+        fncUnregisterAddin(scope);
         return rc == ERROR_ACCESS_DENIED ? E_ACCESSDENIED : SELFREG_E_CLASS;
     }
     return S_OK;
 }
 
-HRESULT unregisterAddin(Scope scope) {
+HRESULT fncUnregisterAddin(Scope scope) {
     HKEY root = scope == Scope::Machine ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
     const std::wstring classesKey = L"Software\\Classes\\";
     LONG rc = ERROR_SUCCESS;

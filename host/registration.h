@@ -5,5 +5,5 @@
 
 enum class Scope { Machine, User };
 
-HRESULT registerAddin(Scope scope);
-HRESULT unregisterAddin(Scope scope);
+HRESULT fncRegisterAddin(Scope scope);
+HRESULT fncUnregisterAddin(Scope scope);

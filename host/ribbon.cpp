@@ -59,9 +59,9 @@ std::wstring QBXOutlookConnect::IRibbonExtensibility_GetCustomUI(const std::wstr
     return result;
 }
 
-void QBXOutlookConnect::OnLoadCompose(const qbx::Disp& ribbon) { objRibbonUI = ribbon; }
+void QBXOutlookConnect::OnLoadCompose(const qbx::Disp& ribbon) { objRibbonUI_ = ribbon; }
 
-void QBXOutlookConnect::OnLoadRead(const qbx::Disp& ribbon) { objRibbonUI = ribbon; }
+void QBXOutlookConnect::OnLoadRead(const qbx::Disp& ribbon) { objRibbonUI_ = ribbon; }
 
 qbx::ComPtr<IPictureDisp> QBXOutlookConnect::getImages(const std::wstring&) {
     qbx::ComPtr<IPictureDisp> result;

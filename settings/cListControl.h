@@ -21,7 +21,6 @@ public:
     explicit cListControl(HWND control);
 
     HWND hWnd() const noexcept { return hwnd_; }
-    bool isComboBox() const noexcept { return combo_; }
 
     std::wstring Text() const;
     void setText(const std::wstring& text);

@@ -10,7 +10,7 @@ const wchar_t* const kPropSites = L"strSites";
 const wchar_t* const kPropDefaultSite = L"strDefaultSite";
 const wchar_t* const kPropAlwaysDefault = L"blnAlwaysDefault";
 
-void requireItem(const qbx::Disp& item) {
+void subRequireItem(const qbx::Disp& item) {
     if (!item) qbx::raiseVb(qbx::vbErrObjectNotSet);
 }
 
@@ -23,7 +23,7 @@ bool cPersonalSettings::GetSettings() {
     subSetAction(L"Getting settings from Outlook object");
     qbx::guarded(L"GetSettings", [&] {
         qbx::Disp item = fncGetSettingsItem();
-        requireItem(item);
+        subRequireItem(item);
         DicList.FromString(fncGetUserProperty(item, kPropSites, VT_BSTR, qbx::Variant(L"")).toString());
         strDefaultSite = fncGetUserProperty(item, kPropDefaultSite, VT_BSTR, qbx::Variant(L"")).toString();
         // An empty result (a property that can't be read as a Boolean) reads as False.
@@ -38,7 +38,7 @@ bool cPersonalSettings::SaveSettings() {
     subSetAction(L"Saving settings to Outlook object");
     qbx::guarded(L"SaveSettings", [&] {
         qbx::Disp item = fncGetSettingsItem();
-        requireItem(item);
+        subRequireItem(item);
         // A failed write has been reported by the writer; the item is then
         // left unsaved so that the stored settings stay whole.
         if (!subSetUserProperty(item, kPropSites, qbx::Variant(DicList.ToString()), VT_BSTR)) return;

@@ -27,9 +27,9 @@ cSimpleList::~cSimpleList() { dicList.reset(); }
 
 void cSimpleList::subNewDictionary() { dicList = fncCreateDic(); }
 
-std::vector<qbx::Variant> cSimpleList::itemValues() const { return qbx::elementsOf(dicList.get(L"Items")); }
+std::vector<qbx::Variant> cSimpleList::fncItemValues() const { return qbx::elementsOf(dicList.get(L"Items")); }
 
-void cSimpleList::addIfMissing(const qbx::Variant& value) {
+void cSimpleList::subAddIfMissing(const qbx::Variant& value) {
     if (!dicList.get(L"Exists", value).toBool()) dicList.call(L"Add", value, value);
 }
 
@@ -45,7 +45,7 @@ bool cSimpleList::Add(const qbx::Variant& item) {
 
 std::vector<std::wstring> cSimpleList::Items() const {
     std::vector<std::wstring> out;
-    for (const qbx::Variant& v : itemValues()) out.push_back(v.toString());
+    for (const qbx::Variant& v : fncItemValues()) out.push_back(v.toString());
     return out;
 }
 
@@ -66,7 +66,7 @@ void cSimpleList::FromString(const std::wstring& text) {
         subNewDictionary();
         if (text.empty()) return;
         for (const std::wstring& piece : qbx::split(text, kCrLf))
-            if (!piece.empty()) addIfMissing(qbx::Variant(piece));
+            if (!piece.empty()) subAddIfMissing(qbx::Variant(piece));
     });
 }
 
@@ -112,7 +112,7 @@ void cSimpleList::AddToComboOrList(cListControl& control, std::wstring& textToSe
 }
 
 qbx::Variant cSimpleList::RandomItem() const {
-    std::vector<qbx::Variant> items = itemValues();
+    std::vector<qbx::Variant> items = fncItemValues();
     const long count = static_cast<long>(items.size());
     long position = static_cast<long>(fncRnd() * static_cast<float>(count));
     if (position < 0 || position >= count) qbx::raiseVb(qbx::vbErrSubscript);
@@ -123,19 +123,19 @@ void cSimpleList::FromRS(qbx::Disp& recordSet) {
     subNewDictionary();
     if (!recordSet) return;
     while (!recordSet.get(L"EOF").toBool()) {
-        addIfMissing(recordSet.getObj(L"Fields").item(0L).get(L"Value"));
+        subAddIfMissing(recordSet.getObj(L"Fields").item(0L).get(L"Value"));
         recordSet.call(L"MoveNext");
     }
 }
 
 void cSimpleList::FromArray(const qbx::Variant& values) {
     subNewDictionary();
-    for (const qbx::Variant& v : qbx::elementsOf(values)) addIfMissing(v);
+    for (const qbx::Variant& v : qbx::elementsOf(values)) subAddIfMissing(v);
 }
 
 void cSimpleList::FromComboOrList(cListControl& control) {
     subNewDictionary();
-    for (long i = 0, n = control.ListCount(); i < n; ++i) addIfMissing(qbx::Variant(control.List(i)));
+    for (long i = 0, n = control.ListCount(); i < n; ++i) subAddIfMissing(qbx::Variant(control.List(i)));
 }
 
 qbx::Variant cSimpleList::ToArray() const {
@@ -166,7 +166,7 @@ void cSimpleList::ToRS(qbx::Disp& recordSet) {
         recordSet.call(L"MoveFirst");
         held.FromRS(recordSet);
     }
-    for (const qbx::Variant& item : itemValues()) {
+    for (const qbx::Variant& item : fncItemValues()) {
         if (held.dicList.get(L"Exists", item).toBool()) continue;
         recordSet.call(L"AddNew");
         recordSet.getObj(L"Fields").item(0L).put(L"Value", item);
@@ -174,7 +174,7 @@ void cSimpleList::ToRS(qbx::Disp& recordSet) {
     }
     if (recordSet.get(L"RecordCount").toLong() > Count()) {
         const std::wstring field = recordSet.getObj(L"Fields").item(0L).get(L"Name").toString();
-        for (const qbx::Variant& value : held.itemValues()) {
+        for (const qbx::Variant& value : held.fncItemValues()) {
             if (dicList.get(L"Exists", value).toBool()) continue;
             recordSet.call(L"MoveFirst");
             // The criterion is not escaped: a quote in the value makes Find fail.

@@ -35,6 +35,7 @@ public:
     // that text wins and is written back into textToSelect.
     void AddToComboOrList(cListControl& control, std::wstring& textToSelect);
     // One item at a uniformly drawn position (raises when the list is empty).
+    // Kept on purpose: part of the list's member set; the add-in does not call it.
     qbx::Variant RandomItem() const;
     // Replaces the list by the first field's values of the record set, read
     // from its current record to its end; nothing held leaves the list empty.
@@ -43,12 +44,14 @@ public:
     // dimensions, in storage order), empty strings included.
     void FromArray(const qbx::Variant& values);
     // Replaces the list by the entries of a combo or list box.
+    // Kept on purpose: part of the list's member set; the add-in does not call it.
     void FromComboOrList(cListControl& control);
     // A rows x 1 array of strings (both bounds from 0), one row per item, as a
     // one-column sheet range takes it. Raises 9 for the empty list.
     qbx::Variant ToArray() const;
     // Makes the record set's first field hold exactly the list's items:
     // missing ones are added, extra ones deleted through Find.
+    // Kept on purpose: part of the list's member set; the add-in does not call it.
     void ToRS(qbx::Disp& recordSet);
 
     // Conveniences for the list's users.
@@ -63,6 +66,6 @@ public:
 
 private:
     void subNewDictionary();
-    void addIfMissing(const qbx::Variant& value);
-    std::vector<qbx::Variant> itemValues() const;
+    void subAddIfMissing(const qbx::Variant& value);
+    std::vector<qbx::Variant> fncItemValues() const;
 };

@@ -13,7 +13,7 @@ namespace {
 constexpr long kFolderInbox = 6;   // the default folder number of the Inbox
 constexpr long kFolderTypeInbox = 6;  // a folder holding mail and post items
 
-std::wstring settingsItemFilter() { return std::wstring(L"[Subject]='") + kSettingsItemSubject + L"'"; }
+std::wstring fncSettingsItemFilter() { return std::wstring(L"[Subject]='") + kSettingsItemSubject + L"'"; }
 
 }  // namespace
 
@@ -70,11 +70,11 @@ qbx::Disp fncFindSettingsItem() {
     // The collection's default lookup by subject.
     err.resume([&] { item = items.item(kSettingsItemSubject); });
     if (!item) {
-        err.resume([&] { item = items.get(L"Find", settingsItemFilter()).toDisp(); });
+        err.resume([&] { item = items.get(L"Find", fncSettingsItemFilter()).toDisp(); });
     } else {
         err.resume([&] {
             if (item.get(L"Subject").toString() != kSettingsItemSubject)
-                item = items.get(L"Find", settingsItemFilter()).toDisp();
+                item = items.get(L"Find", fncSettingsItemFilter()).toDisp();
         });
     }
     if (!item) ReleaseOutlookObjects();
@@ -82,7 +82,7 @@ qbx::Disp fncFindSettingsItem() {
     return item;
 }
 
-bool subLoadSettings() {
+bool fncLoadSettings() {
     if (!objSettingsFolder && !subFindSettingsFolder()) return false;
     objPersonalSettings = std::make_shared<cPersonalSettings>();
     return objPersonalSettings->GetSettings();

@@ -32,4 +32,4 @@ qbx::Disp fncFindSettingsItem();
 // Loads the user's settings as start-up does when nothing is loaded yet:
 // finds (or creates) the settings folder, makes the process-wide personal
 // settings object and reads it. False when any step failed (reported).
-bool subLoadSettings();
+bool fncLoadSettings();

@@ -55,7 +55,7 @@ INT_PTR CALLBACK cDialogForm::dialogProc(HWND window, UINT message, WPARAM wPara
     if (!form) return FALSE;
     INT_PTR result = FALSE;
     try {
-        result = form->subHandleMessage(message, wParam, lParam);
+        result = form->fncHandleMessage(message, wParam, lParam);
     } catch (...) {
         // Every handler reports its own failures; nothing crosses the loop.
         result = FALSE;

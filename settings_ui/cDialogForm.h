@@ -3,7 +3,7 @@
 // own for programs that drive it from outside (Load), ended by OK or Cancel
 // (End: a modal window returns from Show, a loaded one is hidden), and
 // destroyed by Unload. The derived window answers its messages in
-// subHandleMessage; no C++ exception crosses the dialog loop.
+// fncHandleMessage; no C++ exception crosses the dialog loop.
 #pragma once
 
 #include <windows.h>
@@ -34,13 +34,12 @@ protected:
     // must not run once it is gone. This one only lets go of the window.
     ~cDialogForm();
 
-    virtual INT_PTR subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) = 0;
+    virtual INT_PTR fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) = 0;
     // OK or Cancel ended the window: a modal one returns from Show with the
     // button, a loaded one is hidden.
     void End(int button);
     // True once End ran (or the window was destroyed) since it was opened.
     bool Ended() const noexcept { return ended_; }
-    bool Modal() const noexcept { return modal_; }
 
     HWND hwnd_ = nullptr;  // the window while it is loaded
 

@@ -143,10 +143,10 @@ bool cListHandler::AddToForm(cFormControls& frmForm) {
         ReleaseOutlookObjects();
         return false;
     }
-    return subAttach(objHostedControl, blnNewer);
+    return fncAttach(objHostedControl, blnNewer);
 }
 
-bool cListHandler::subAttach(const qbx::Disp& hostedControl, bool blnNewer) {
+bool cListHandler::fncAttach(const qbx::Disp& hostedControl, bool blnNewer) {
     bool result = false;
     subSetAction(L"Setting up the spreadsheet grid " + ListName);
     objHostedControl = hostedControl;

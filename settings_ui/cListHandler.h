@@ -13,6 +13,10 @@
 // Every program write happens between EditMode(true) and EditMode(false):
 // screen updating and protection are off meanwhile, and the selection polling
 // timer is stopped, so the program's own selection changes raise nothing.
+//
+// Kept on purpose: GetValue, PrintSheet, AutoFilter, SetBold, LockRange,
+// TopEdgeRowDash, SetDateFormat, SetTextFormat, SetNumberFormat and
+// GetInteriorColor belong to the grid's member set though no page calls them.
 #pragma once
 
 #include "support/com.h"
@@ -50,7 +54,6 @@ public:
     // SelectionChange(SelectedAddress): the selected cell moved to another
     // address while the user, not the program, was editing.
     using SelectionChangeListener = std::function<void(const std::wstring& strSelectedAddress)>;
-    void setSelectionChangeListener(SelectionChangeListener listener) { selectionChange_ = std::move(listener); }
 
     // Creates the control on the window. False when no control could be made
     // (the user has then been asked about the components and the add-in has
@@ -60,7 +63,7 @@ public:
     // The second half of AddToForm: takes a hosted control's spreadsheet and
     // sets it up (defaults, no toolbar or headings, the header row frozen).
     // blnNewer: the control answers the newer components' member names.
-    bool subAttach(const qbx::Disp& hostedControl, bool blnNewer);
+    bool fncAttach(const qbx::Disp& hostedControl, bool blnNewer);
     void subSetDefaults();
 
     short UsedRows(const std::wstring& strCountCell);
@@ -123,10 +126,6 @@ public:
     void Width(short intWidth);
     void MoveRight();
 
-    // True when an Office XP or 2003 component (or Quillbox's own, which
-    // answers the same names) was created; false for the Office 2000 one.
-    bool NewerComponent() const noexcept { return blnNewerComponent_; }
-
     // One tick of the selection polling (the timer calls it; tests may too).
     void objTimer_Timer();
 
@@ -136,6 +135,8 @@ public:
     static constexpr long kPollInterval = 250;
 
 private:
+    friend struct cListHandlerTesting;  // cListHandler_testing.h
+
     qbx::Disp fncRange(const std::wstring& strAddress) const;
     void subSortRows(const std::wstring& strRange) const;
     bool fncTryAdd(cFormControls& frmForm, const wchar_t* progId, bool licensed);
@@ -143,7 +144,7 @@ private:
     bool blnNewerComponent_ = false;
     std::wstring SelectedAddress_;
     short intCurrRow_ = 0;
-    short intCurrCol_ = 0;
+    short intCurrCol_ = 0;  // kept on purpose: the last selection's column, though nothing reads it
     bool Checkboxes_ = false;
     std::wstring CheckBoxCol_;
     bool blnRaiseEvents_ = false;

@@ -27,11 +27,6 @@ public:
     // The interfaces above, for the owner's queryOther; E_NOINTERFACE for the rest.
     HRESULT queryOleInterface(REFIID iid, void** out);
 
-    // The control's window while it is active in place (null otherwise).
-    HWND controlWindow() const noexcept { return window_.get(); }
-    // Its extent as the container last set it, in HIMETRIC.
-    SIZEL extent() const noexcept { return extent_; }
-
     // IOleObject
     HRESULT STDMETHODCALLTYPE SetClientSite(IOleClientSite* site) override;
     HRESULT STDMETHODCALLTYPE GetClientSite(IOleClientSite** site) override;
@@ -99,6 +94,8 @@ protected:
     void destroyControlWindow() noexcept;
 
 private:
+    friend struct cOleControlTesting;  // cOleControl_testing.h
+
     HRESULT activate(IOleClientSite* site, HWND parent, LPCRECT position, bool uiActivate);
 
     qbx::ComPtr<IOleClientSite> site_;

@@ -1,4 +1,5 @@
 #include "settings_ui/frmSettings.h"
+#include "settings_ui/frmSettings_testing.h"
 
 #include "support/modGlobals.h"
 #include "settings/cPersonalSettings.h"
@@ -53,7 +54,7 @@ frmSettings::~frmSettings() { Unload(); }
 
 void frmSettings::subClose() { End(IDCANCEL); }
 
-INT_PTR frmSettings::subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
+INT_PTR frmSettings::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
         case WM_INITDIALOG: {
             controls_ = std::make_unique<cFormControls>(hwnd_);
@@ -151,7 +152,7 @@ void frmSettings::Form_Load() {
     subSetAction(L"Opening settings form");
     qbx::guarded(L"Form_Load", [&] {
         subSetCaptions();
-        if (!objPersonalSettings) subLoadSettings();
+        if (!objPersonalSettings) fncLoadSettings();
         subSetupTabs();
 
         // The first page that uses the grid makes it, once.

@@ -16,7 +16,6 @@
 #include "settings_ui/cDialogForm.h"
 #include "support/com.h"
 
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -34,11 +33,6 @@ public:
     bool blnEndWithClose = true;     // closing runs the release routine
     bool blnSetOutlookParent = false;
     bool blnOutlookInspectorParent = false;
-
-    cFormControls* Controls() const noexcept { return controls_.get(); }
-    cTabs* Tabs() const noexcept { return tabs_.get(); }
-    // True once the window was unloaded, or closed by OK or Cancel.
-    bool Closed() const noexcept { return Ended(); }
 
     // The maker's web site, opened by lblWebLink.
     static const wchar_t* const kWebAddress;
@@ -61,7 +55,9 @@ public:
     void timDisplayExcelList_Timer();
 
 private:
-    INT_PTR subHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
+    friend struct frmSettingsTesting;  // frmSettings_testing.h
+
+    INT_PTR fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
     void subClose();
     // The strip's position and size in twips.
     double fncStripTop() const;
@@ -72,10 +68,7 @@ private:
     std::unique_ptr<cTabs> tabs_;
 };
 
-// Seams for programs that must not wait for a person, as the chooser has:
-// - while an opened hook is set, it is called with the window once loaded;
-using SettingsOpenedHook = std::function<void(frmSettings& form)>;
-void subSetSettingsOpenedHook(SettingsOpenedHook hook);
-// - else a host program may export this function; it gets the window.
+// A host program may export this function; when no test has set an opened
+// hook (frmSettings_testing.h), the window calls it with itself once loaded.
 using SettingsOpenedExport = void(__stdcall*)(HWND window);
 inline constexpr const char* kSettingsOpenedExportName = "QbxSettingsOpened";

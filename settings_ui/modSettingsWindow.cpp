@@ -1,4 +1,5 @@
 #include "settings_ui/modSettingsWindow.h"
+#include "settings_ui/modSettingsWindow_testing.h"
 
 #include "support/modGlobals.h"
 #include "settings_ui/frmSettings.h"
@@ -10,12 +11,9 @@ SettingsWindowHook& hook() {
     static SettingsWindowHook h;
     return h;
 }
-long windowsShown = 0;
 }  // namespace
 
 void subSetSettingsWindowHook(SettingsWindowHook h) { hook() = std::move(h); }
-
-long fncSettingsWindowsShown() noexcept { return windowsShown; }
 
 void subShowSettingsWindow(const qbx::Disp& mailItem) {
     if (hook()) {
@@ -28,7 +26,6 @@ void subShowSettingsWindow(const qbx::Disp& mailItem) {
         form.blnEndWithClose = false;
         form.blnSetOutlookParent = true;
         form.blnOutlookInspectorParent = true;
-        ++windowsShown;
         form.Show(fncOutlookWindow(true));
     });
 }

@@ -32,11 +32,11 @@ void subForget(HWND control) noexcept {
 
 // Watches a coloured control so that its colour goes with it: a later window
 // that gets the same handle must not inherit it.
-LRESULT CALLBACK subControlWatch(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR id,
+LRESULT CALLBACK fncControlWatch(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR id,
                                  DWORD_PTR) {
     if (message == WM_NCDESTROY) {
         subForget(window);
-        RemoveWindowSubclass(window, &subControlWatch, id);
+        RemoveWindowSubclass(window, &fncControlWatch, id);
     }
     return DefSubclassProc(window, message, wParam, lParam);
 }
@@ -65,14 +65,14 @@ COLORREF fncGetControlBackColor(HWND hControl) {
 void subSetControlBackColor(HWND hControl, COLORREF colour) {
     if (colour == CLR_INVALID) {
         subForget(hControl);
-        if (IsWindow(hControl)) RemoveWindowSubclass(hControl, &subControlWatch, kSubclassId);
+        if (IsWindow(hControl)) RemoveWindowSubclass(hControl, &fncControlWatch, kSubclassId);
     } else {
         if (!IsWindow(hControl)) qbx::raise(qbx::vbErrInvalidCall, L"The control is not a window");
         qbx::Brush brush(CreateSolidBrush(colour));
         if (!brush) qbx::raiseLastError(L"No brush for the control's colour");
         subForget(hControl);
         keptColours()[hControl] = {colour, std::move(brush)};
-        SetWindowSubclass(hControl, &subControlWatch, kSubclassId, 0);
+        SetWindowSubclass(hControl, &fncControlWatch, kSubclassId, 0);
     }
     if (IsWindow(hControl)) InvalidateRect(hControl, nullptr, TRUE);
 }

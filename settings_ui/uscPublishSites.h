@@ -35,8 +35,6 @@ public:
     void cmbDefault_DropDown();
     void cmdBrowse_Click();
 
-    // The grid's height on this page, in twips (the page's controls lie below it).
-    static constexpr short kGridHeight = 4290;
     // Column A's width, in characters.
     static constexpr double kColumnWidth = 68;
 

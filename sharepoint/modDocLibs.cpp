@@ -1,4 +1,5 @@
 #include "sharepoint/modDocLibs.h"
+#include "sharepoint/modDocLibs_testing.h"
 
 #include "support/modErroHandling.h"
 #include "support/modScriptingDic.h"
@@ -24,7 +25,7 @@ const wchar_t* const kGetListCollectionAction = L"http://schemas.microsoft.com/s
 // The path segments between the first and the last "/" of a text, in order,
 // compared as text. A segment that occurs twice raises the error a keyed
 // dictionary raises for a key it already holds.
-std::vector<std::wstring> segmentsBetweenSlashes(const std::wstring& strPath) {
+std::vector<std::wstring> fncSegmentsBetweenSlashes(const std::wstring& strPath) {
     std::vector<std::wstring> parts = qbx::split(strPath, L"/"), segments;
     for (size_t i = 1; i + 1 < parts.size(); ++i) {
         for (const auto& s : segments)
@@ -137,8 +138,8 @@ std::wstring fncAbsoluteFromRelative(const std::wstring& strViewUrl, const std::
         // out quietly, as every failure of the discovery is, not reported.
         std::vector<std::wstring> libSegments, siteSegments;
         qbx::Err err;
-        const bool blnResolved = err.resume([&] { libSegments = segmentsBetweenSlashes(strLibraryPath); }) &&
-                                 err.resume([&] { siteSegments = segmentsBetweenSlashes(strSiteUrl); });
+        const bool blnResolved = err.resume([&] { libSegments = fncSegmentsBetweenSlashes(strLibraryPath); }) &&
+                                 err.resume([&] { siteSegments = fncSegmentsBetweenSlashes(strSiteUrl); });
         err.clear();
         if (!blnResolved) return;
         std::wstring strAbsolute = strSiteUrl;

@@ -7,15 +7,10 @@
 
 #include <string>
 
-// A web service reply as an XML document (MSXML2.DOMDocument) that resolved
-// nothing outside the text: no external entities, no schemas, and a reply
-// that declares a document type is left unloaded (an empty document).
-// Malformed XML gives an empty document too; errors creating the document
-// go to the caller.
-qbx::Disp fncParseReply(const std::wstring& strXml);
-
 // Posts strBody to strServiceUrl as the GetListCollection SOAP call and
 // returns the reply body. The status is not examined; errors go to the caller.
+// Kept on purpose: the discovery posts through the same steps without
+// converting the reply to text first.
 std::wstring fncPostSoap(const std::wstring& strServiceUrl, const std::wstring& strBody);
 
 // Asks the Lists web service at strServiceUrl for all lists of its site and

@@ -13,7 +13,7 @@ namespace {
 // library is missing (so no member can be found by name) or a member is not
 // implemented. These are the only failures after which the file is read
 // without it; anything else (a missing file above all) is a real error.
-bool isStreamUnusable(const qbx::Error& e) {
+bool fncIsStreamUnusable(const qbx::Error& e) {
     switch (static_cast<unsigned long>(e.number())) {
         case 0x8002801DUL:  // type library not registered
         case 0x80029C4AUL:  // type library can't be loaded
@@ -25,12 +25,12 @@ bool isStreamUnusable(const qbx::Error& e) {
 
 // Runs one call on the stream; false when the stream turned out unusable.
 template <class F>
-bool streamStep(F&& call) {
+bool fncStreamStep(F&& call) {
     try {
         call();
         return true;
     } catch (const qbx::Error& e) {
-        if (!isStreamUnusable(e)) throw;
+        if (!fncIsStreamUnusable(e)) throw;
         return false;
     }
 }
@@ -100,14 +100,14 @@ bool fncUploadFile(const std::wstring& strLocalPath, const std::wstring& strTarg
         // and the address again.
         subSetAction(strUploading);
 
-        bool blnStream = streamStep([&] { objStream.put(L"Type", 1L); }) &&
-                         streamStep([&] { objStream.call(L"Open"); }) &&
-                         streamStep([&] { objStream.call(L"LoadFromFile", strLocalPath); });
+        bool blnStream = fncStreamStep([&] { objStream.put(L"Type", 1L); }) &&
+                         fncStreamStep([&] { objStream.call(L"Open"); }) &&
+                         fncStreamStep([&] { objStream.call(L"LoadFromFile", strLocalPath); });
         qbx::Variant varBody;
         if (!blnStream) varBody = fncReadFileBytes(strLocalPath);
 
         objRequest.call(L"Open", L"PUT", strTargetUrl, false);
-        if (blnStream && !streamStep([&] { varBody = objStream.get(L"Read"); }))
+        if (blnStream && !fncStreamStep([&] { varBody = objStream.get(L"Read"); }))
             varBody = fncReadFileBytes(strLocalPath);
         // The whole file is moved into the call, not copied.
         objRequest.call(L"send", std::move(varBody));

@@ -1,4 +1,5 @@
 #include "support/modErroHandling.h"
+#include "support/modErroHandling_testing.h"
 
 #include "support/modGlobals.h"
 #include "support/modOutlookCode.h"
@@ -32,7 +33,7 @@ GetVersionFn& versionQuery() {
 
 // The fields of the last operating-system query.
 struct {
-    DWORD callResult = 0;
+    DWORD callResult = 0;  // kept on purpose: the query's result is kept, though nothing reads it
     DWORD major = 0;
     DWORD platformId = 0;
     DWORD minor = 0;

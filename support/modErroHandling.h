@@ -52,10 +52,6 @@ void subWriteLog(const std::wstring& action) noexcept;
 // The add-in's version as major.minor.revision, read from its version resource.
 std::wstring fncAddinVersion();
 
-// The operating-system query behind fncGetOSVersion; tests replace it.
-using GetVersionFn = BOOL(WINAPI*)(LPOSVERSIONINFOA);
-void subSetVersionQuery(GetVersionFn fn) noexcept;
-
 namespace qbx {
 
 // Runs a procedure's body under the error trap. Returns true when the body

@@ -1,4 +1,5 @@
 #include "support/modFileHandling.h"
+#include "support/modFileHandling_testing.h"
 
 #include "support/modErroHandling.h"
 #include "support/modScriptingDic.h"

@@ -24,15 +24,9 @@ std::wstring fncGetTempPath();
 // starts at 1, runs up to 255 and then starts again at 1, and skips the
 // numbers marked as in use.
 short fncNextFileNumber();
-// Marks a file number as held open (or free again), so fncNextFileNumber
-// never hands it out meanwhile.
-void subSetFileNumberInUse(short number, bool inUse) noexcept;
 
 // The text without one trailing "/" or "\".
 std::wstring fncRemoveTrailingSlash(const std::wstring& path);
-
-// Tests only: drops objFS, forgets the repair and restarts the file numbers.
-void subResetFileHandlingForTests() noexcept;
 
 // Writes text to a file (created or replaced) as UTF-8 with a byte-order
 // mark, so browsers and editors read every language right. Raises the

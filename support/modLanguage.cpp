@@ -1,4 +1,5 @@
 #include "support/modLanguage.h"
+#include "support/modLanguage_testing.h"
 
 #include "support/modGlobals.h"
 #include "support/modErroHandling.h"

@@ -7,7 +7,6 @@
 
 #include "support/com/dispatch_object.h"
 
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -50,12 +49,3 @@ std::wstring fncCleanPhrase(const std::wstring& text);
 // Reads the table and sets every phrase variable, in table order.
 void subSetPhrases(short column);
 
-// Test seams: the locale query behind fncGetLanguageColumn and the bytes
-// subReadPhrases reads instead of the resource. Null / empty restores the
-// real one.
-using LocaleQueryFn = LCID(WINAPI*)();
-void subSetLocaleQuery(LocaleQueryFn fn) noexcept;
-using PhraseSourceFn = std::function<std::string()>;
-void subSetPhraseSource(PhraseSourceFn source);
-// The system code page the loader converts with (0: the real one, CP_ACP).
-void subSetCodePage(UINT codePage) noexcept;

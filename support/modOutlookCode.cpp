@@ -47,7 +47,7 @@ namespace {
 
 // The Outlook property type a variant type code creates; 0 for codes that
 // are not handled.
-long outlookPropertyType(short typeCode) {
+long fncOutlookPropertyType(short typeCode) {
     switch (typeCode) {
         case VT_I2: return 3;     // number
         case VT_DATE: return 5;   // date-time
@@ -66,7 +66,7 @@ bool subSetUserProperty(const qbx::Disp& item, const std::wstring& name, const q
         if (!item) return;
         qbx::Disp properties = item.getObj(L"UserProperties");
         qbx::Disp property = properties.get(L"Find", name).toDisp();
-        const long outlookType = outlookPropertyType(typeCode);
+        const long outlookType = fncOutlookPropertyType(typeCode);
         if (!property && outlookType != 0) {
             // Without a flag the collection's own default applies.
             qbx::Variant added = addToFolderFields.type() == VT_ERROR

@@ -1,4 +1,5 @@
 #include "support/modScriptingDic.h"
+#include "support/modScriptingDic_testing.h"
 
 #include "support/modGlobals.h"
 #include "support/modErroHandling.h"
@@ -18,7 +19,7 @@ ProcessStarter& starter() {
     return s;
 }
 
-void startProcess(const std::wstring& commandLine) {
+void subStartProcess(const std::wstring& commandLine) {
     STARTUPINFOW si{};
     si.cb = sizeof si;
     si.dwFlags = STARTF_USESHOWWINDOW;
@@ -34,7 +35,7 @@ void startProcess(const std::wstring& commandLine) {
 }
 
 // One creation attempt, errors ignored: nothing on failure.
-qbx::Disp tryCreate(qbx::Err& err, const wchar_t* progId) {
+qbx::Disp fncTryCreate(qbx::Err& err, const wchar_t* progId) {
     qbx::Disp d;
     err.resume([&] { d = qbx::Disp::create(progId); });
     return d;
@@ -63,7 +64,7 @@ void subStartMinimised(const std::wstring& commandLine) noexcept {
         if (starter())
             starter()(commandLine);
         else
-            startProcess(commandLine);
+            subStartProcess(commandLine);
     } catch (...) {
     }
 }
@@ -81,8 +82,8 @@ qbx::Disp fncCreateDic() {
     for (;;) {
         // Both attempts create by the ProgID: the first stands for the direct
         // creation of the class, the second for the creation by name.
-        dic = tryCreate(err, L"Scripting.Dictionary");
-        if (!dic) dic = tryCreate(err, L"Scripting.Dictionary");
+        dic = fncTryCreate(err, L"Scripting.Dictionary");
+        if (!dic) dic = fncTryCreate(err, L"Scripting.Dictionary");
         if (dic || blnDicRepairTried) break;
         subRegisterScrrun();
         blnDicRepairTried = true;
@@ -101,11 +102,11 @@ qbx::Disp fncCreateDic() {
 
 qbx::Disp fncGetShell() {
     qbx::Err err;
-    qbx::Disp shell = tryCreate(err, L"Wscript.Shell");
+    qbx::Disp shell = fncTryCreate(err, L"Wscript.Shell");
     if (!shell) {
         const std::wstring line = fncRegistrationToolLine(L"wshom.ocx /s");
         if (!line.empty()) subStartMinimised(line);
-        shell = tryCreate(err, L"Wscript.Shell");
+        shell = fncTryCreate(err, L"Wscript.Shell");
     }
     if (!shell) {
         qbx::fncMsgBox(std::wstring(L"ERROR") + kCrLf + L"Attempting to create a new Scripting.Dictionary object." +

@@ -5,7 +5,6 @@
 
 #include "support/com.h"
 
-#include <functional>
 #include <string>
 
 // True once the dictionary's repair has run in this load (never reset by the
@@ -19,6 +18,8 @@ qbx::Disp fncCreateDic();
 
 // A "Wscript.Shell" object, or no object: then the user has been told and the
 // add-in has stopped (ReleaseOutlookObjects).
+// Kept on purpose: the shell object's routine, though the add-in starts
+// processes through subStartMinimised.
 qbx::Disp fncGetShell();
 
 // Starts "regsvr32 scrrun.dll /s" minimised, without waiting for it: the
@@ -29,11 +30,3 @@ void subRegisterScrrun();
 // without waiting; errors are ignored.
 void subStartMinimised(const std::wstring& commandLine) noexcept;
 
-// Every process start of this module goes through one replaceable function,
-// so tests see the command lines without running them. An empty starter
-// restores the real one (CreateProcess).
-using ProcessStarter = std::function<void(const std::wstring& commandLine)>;
-void subSetProcessStarter(ProcessStarter starter);
-
-// Tests only: forgets that the dictionary's repair has run.
-void subResetScriptingRepairsForTests() noexcept;

@@ -1,4 +1,5 @@
 #include "support/modShell.h"
+#include "support/modShell_testing.h"
 
 #include "support/modErroHandling.h"
 

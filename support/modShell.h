@@ -1,4 +1,5 @@
-// File and shell utilities: the computer's regional settings.
+// Shell utilities: the computer's regional settings, and opening a document
+// or web address with the program the user chose for it.
 #pragma once
 
 #include <string>
@@ -8,15 +9,7 @@
 // convention and then gives empty text.
 std::wstring fncGetListSeparator();
 
-#include <functional>
-
-// File and shell utilities: opening a document or web address with the
-// program the user chose for it (the shell's "open" verb, or another verb
-// such as "print"). Returns false when the shell refused; nothing is shown.
+// Opens a document or web address with the program the user chose for it
+// (the shell's "open" verb, or another verb such as "print"). Returns false
+// when the shell refused; nothing is shown.
 bool fncShellExecute(const std::wstring& verb, const std::wstring& target);
-
-// Every shell start goes through one replaceable function, so tests see the
-// verb and target without starting a browser. An empty hook restores the
-// real one (ShellExecuteW).
-using ShellExecuteHook = std::function<bool(const std::wstring& verb, const std::wstring& target)>;
-void subSetShellExecuteHook(ShellExecuteHook hook);

@@ -49,9 +49,6 @@ inline constexpr DISPID ButtonClick = 1;
 }  // namespace dispid
 
 // Outlook enumeration values the add-in passes.
-inline constexpr int olFolderInbox = 6;
-inline constexpr int olMailItem = 0;
-inline constexpr int olText = 1, olNumber = 3, olDateTime = 5, olYesNo = 6;
 inline constexpr int msoControlButton = 1;
 inline constexpr int msoButtonIcon = 1;
 

@@ -1,4 +1,5 @@
 #include "prompt.h"
+#include "prompt_testing.h"
 
 #include <vector>
 
@@ -8,11 +9,6 @@ namespace {
 
 PromptHandler& handler() {
     static PromptHandler h;
-    return h;
-}
-
-HWND& owner() {
-    static HWND h = nullptr;
     return h;
 }
 
@@ -30,7 +26,7 @@ PromptAnswer ask(const Prompt& p) {
     }
     PromptAnswer a;
     if (p.kind == PromptKind::Message) {
-        a.button = MessageBoxW(owner(), p.text.c_str(), p.title.c_str(), p.style | MB_SETFOREGROUND);
+        a.button = MessageBoxW(nullptr, p.text.c_str(), p.title.c_str(), p.style | MB_SETFOREGROUND);
     } else {
         a.button = IDCANCEL;  // the input dialog itself lives with the settings window
     }
@@ -40,7 +36,6 @@ PromptAnswer ask(const Prompt& p) {
 }  // namespace
 
 void setPromptHandler(PromptHandler h) { handler() = std::move(h); }
-void setPromptOwner(HWND h) { owner() = h; }
 
 int fncMsgBox(const std::wstring& text, UINT style, const std::wstring& title) {
     Prompt p;

@@ -2,14 +2,13 @@
 // boxes all go through fncMsgBox / fncInputBox. Outside tests they are the
 // real Win32 windows. A test answers them instead, so no test can block on a
 // modal window:
-//   - code linked into a test program installs a handler (setPromptHandler);
+//   - code linked into a test program installs a handler (prompt_testing.h);
 //   - a host program (the test bed's Outlook) exports
 //     "QbxAnswerPrompt" and the add-in DLL finds it in its own process.
 #pragma once
 
 #include <windows.h>
 
-#include <functional>
 #include <string>
 
 namespace qbx {
@@ -29,10 +28,6 @@ struct PromptAnswer {
     std::wstring text;            // input boxes: the text typed
 };
 
-using PromptHandler = std::function<PromptAnswer(const Prompt&)>;
-// Installs the in-process handler; an empty one restores the default.
-void setPromptHandler(PromptHandler handler);
-
 // The exported answerer a host program may offer. It fills answerText (up to
 // answerCapacity characters including the terminator) for input boxes and
 // returns the button.
@@ -44,8 +39,5 @@ inline constexpr const char* kPromptExportName = "QbxAnswerPrompt";
 int fncMsgBox(const std::wstring& text, UINT style, const std::wstring& title);
 // The add-in's input box: returns the text, or empty text on Cancel.
 std::wstring fncInputBox(const std::wstring& text, const std::wstring& title, const std::wstring& defaultText);
-
-// The window that prompts are owned by (Outlook's active window when known).
-void setPromptOwner(HWND owner);
 
 }  // namespace qbx

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "support/prompt.h"
+#include "support/prompt_testing.h"
 
 #include <deque>
 #include <string>

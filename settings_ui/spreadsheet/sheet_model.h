@@ -201,9 +201,6 @@ public:
     // ---- formats
     void applyFormat(const Rect& r, const Format& f);
     CellFormat format(int row, int column) const;
-    // The format layers held (whole rows and columns are one layer each,
-    // never one per cell; repeating a format on the same cells replaces it).
-    size_t formatLayers() const noexcept { return formats_.size(); }
     double columnWidth(int column) const;  // in characters of the default font; 8.43 by default
     void setColumnWidth(int column, double width);
     // Sets the columns' widths to fit their longest displayed text.
@@ -226,9 +223,10 @@ public:
     // Tells the window to repaint (only when screen updating is on); counts
     // the requests that reached the window, for the benchmarks.
     void changed();
-    uint64_t repaintRequests() const noexcept { return repaints_; }
 
 private:
+    friend struct SheetTesting;  // sheet_model_testing.h
+
     // What a formula computes: the value of one cell, or a count or sum over a range.
     enum class Fn : uint8_t { Ref, CountA, Count, Sum };
     struct Cell {

@@ -56,12 +56,6 @@ public:
     // Controls alive in the process (for DllCanUnloadNow).
     static long liveObjects() noexcept;
 
-    // For tests and screenshots: how often the grid was drawn, the cell
-    // editor while one is open, and where a cell is in the window.
-    uint64_t renderCount() const noexcept { return renders_; }
-    HWND editWindow() const noexcept { return edit_; }
-    RECT cellRect(int row, int column) const;
-
 protected:
     HRESULT queryOther(REFIID iid, void** out) override { return queryOleInterface(iid, out); }
     void repaint() override;
@@ -70,6 +64,8 @@ protected:
     bool translateKey(MSG& message) override;
 
 private:
+    friend struct cSpreadsheetControlTesting;  // spreadsheet_control_testing.h
+
     // ---- View: what the sheet asks of the window
     qbx::sheet::Rect viewableRange() const override;
     void setViewableRange(const qbx::sheet::Rect& r) override;
@@ -77,6 +73,8 @@ private:
     double measureText(const std::wstring& text, const qbx::sheet::CellFormat& format) const override;
 
     // ---- geometry
+    // Where a cell is in the window, in pixels.
+    RECT cellRect(int row, int column) const;
     struct Band {
         int index;  // row or column number
         int start;  // pixel where it begins

@@ -27,7 +27,6 @@ public:
     // The argument's value, by-reference values dereferenced; raises 449 when
     // it is absent.
     Variant value(size_t i) const;
-    Variant valueOr(size_t i, const Variant& fallback) const { return has(i) ? value(i) : fallback; }
     std::wstring str(size_t i) const { return value(i).toString(); }
     long i32(size_t i) const { return value(i).toLong(); }
     bool boolean(size_t i) const { return value(i).toBool(); }
@@ -154,7 +153,6 @@ public:
                                      EXCEPINFO* info, UINT* argErr) override;
 
     const std::wstring& className() const noexcept { return typeName_; }
-    DISPID findMember(const std::wstring& name) const { return members_.find(name); }
 
 protected:
     explicit DispatchObject(std::wstring typeName);

@@ -9,6 +9,7 @@
 #include "support/modLanguage.h"
 #include "testbed/outlook/emulator.h"
 #include "tests/attachments/test_chooser_util.h"
+#include "attachments/frmChooseSite_testing.h"
 
 #include <algorithm>
 #include <memory>

@@ -7,6 +7,7 @@
 #include <doctest/doctest.h>
 
 #include "attachments/frmChooseSite.h"
+#include "attachments/frmChooseSite_testing.h"
 #include "support/modGlobals.h"
 #include "settings/cPersonalSettings.h"
 #include "support/modLanguage.h"

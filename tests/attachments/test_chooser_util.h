@@ -4,6 +4,7 @@
 
 #include "attachments/dialogs.h"
 #include "attachments/frmChooseSite.h"
+#include "attachments/frmChooseSite_testing.h"
 #include "tests/test_support.h"
 
 #include <doctest/doctest.h>

@@ -6,7 +6,9 @@
 #include <doctest/doctest.h>
 
 #include "attachments/cMailInspector.h"
+#include "attachments/cMailInspector_testing.h"
 #include "attachments/modAttachmentFlow.h"
+#include "attachments/modAttachmentFlow_testing.h"
 #include "host/QBXOutlookConnect.h"
 #include "host/cOutlookReactions.h"
 #include "support/modGlobals.h"
@@ -14,6 +16,7 @@
 #include "support/modOutlookCode.h"
 #include "testbed/outlook/emulator.h"
 #include "attachments/frmChooseSite.h"
+#include "attachments/frmChooseSite_testing.h"
 #include "testbed/sharepoint/spemu_client.h"
 #include "tests/attachments/test_flow_component.h"
 #include "tests/test_support.h"
@@ -172,9 +175,9 @@ TEST_CASE("the default library on Outlook 2000 to today: link at the cursor, att
         CHECK(f.ol->balloons().empty());
 
         // The one-shot timer ends the pending removal.
-        CHECK(f.wrapper().pendingRemoval());
+        CHECK(cMailInspectorTesting::pendingRemoval(f.wrapper()));
         emu::Outlook::pumpMessages(700);
-        CHECK_FALSE(f.wrapper().pendingRemoval());
+        CHECK_FALSE(cMailInspectorTesting::pendingRemoval(f.wrapper()));
         CHECK_FALSE(f.wrapper().objDeleteAttTimer);
     }
 }
@@ -372,7 +375,7 @@ TEST_CASE("without the safe inspector: reported once; an object that runs on wri
 
     // An object that outlives the report.
     auto inspector = qbx::makeObject<cMailInspector>();
-    CHECK_FALSE(inspector->hasSafeInspector());
+    CHECK_FALSE(cMailInspectorTesting::hasSafeInspector(*inspector.get()));
     inspector->setOuiMailItem(qbx::Disp(f.w->item->disp()));
     inspector->setOuiMyInspector(qbx::Disp(f.w->disp()));
     f.attach(L"moved.txt");

@@ -3,6 +3,7 @@
 // run-time licence through IClassFactory2. (The add-in's own pages are
 // proved on the settings window.)
 #include "settings_ui/cOleControl.h"
+#include "settings_ui/cOleControl_testing.h"
 #include "settings_ui/modControlHost.h"
 #include "support/com/dispatch_object.h"
 #include "tests/control_host/control_host_util.h"
@@ -24,7 +25,7 @@ public:
             L"Caption", [this](qbx::Args&) { return qbx::Variant(caption_); },
             [this](qbx::Args&, const qbx::Variant& v) {
                 caption_ = v.toString();
-                if (controlWindow()) SetWindowTextW(controlWindow(), caption_.c_str());
+                if (HWND window = cOleControlTesting::controlWindow(*this)) SetWindowTextW(window, caption_.c_str());
             });
     }
     ~TestLabel() override { --liveLabels; }

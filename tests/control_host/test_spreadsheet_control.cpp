@@ -4,6 +4,8 @@
 #include "host/registration.h"
 #include "settings_ui/modControlHost.h"
 #include "settings_ui/spreadsheet/spreadsheet_control.h"
+#include "settings_ui/spreadsheet/sheet_model_testing.h"
+#include "settings_ui/spreadsheet/spreadsheet_control_testing.h"
 #include "tests/control_host/control_host_util.h"
 
 namespace {
@@ -53,16 +55,20 @@ struct Grid {
         state[VK_CONTROL] = control ? 0x80 : 0;
         state[VK_SHIFT] = shift ? 0x80 : 0;
         SetKeyboardState(state);
-        HWND target = GetFocus() == this->control->editWindow() && this->control->editWindow() ? GetFocus() : window;
+        const HWND edit = cSpreadsheetControlTesting::editWindow(this->control);
+        HWND target = GetFocus() == edit && edit ? GetFocus() : window;
         SendMessageW(target, WM_KEYDOWN, vk, 1);
         state[VK_CONTROL] = state[VK_SHIFT] = 0;
         SetKeyboardState(state);
     }
     void type(const std::wstring& keys) {
-        for (wchar_t c : keys) SendMessageW(GetFocus() == control->editWindow() ? GetFocus() : window, WM_CHAR, c, 1);
+        for (wchar_t c : keys) {
+            const HWND edit = cSpreadsheetControlTesting::editWindow(control);
+            SendMessageW(GetFocus() == edit ? GetFocus() : window, WM_CHAR, c, 1);
+        }
     }
     POINT centre(int row, int column) const {
-        RECT r = control->cellRect(row, column);
+        RECT r = cSpreadsheetControlTesting::cellRect(control, row, column);
         REQUIRE(r.left >= 0);
         return POINT{(r.left + r.right) / 2, (r.top + r.bottom) / 2};
     }
@@ -96,11 +102,11 @@ std::wstring clipboardText(HWND owner) {
 using hosttest::setClipboardText;
 
 TEST_CASE("registering the DLL makes Quillbox.Spreadsheet resolve to the control's class") {
-    REQUIRE(registerAddin(Scope::Machine) == S_OK);
+    REQUIRE(fncRegisterAddin(Scope::Machine) == S_OK);
     CLSID clsid{};
     CHECK(CLSIDFromProgID(kSpreadsheetProgId, &clsid) == S_OK);
     CHECK(IsEqualCLSID(clsid, CLSID_QuillboxSpreadsheet));
-    CHECK(unregisterAddin(Scope::Machine) == S_OK);
+    CHECK(fncUnregisterAddin(Scope::Machine) == S_OK);
     CHECK(FAILED(CLSIDFromProgID(kSpreadsheetProgId, &clsid)));
 }
 
@@ -113,18 +119,20 @@ TEST_CASE("the spreadsheet hosted by ProgID: its window fills the host, the obje
         GetWindowRect(grid.window, &outer);
         CHECK((outer.right - outer.left == 480 && outer.bottom - outer.top == 300));
         CHECK((SendMessageW(grid.window, WM_GETDLGCODE, 0, 0) & DLGC_WANTALLKEYS) != 0);
-        CHECK(grid.control->renderCount() > 0);
+        CHECK(cSpreadsheetControlTesting::renderCount(grid.control) > 0);
 
         // Column widths come from the sheet.
         grid.sheet.getObj(L"Range", L"B1").getObj(L"EntireColumn").put(L"ColumnWidth", 20);
-        const RECT a = grid.control->cellRect(1, 1), b = grid.control->cellRect(1, 2);
+        const RECT a = cSpreadsheetControlTesting::cellRect(grid.control, 1, 1),
+                   b = cSpreadsheetControlTesting::cellRect(grid.control, 1, 2);
         CHECK(b.right - b.left > 2 * (a.right - a.left));
 
         // ViewableRange scrolls the window, frozen rows stay.
         grid.control->sheetPtr()->settings.frozenRows = 1;
         grid.object.getObj(L"ActiveWindow").put(L"ViewableRange", L"A50:D60");
-        CHECK(grid.control->cellRect(50, 1).top == grid.control->cellRect(1, 1).bottom);
-        CHECK(grid.control->cellRect(2, 1).top < 0);
+        CHECK(cSpreadsheetControlTesting::cellRect(grid.control, 50, 1).top ==
+              cSpreadsheetControlTesting::cellRect(grid.control, 1, 1).bottom);
+        CHECK(cSpreadsheetControlTesting::cellRect(grid.control, 2, 1).top < 0);
         const std::wstring shown = grid.object.getObj(L"ActiveWindow").get(L"ViewableRange").toString();
         CHECK(shown.rfind(L"$A$1:", 0) == 0);
         grid.object.getObj(L"ActiveWindow").put(L"ViewableRange", L"A1");
@@ -132,7 +140,8 @@ TEST_CASE("the spreadsheet hosted by ProgID: its window fills the host, the obje
         // Hiding the headings moves the cells to the window's corner.
         grid.object.put(L"DisplayColumnHeadings", false);
         grid.object.put(L"DisplayRowHeadings", false);
-        CHECK((grid.control->cellRect(1, 1).left == 0 && grid.control->cellRect(1, 1).top == 0));
+        CHECK((cSpreadsheetControlTesting::cellRect(grid.control, 1, 1).left == 0 &&
+               cSpreadsheetControlTesting::cellRect(grid.control, 1, 1).top == 0));
         CHECK(cSpreadsheetControl::liveObjects() == 1);
     }
     CHECK(cSpreadsheetControl::liveObjects() == 0);
@@ -143,9 +152,9 @@ TEST_CASE("a person edits the grid: typing, F2, Escape, Tab, Enter's direction, 
     // Three values typed one under the other: Enter moves down.
     grid.click(1, 1);
     grid.type(L"alpha");
-    REQUIRE(grid.control->editWindow() != nullptr);
+    REQUIRE(cSpreadsheetControlTesting::editWindow(grid.control) != nullptr);
     grid.key(VK_RETURN);
-    CHECK(grid.control->editWindow() == nullptr);
+    CHECK(cSpreadsheetControlTesting::editWindow(grid.control) == nullptr);
     for (const wchar_t* entry : {L"beta", L"42"}) {
         grid.type(entry);
         grid.key(VK_RETURN);
@@ -158,16 +167,16 @@ TEST_CASE("a person edits the grid: typing, F2, Escape, Tab, Enter's direction, 
     // caret and does not leave the cell.
     grid.click(2, 1);
     grid.key(VK_F2);
-    REQUIRE(grid.control->editWindow() != nullptr);
-    CHECK(hosttest::windowText(grid.control->editWindow()) == L"beta");
+    REQUIRE(cSpreadsheetControlTesting::editWindow(grid.control) != nullptr);
+    CHECK(hosttest::windowText(cSpreadsheetControlTesting::editWindow(grid.control)) == L"beta");
     grid.key(VK_LEFT);
-    CHECK(grid.control->editWindow() != nullptr);
+    CHECK(cSpreadsheetControlTesting::editWindow(grid.control) != nullptr);
     grid.type(L"!");
     grid.key(VK_RETURN);
     CHECK(grid.text(L"A2") == L"bet!a");
     // A double click does the same.
     grid.click(1, 1, WM_LBUTTONDBLCLK);
-    CHECK(hosttest::windowText(grid.control->editWindow()) == L"alpha");
+    CHECK(hosttest::windowText(cSpreadsheetControlTesting::editWindow(grid.control)) == L"alpha");
     grid.key(VK_ESCAPE);
     // Escape drops an entry; an arrow ends an entry that typing started.
     grid.click(4, 1);
@@ -219,14 +228,14 @@ TEST_CASE("a person edits the grid: typing, F2, Escape, Tab, Enter's direction, 
     grid.key(VK_RIGHT, false, true);
     CHECK(grid.selection() == L"$A$1:$B$2");
     grid.key(VK_NEXT);
-    CHECK(grid.control->cellRect(1, 1).top < 0);
-    CHECK(grid.control->cellRect(grid.control->sheetPtr()->activeRow(), 1).top >= 0);
+    CHECK(cSpreadsheetControlTesting::cellRect(grid.control, 1, 1).top < 0);
+    CHECK(cSpreadsheetControlTesting::cellRect(grid.control, grid.control->sheetPtr()->activeRow(), 1).top >= 0);
     // The wheel scrolls three rows a notch.
     grid.key(VK_HOME, true);
-    const int firstTop = grid.control->cellRect(1, 1).top;
+    const int firstTop = cSpreadsheetControlTesting::cellRect(grid.control, 1, 1).top;
     SendMessageW(grid.window, WM_MOUSEWHEEL, MAKEWPARAM(0, -WHEEL_DELTA), 0);
-    CHECK(grid.control->cellRect(4, 1).top == firstTop);
-    CHECK(grid.control->cellRect(3, 1).top < 0);
+    CHECK(cSpreadsheetControlTesting::cellRect(grid.control, 4, 1).top == firstTop);
+    CHECK(cSpreadsheetControlTesting::cellRect(grid.control, 3, 1).top < 0);
 
     // The container's message loop hands the grid its keys first.
     grid.key(VK_HOME, true);
@@ -247,9 +256,9 @@ TEST_CASE("a protected sheet refuses every edit of a locked cell and takes the o
 
     grid.click(2, 1);
     grid.type(L"typed");
-    CHECK(grid.control->editWindow() == nullptr);
+    CHECK(cSpreadsheetControlTesting::editWindow(grid.control) == nullptr);
     grid.key(VK_F2);
-    CHECK(grid.control->editWindow() == nullptr);
+    CHECK(cSpreadsheetControlTesting::editWindow(grid.control) == nullptr);
     grid.key(VK_DELETE);
     setClipboardText(grid.window, L"p1\tp2\r\n");
     grid.click(3, 1);
@@ -274,19 +283,19 @@ TEST_CASE("nothing is drawn while ScreenUpdating is off, however much is written
     Grid grid;
     grid.object.put(L"ScreenUpdating", false);
     hosttest::pump();
-    const uint64_t before = grid.control->renderCount();
-    const uint64_t requests = grid.control->sheetPtr()->repaintRequests();
+    const uint64_t before = cSpreadsheetControlTesting::renderCount(grid.control);
+    const uint64_t requests = qbx::sheet::SheetTesting::repaintRequests(*grid.control->sheetPtr());
     for (int i = 1; i <= 2000; ++i)
         grid.sheet.getObj(L"Range", (L"A" + std::to_wstring(i)).c_str()).put(L"Value", i);
     // A paint the system asks for shows the last picture again.
     InvalidateRect(grid.window, nullptr, FALSE);
     UpdateWindow(grid.window);
     hosttest::pump();
-    CHECK(grid.control->renderCount() == before);
-    CHECK(grid.control->sheetPtr()->repaintRequests() == requests);
+    CHECK(cSpreadsheetControlTesting::renderCount(grid.control) == before);
+    CHECK(qbx::sheet::SheetTesting::repaintRequests(*grid.control->sheetPtr()) == requests);
     grid.object.put(L"ScreenUpdating", true);
     UpdateWindow(grid.window);
     hosttest::pump();
-    CHECK(grid.control->renderCount() > before);
+    CHECK(cSpreadsheetControlTesting::renderCount(grid.control) > before);
     CHECK(grid.value(L"A2000").toLong() == 2000);
 }

@@ -11,6 +11,7 @@
 #include "host/ribbon.h"
 #include "settings/cPersonalSettings.h"
 #include "settings_ui/modSettingsWindow.h"
+#include "settings_ui/modSettingsWindow_testing.h"
 #include "support/modErroHandling.h"
 #include "support/phrases.h"
 #include "testbed/outlook/emulator.h"

@@ -5,6 +5,7 @@
 #include "host/QBXOutlookConnect.h"
 #include "support/modGlobals.h"
 #include "settings_ui/modSettingsWindow.h"
+#include "settings_ui/modSettingsWindow_testing.h"
 #include "support/modErroHandling.h"
 #include "support/phrases.h"
 #include "tests/test_support.h"

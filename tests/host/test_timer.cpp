@@ -3,6 +3,7 @@
 #include <doctest/doctest.h>
 
 #include "attachments/frmTimer.h"
+#include "attachments/frmTimer_testing.h"
 #include "testbed/outlook/emulator.h"
 
 #include <olectl.h>
@@ -36,7 +37,7 @@ TEST_CASE("timer: a holder that lets go hears no more ticks") {
     int ticks = 0;
     SUBCASE("the one-shot holder drops the timer inside its own tick") {
         auto timer = std::make_unique<frmTimer>();
-        HWND window = timer->windowHandle();
+        HWND window = frmTimerTesting::windowHandle(*timer);
         timer->setTimerListener([&] {
             ++ticks;
             timer->TimerEnabled(false);

@@ -5,7 +5,9 @@
 
 #include "support/modGlobals.h"
 #include "support/modFileHandling.h"
+#include "support/modFileHandling_testing.h"
 #include "support/modScriptingDic.h"
+#include "support/modScriptingDic_testing.h"
 #include "tests/test_support.h"
 
 #include <map>

@@ -3,6 +3,7 @@
 
 #include "support/modErroHandling.h"
 #include "tests/settings/settings_fixture.h"
+#include "support/modFileHandling_testing.h"
 
 using settingstest::Fixture;
 using settingstest::Strings;

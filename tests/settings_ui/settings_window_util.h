@@ -8,6 +8,7 @@
 #include "settings/modSettingsStore.h"
 #include "settings_ui/cListHandler.h"
 #include "settings_ui/frmSettings.h"
+#include "settings_ui/frmSettings_testing.h"
 #include "settings_ui/modControlHost.h"
 #include "settings_ui/settings_dialogs.h"
 #include "settings_ui/spreadsheet/spreadsheet_control.h"
@@ -73,9 +74,13 @@ public:
     }
 
     HWND hWnd() const { return form->hWnd(); }
-    HWND page() const { return form->Controls() ? form->Controls()->Window(L"CurrTab") : nullptr; }
+    HWND page() const {
+        return frmSettingsTesting::Controls(*form) ? frmSettingsTesting::Controls(*form)->Window(L"CurrTab") : nullptr;
+    }
     HWND pageControl(int id) const { return GetDlgItem(page(), id); }
-    HWND gridHost() const { return form->Controls() ? form->Controls()->Window(L"exsList") : nullptr; }
+    HWND gridHost() const {
+        return frmSettingsTesting::Controls(*form) ? frmSettingsTesting::Controls(*form)->Window(L"exsList") : nullptr;
+    }
     HWND gridWindow() const { return GetWindow(gridHost(), GW_CHILD); }
     static bool shown(HWND w) { return w && (GetWindowLongW(w, GWL_STYLE) & WS_VISIBLE) != 0; }
 

@@ -5,9 +5,11 @@
 // question when no component can be made).
 #include <doctest/doctest.h>
 
+#include "settings_ui/cListHandler_testing.h"
 #include "settings_ui/spreadsheet/sheet_model.h"
 #include "support/modErroHandling.h"
 #include "support/modShell.h"
+#include "support/modShell_testing.h"
 #include "testbed/owc/owc_standins.h"
 #include "tests/settings_ui/settings_window_util.h"
 
@@ -96,7 +98,7 @@ TEST_CASE("component creation: the first component that can be made is used and 
         // OWC 10 and 11 get a licence entry, so the container creates them
         // with the run-time key they offer; the others are created plainly.
         CHECK(made.throughLicence == (c.expected == Component::Owc10 || c.expected == Component::Owc11));
-        CHECK(s.grid.NewerComponent() == c.newer);
+        CHECK(cListHandlerTesting::NewerComponent(s.grid) == c.newer);
         CHECK(s.controls.Item(L"exsList"));
 
         // The refusals of the component's stand-in would have failed the

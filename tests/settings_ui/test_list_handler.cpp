@@ -6,6 +6,7 @@
 #include "attachments/frmTimer.h"
 #include "support/modGlobals.h"
 #include "settings_ui/cListHandler.h"
+#include "settings_ui/cListHandler_testing.h"
 #include "settings_ui/spreadsheet/sheet_objects.h"
 #include "support/modErroHandling.h"
 #include "support/modScriptingDic.h"
@@ -41,7 +42,7 @@ struct Grid {
         grid.Height = 6000;
         grid.Width(6500);
         grid.Visible(true);
-        REQUIRE(grid.subAttach(qbx::Disp(static_cast<IDispatch*>(extender.get())), true));
+        REQUIRE(grid.fncAttach(qbx::Disp(static_cast<IDispatch*>(extender.get())), true));
         grid.SetValue(L"A1", qbx::Variant(L"Document libraries"));  // the page's header
     }
     ~Grid() { qbxtest::resetAddinState(); }
@@ -123,7 +124,7 @@ TEST_CASE("check boxes: an empty cell reads as checked, the characters written f
 TEST_CASE("selection: a header cell moves to row 2; the program's own moves raise nothing; a click toggles a box") {
     Grid g;
     std::vector<std::wstring> raised;
-    g.grid.setSelectionChangeListener([&](const std::wstring& a) { raised.push_back(a); });
+    cListHandlerTesting::setSelectionChangeListener(g.grid, [&](const std::wstring& a) { raised.push_back(a); });
     g.grid.RaiseEventsEnabled(true);
 
     g.sheet().select(qbx::sheet::parseAddress(L"C1"));

@@ -8,6 +8,7 @@
 
 #include "support/modLanguage.h"
 #include "tests/settings_ui/settings_window_util.h"
+#include "settings_ui/frmSettings_testing.h"
 
 #include <cstdlib>
 

@@ -10,6 +10,7 @@
 #include "support/phrases.h"
 #include "testbed/sharepoint/spemu_client.h"
 #include "tests/settings_ui/settings_window_util.h"
+#include "settings_ui/frmSettings_testing.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -159,7 +160,7 @@ TEST_CASE("the page shows the stored settings, and OK stores them back unchanged
         CHECK((IsDlgButtonChecked(w.page(), IDC_CHKALWAYSDEFAULT) == BST_CHECKED) == c.opening.always);
 
         Window::command(w.hWnd(), IDOK, BN_CLICKED);
-        CHECK(w.form->Closed());
+        CHECK(frmSettingsTesting::Closed(*w.form));
         CHECK_FALSE(Window::shown(w.hWnd()));
         const windowtest::Stored s = w.stored();
         Strings sorted = lines(c.opening.sites);  // the grid hands its rows over sorted
@@ -200,7 +201,7 @@ TEST_CASE("a 2,000-character address typed into the grid: offered by the default
         CHECK(gridRows(w) == both);
 
         Window::command(w.hWnd(), button, BN_CLICKED);
-        CHECK(w.form->Closed());
+        CHECK(frmSettingsTesting::Closed(*w.form));
         CHECK(objPersonalSettings->strDefaultSite == typed);
         const windowtest::Stored s = w.stored();
         CHECK(lines(s.sites) == (button == IDOK ? both : Strings{L"http://a/lib/"}));
@@ -218,7 +219,7 @@ TEST_CASE("OK with blnEndWithClose: the settings are stored, the window stays lo
     CHECK(blnShuttingDown);
     CHECK_FALSE(ouaOutlook);
     CHECK(Window::shown(w.hWnd()));
-    CHECK_FALSE(w.form->Closed());
+    CHECK_FALSE(frmSettingsTesting::Closed(*w.form));
     CHECK_FALSE(w.form->objPrevControl);
     CHECK_FALSE(blnErrorOccurred);
 }
@@ -226,7 +227,7 @@ TEST_CASE("OK with blnEndWithClose: the settings are stored, the window stays lo
 TEST_CASE("the settings button's window: modal, never ends the add-in, and a stopped add-in leaves none waiting") {
     windowtest::Session session;
     hosttest::SpreadsheetClass spreadsheetClass;
-    REQUIRE(subLoadSettings());
+    REQUIRE(fncLoadSettings());
     long opened = 0;
     // The window is answered as soon as it has loaded: Cancel, as a user would.
     subSetSettingsOpenedHook([&](frmSettings& form) {

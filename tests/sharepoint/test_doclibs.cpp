@@ -3,6 +3,7 @@
 #include <doctest/doctest.h>
 
 #include "sharepoint/modDocLibs.h"
+#include "sharepoint/modDocLibs_testing.h"
 #include "support/modErroHandling.h"
 #include "testbed/sharepoint/spemu_client.h"
 #include "tests/test_support.h"

@@ -1,6 +1,7 @@
 // The spreadsheet's object model, driven late-bound as the settings grid
 // drives it: addresses, values in every shape, the count formula, sorting,
 // clearing, protection, the HTML print-out and the member policy.
+#include "settings_ui/spreadsheet/sheet_model_testing.h"
 #include "tests/spreadsheet/sheet_fixture.h"
 
 #include <chrono>
@@ -187,7 +188,7 @@ TEST_CASE("ClearContents keeps formats, ClearFormats keeps values, Clear drops b
         CHECK(g.range(L"b2").getObj(L"Font").get(L"Bold").toBool() == c.bold);
         CHECK((g.range(L"b2").getObj(L"Interior").get(L"Color").toLong() == 0xFFFFFF) == !c.bold);
     }
-    CHECK(g.sheet.formatLayers() == 0);
+    CHECK(qbx::sheet::SheetTesting::formatLayers(g.sheet) == 0);
 
     // The grid's defaults, applied twice over whole rows: a layer per format;
     // ClearFormats inside them restores the sheet's own defaults there only.
@@ -195,7 +196,7 @@ TEST_CASE("ClearContents keeps formats, ClearFormats keeps values, Clear drops b
         g.ws.getObj(L"Rows", L"1:1999").getObj(L"Font").put(L"Name", L"Tahoma");
         g.ws.getObj(L"Rows", L"1:1999").getObj(L"Font").put(L"Size", 8);
     }
-    CHECK(g.sheet.formatLayers() == 1);
+    CHECK(qbx::sheet::SheetTesting::formatLayers(g.sheet) == 1);
     auto font = [&](const wchar_t* cell) { return g.range(cell).getObj(L"Font").get(L"Name").toString(); };
     CHECK((font(L"IV1999") == L"Tahoma" && font(L"A2000") == L"Arial"));
     g.range(L"b1:c2").call(L"ClearFormats");

@@ -6,6 +6,7 @@
 #include "support/modGlobals.h"
 #include "support/com/dispatch_object.h"
 #include "support/modErroHandling.h"
+#include "support/modErroHandling_testing.h"
 #include "support/modOutlookCode.h"
 #include "support/phrases.h"
 #include "tests/test_support.h"

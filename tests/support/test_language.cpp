@@ -6,6 +6,7 @@
 #include "support/modGlobals.h"
 #include "support/modErroHandling.h"
 #include "support/modLanguage.h"
+#include "support/modLanguage_testing.h"
 #include "support/phrases.h"
 #include "tests/test_support.h"
 
