@@ -5,19 +5,13 @@
 #include "attachments/dialogs.h"
 #include "attachments/frmChooseSite.h"
 #include "attachments/frmChooseSite_testing.h"
+#include "tests/doctest_strings.h"
 #include "tests/test_support.h"
 
 #include <doctest/doctest.h>
 
 #include <functional>
 #include <string>
-
-namespace doctest {
-template <>
-struct StringMaker<std::wstring> {
-    static String convert(const std::wstring& value) { return ("L\"" + qbxtest::narrow(value) + "\"").c_str(); }
-};
-}  // namespace doctest
 
 namespace choosertest {
 
