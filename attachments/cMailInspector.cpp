@@ -86,7 +86,7 @@ void cMailInspector::setCmdSettings(const qbx::Disp& button) {
                                         if (fncIsOwnClick(a.obj(0))) cmdSettings_Click();
                                     }},
                                },
-                            qbx::Pin(static_cast<IDispatch*>(this)));
+                               qbx::Pin(static_cast<IDispatch*>(this)));
 }
 
 void cMailInspector::setOuiMailItem(const qbx::Disp& mailItem) {
@@ -120,7 +120,7 @@ void cMailInspector::setOuiMyInspector(const qbx::Disp& inspector) {
                                       ouiMyInspector_Close();
                                   }},
                              },
-                            qbx::Pin(static_cast<IDispatch*>(this)));
+                             qbx::Pin(static_cast<IDispatch*>(this)));
 }
 
 void cMailInspector::subAddButtons() {
