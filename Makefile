@@ -5,7 +5,10 @@
 #               (the x86 build's under Wine's 32-bit loader, names ending _x86)
 # ARCH=x86 makes demo and bench use the 32-bit build (default x64).
 # make dist builds the MSI packages (64- and 32-bit, per machine and per
-# user) into dist/.
+# user) into dist/, the DLLs and the packages signed when a certificate is
+# given: SIGN_CERT=cert.pem SIGN_KEY=key.pem, or SIGN_PKCS12=cert.pfx with
+# SIGN_PASSWORD (environment) or SIGN_PASSWORD_FILE; SIGN_TIMESTAMP=URL
+# optional. As make variables or in the environment.
 # Both install what is missing first (Debian packages), so they work on a
 # fresh machine.
 
@@ -13,6 +16,9 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 ARCH ?= x64
 DIST ?= dist
+# Handed to installer/make_msi.py through the environment, so a password
+# never shows on a command line.
+export SIGN_CERT SIGN_KEY SIGN_PKCS12 SIGN_PASSWORD SIGN_PASSWORD_FILE SIGN_TIMESTAMP
 
 .PHONY: all deps build build-x64 build-x86 test demo clean bench dist
 
@@ -47,6 +53,8 @@ dist: build
 	  python3 installer/make_msi.py --dll $(BUILD)/$$arch/quillbox.dll --arch $$arch --scope $$scope \
 	    --out-dir $(DIST) || exit 1; \
 	done; done
+	@if [ -n "$$SIGN_CERT$$SIGN_PKCS12" ]; then echo "dist: the DLLs and the packages are signed"; \
+	 else echo "dist: no certificate given (SIGN_CERT and SIGN_KEY, or SIGN_PKCS12): the packages are NOT signed"; fi
 
 bench: build-$(ARCH)
 	@bash bench/run_bench.sh $(BUILD)/$(ARCH)

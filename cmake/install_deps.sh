@@ -2,10 +2,12 @@
 # Installs the Debian packages the build and the tests need, when missing:
 # the cross compilers, 64-bit Wine and 32-bit Wine (wine32:i386, so the x86
 # build's programs run in the same WoW64 prefix kind as the x64 ones), and
-# msitools with wixl for the MSI packages.
+# msitools with wixl for the MSI packages, osslsigncode and openssl to sign
+# them (and to make the tests' throw-away certificate).
 set -eu
 packages=(cmake make python3 g++-mingw-w64-x86-64 g++-mingw-w64-i686 mingw-w64-tools wine wine64
-          xvfb xdotool xauth doctest-dev curl imagemagick msitools wixl)
+          xvfb xdotool xauth doctest-dev curl imagemagick msitools wixl
+          osslsigncode openssl)
 wine32=wine32:i386
 
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }

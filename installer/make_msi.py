@@ -7,6 +7,11 @@ Writes DIR/Quillbox-<version>-<arch>.msi (per machine) or
 DIR/Quillbox-<version>-<arch>-user.msi (per user) and prints its path.
 The version and the publisher are read from the DLL's version resource.
 
+With a certificate (sign.py's options, or the SIGN_* environment variables
+`make dist` passes on) the DLL is signed before it goes into the package and
+the package is signed after; without one both stay unsigned, and it says so
+on standard error.
+
 The package copies the DLL into its folder and writes the add-in's registry
 values (registry_keys.txt) through the installer's own Registry table, in the
 registry view of its bitness; nothing is self-registered. Each of the four
@@ -24,6 +29,7 @@ from xml.sax.saxutils import quoteattr
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import dll_version  # noqa: E402
+import sign  # noqa: E402
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(HERE)
@@ -129,7 +135,12 @@ def main():
     p.add_argument("--scope", required=True, choices=["machine", "user"])
     p.add_argument("--out-dir", required=True)
     p.add_argument("--wxs", help="also keep the generated WiX source here")
+    sign.add_arguments(p)
     a = p.parse_args()
+    try:
+        signer = sign.Signer.from_args(a)
+    except sign.SigningError as e:
+        sys.exit("make_msi.py: %s" % e)
     with open(a.dll, "rb") as f:
         data = f.read()
     version = dll_version.product_version(data)
@@ -141,11 +152,25 @@ def main():
     out = os.path.abspath(os.path.join(a.out_dir, package_name(version, a.arch, a.scope)))
     # wixl finds its source files relative to the working folder only.
     with tempfile.TemporaryDirectory(prefix="qbx-msi.") as stage:
-        shutil.copyfile(a.dll, os.path.join(stage, "quillbox.dll"))
+        staged_dll = os.path.join(stage, "quillbox.dll")
+        shutil.copyfile(a.dll, staged_dll)
         shutil.copyfile(ICON, os.path.join(stage, "quillbox.ico"))
         with open(os.path.join(stage, "quillbox.wxs"), "w", encoding="utf-8") as f:
             f.write(source)
-        subprocess.run(["wixl", "-a", a.arch, "-o", out, "quillbox.wxs"], cwd=stage, check=True)
+        try:
+            # The DLL is signed before it goes in: Office checks the DLL it
+            # loads, Windows Installer the package.
+            if signer.enabled:
+                signer.sign(staged_dll)
+            subprocess.run(["wixl", "-a", a.arch, "-o", out, "quillbox.wxs"], cwd=stage, check=True)
+            if signer.enabled:
+                signer.sign(out)
+        except sign.SigningError as e:
+            if os.path.exists(out):
+                os.remove(out)
+            sys.exit("make_msi.py: %s" % e)
+    if not signer.enabled:
+        print("%s: not signed (no certificate given)" % os.path.basename(out), file=sys.stderr)
     print(out)
 
 

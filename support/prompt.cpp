@@ -1,11 +1,113 @@
 #include "prompt.h"
 #include "prompt_testing.h"
 
+#include "support/phrases.h"
+
+#include <cstring>
 #include <vector>
 
 namespace qbx {
 
 namespace {
+
+// The input box: a modal dialog built in memory, laid out as Windows users
+// know it from Office (the prompt at the top left, OK and Cancel at the
+// right, the answer's line along the bottom). Sizes in dialog units.
+constexpr WORD kInputEdit = 100;
+constexpr WORD kInputPrompt = 101;
+constexpr WORD kButtonClass = 0x0080, kEditClass = 0x0081, kStaticClass = 0x0082;
+
+class DialogTemplate {
+public:
+    DialogTemplate(const std::wstring& title, WORD items) {
+        DLGTEMPLATE t{};
+        t.style = DS_MODALFRAME | DS_SETFONT | DS_CENTER | WS_POPUP | WS_CAPTION | WS_SYSMENU;
+        t.cdit = items;
+        t.cx = 250;
+        t.cy = 84;
+        append(&t, sizeof t);
+        words_.push_back(0);  // no menu
+        words_.push_back(0);  // the standard dialog class
+        text(title);
+        words_.push_back(8);  // the dialog font's point size
+        text(L"MS Shell Dlg");
+    }
+    void item(DWORD style, short x, short y, short cx, short cy, WORD id, WORD cls, const std::wstring& caption) {
+        if (words_.size() % 2) words_.push_back(0);  // each item starts on a DWORD boundary
+        DLGITEMTEMPLATE i{};
+        i.style = style | WS_CHILD | WS_VISIBLE;
+        i.x = x;
+        i.y = y;
+        i.cx = cx;
+        i.cy = cy;
+        i.id = id;
+        append(&i, sizeof i);
+        words_.push_back(0xFFFF);
+        words_.push_back(cls);
+        text(caption);
+        words_.push_back(0);  // no creation data
+    }
+    const DLGTEMPLATE* get() const { return reinterpret_cast<const DLGTEMPLATE*>(words_.data()); }
+
+private:
+    void append(const void* data, size_t bytes) {
+        const size_t at = words_.size();
+        words_.resize(at + bytes / sizeof(WORD));
+        std::memcpy(words_.data() + at, data, bytes);
+    }
+    void text(const std::wstring& s) {
+        words_.insert(words_.end(), s.begin(), s.end());
+        words_.push_back(0);
+    }
+    std::vector<WORD> words_;
+};
+
+struct InputBoxState {
+    const Prompt* prompt;
+    PromptAnswer answer;
+};
+
+INT_PTR CALLBACK inputBoxProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_INITDIALOG) {
+        SetWindowLongPtrW(dialog, DWLP_USER, lParam);
+        const auto* state = reinterpret_cast<InputBoxState*>(lParam);
+        HWND edit = GetDlgItem(dialog, kInputEdit);
+        SetWindowTextW(edit, state->prompt->defaultText.c_str());
+        SendMessageW(edit, EM_SETSEL, 0, -1);
+        SetFocus(edit);
+        return FALSE;  // the focus is set
+    }
+    if (message == WM_COMMAND && (LOWORD(wParam) == IDOK || LOWORD(wParam) == IDCANCEL)) {
+        auto* state = reinterpret_cast<InputBoxState*>(GetWindowLongPtrW(dialog, DWLP_USER));
+        state->answer.button = LOWORD(wParam);
+        if (state->answer.button == IDOK) {
+            HWND edit = GetDlgItem(dialog, kInputEdit);
+            std::wstring text(static_cast<size_t>(GetWindowTextLengthW(edit)) + 1, L'\0');
+            text.resize(static_cast<size_t>(GetWindowTextW(edit, text.data(), static_cast<int>(text.size()))));
+            state->answer.text = std::move(text);
+        }
+        EndDialog(dialog, state->answer.button);
+        return TRUE;
+    }
+    return FALSE;
+}
+
+PromptAnswer showInputBox(const Prompt& p) {
+    DialogTemplate t(p.title, 4);
+    t.item(SS_LEFT | SS_NOPREFIX, 7, 7, 172, 48, kInputPrompt, kStaticClass, p.text);
+    t.item(BS_DEFPUSHBUTTON | WS_TABSTOP, 186, 7, 57, 14, IDOK, kButtonClass, LNGOK.empty() ? L"OK" : LNGOK);
+    t.item(BS_PUSHBUTTON | WS_TABSTOP, 186, 25, 57, 14, IDCANCEL, kButtonClass,
+           LNGCANCEL.empty() ? L"Cancel" : LNGCANCEL);
+    t.item(ES_AUTOHSCROLL | WS_BORDER | WS_TABSTOP, 7, 62, 236, 13, kInputEdit, kEditClass, L"");
+    InputBoxState state{&p, {}};
+    state.answer.button = IDCANCEL;
+    // Owned by the window the question is about (the settings window), so it
+    // stays in front of it and that window waits for the answer.
+    if (DialogBoxIndirectParamW(GetModuleHandleW(nullptr), t.get(), GetActiveWindow(), &inputBoxProc,
+                                reinterpret_cast<LPARAM>(&state)) <= 0)
+        return PromptAnswer{IDCANCEL, {}};
+    return state.answer;
+}
 
 PromptHandler& handler() {
     static PromptHandler h;
@@ -24,16 +126,17 @@ PromptAnswer ask(const Prompt& p) {
         a.text = buf.data();
         return a;
     }
-    PromptAnswer a;
-    if (p.kind == PromptKind::Message) {
-        a.button = MessageBoxW(nullptr, p.text.c_str(), p.title.c_str(), p.style | MB_SETFOREGROUND);
-    } else {
-        a.button = IDCANCEL;  // the input dialog itself lives with the settings window
-    }
-    return a;
+    return showPromptWindow(p);
 }
 
 }  // namespace
+
+PromptAnswer showPromptWindow(const Prompt& p) {
+    if (p.kind == PromptKind::Input) return showInputBox(p);
+    PromptAnswer a;
+    a.button = MessageBoxW(nullptr, p.text.c_str(), p.title.c_str(), p.style | MB_SETFOREGROUND);
+    return a;
+}
 
 void setPromptHandler(PromptHandler h) { handler() = std::move(h); }
 

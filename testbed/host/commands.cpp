@@ -59,6 +59,7 @@ const std::vector<CommandLineOption>& commandLineOptions() {
         {L"--addin", L"PROGID", [](Options& o, const std::wstring& v) { o.onlyAddins.push_back(v); }, true},
         {L"--no-addins", nullptr, [](Options& o, const std::wstring&) { o.noAddins = true; }},
         {L"--no-outlook-class", nullptr, [](Options& o, const std::wstring&) { o.outlookClass = false; }},
+        {L"--show-prompts", nullptr, [](Options& o, const std::wstring&) { o.showPrompts = true; }},
     };
     return table;
 }

@@ -80,6 +80,9 @@ struct Options {
     // Offer the emulated Outlook as the running "Outlook.Application", so
     // that creating it by ProgID attaches to it, as with Outlook itself.
     bool outlookClass = true;
+    // Prompts and the library chooser with no answer queued are left to a
+    // person: the real windows, answered by hand (or by a screenshot script).
+    bool showPrompts = false;
 };
 
 class Host {
@@ -171,6 +174,8 @@ private:
     std::wstring chooserOwner_, settingsOwner_;
     std::wstring ownerOf(HWND window);
     std::deque<Words> configureSteps_;
+    ULONGLONG settingsPauseUntil_ = 0;  // "configure pause": no step before this tick count
+    bool settingsStepRunning_ = false;
     long settingsWindows_ = 0;
     std::set<HWND> settingsStarted_;  // windows whose steps are being played
     long prompts_ = 0;

@@ -10,6 +10,7 @@
 #include "testbed/host/host.h"
 
 #include "attachments/dialogs.h"
+#include "support/prompt_testing.h"
 #include "testbed/outlook/emu_words.h"
 #include "testbed/sharepoint/spemu_client.h"
 
@@ -193,6 +194,18 @@ int Host::answerPrompt(int kind, const std::wstring& text, const std::wstring& t
     if (!answers_.empty()) {
         a = answers_.front();
         answers_.pop_front();
+    } else if (options_.showPrompts) {
+        // The add-in's own window, as it shows it outside the test bed.
+        qbx::Prompt p;
+        p.kind = kind == 1 ? qbx::PromptKind::Input : qbx::PromptKind::Message;
+        p.text = text;
+        p.title = title;
+        p.style = style;
+        p.defaultText = defaultText;
+        say(L"  showing the " + std::wstring(kind == 1 ? L"input box" : L"message") + L" " + quoted(title));
+        const qbx::PromptAnswer shown = qbx::showPromptWindow(p);
+        a.button = shown.button;
+        a.text = shown.text;
     } else {
         a.button = kind == 1 ? IDCANCEL : cautiousButton(style);
     }
@@ -453,6 +466,9 @@ void Host::answerChooser(HWND dialog) {
     if (!choices_.empty()) {
         c = choices_.front();
         choices_.pop_front();
+    } else if (options_.showPrompts) {
+        say(L"  library chooser shown, for a person to answer");
+        return;
     } else {
         c.action = L"cancel";
     }

@@ -112,6 +112,9 @@ void Host::driveSettings(HWND window) {
 }
 
 void Host::playSettingsStep(HWND window) {
+    // A step that opened a modal window (an input box a person answers) is
+    // still running: the timer ticks inside its message loop play nothing.
+    if (settingsStepRunning_ || GetTickCount64() < settingsPauseUntil_) return;
     if (configureSteps_.empty()) {
         // Nothing more queued: the user closes the window.
         KillTimer(window, kStepTimer);
@@ -121,6 +124,11 @@ void Host::playSettingsStep(HWND window) {
     }
     Words w = configureSteps_.front();
     configureSteps_.pop_front();
+    struct Running {
+        bool& flag;
+        explicit Running(bool& f) : flag(f) { flag = true; }
+        ~Running() { flag = false; }
+    } running(settingsStepRunning_);
     findCommand(configureCommands(), w[1])->run(*this, window, w);
 }
 
@@ -161,6 +169,12 @@ const std::vector<Host::SettingsStep>& Host::configureCommands() {
              command(pageOf(window), IDC_CMDBROWSE, BN_CLICKED);
          },
          L"presses the page's button and answers its input box with SITE"},
+        {L"press-add", L"",
+         [](Host& h, HWND window, const Words&) {
+             h.say(L"    pressed the page's button; its input box takes the next queued answer, or a person's");
+             command(pageOf(window), IDC_CMDBROWSE, BN_CLICKED);
+         },
+         L"presses the page's button and leaves its input box to \"answer\" or (--show-prompts) a person"},
         {L"default", L"URL",
          [](Host& h, HWND window, const Words& w) {
              HWND page = pageOf(window);
@@ -184,6 +198,12 @@ const std::vector<Host::SettingsStep>& Host::configureCommands() {
              h.say(std::wstring(L"    \"always use the default\" ") + (on ? L"on" : L"off"));
          },
          L"sets \"always use the default\""},
+        {L"pause", L"SECONDS",
+         [](Host& h, HWND, const Words& w) {
+             h.settingsPauseUntil_ = GetTickCount64() + 1000ull * static_cast<ULONGLONG>(_wtol(w[2].c_str()));
+             h.say(L"    pause " + w[2] + L" s");
+         },
+         L"leaves the window as it is for SECONDS (for a person or a screenshot to look)"},
         {L"ok", L"", press, L"presses OK"},
         {L"cancel", L"", press, L"presses Cancel"},
     };

@@ -2,12 +2,14 @@
 # The MSI packages of one architecture, built from the build's DLL and put
 # through their life under Wine in a fresh prefix of their own:
 #   installer_test.sh BUILD_DIR VERSION
-# For the per-machine and the per-user package in turn:
+# The packages are signed with a throw-away certificate, as `make dist` signs
+# them with a real one. For the per-machine and the per-user package in turn:
 #  - the package has no self-registration, says VERSION, and its Registry
 #    table holds exactly the values regsvr32 (or regsvr32 /n /i:user) writes;
 #  - msiexec /i /qn writes in each registry view exactly what regsvr32 writes,
-#    the DLL lands in the install folder, Add/Remove Programs shows one entry
-#    with publisher, version, icon, help link and no "modify";
+#    the package's DLL lands in the install folder with its signature intact,
+#    Add/Remove Programs shows one entry with publisher, version, icon, help
+#    link and no "modify";
 #  - the emulated Outlook loads the add-in from the registry (no regsvr32)
 #    and plays the demo scenario to its end;
 #  - a repair brings back a deleted DLL; version N+1 installed over N leaves
@@ -79,11 +81,18 @@ uninstall_entries() {
 next_dll="$work/next/quillbox.dll"
 mkdir -p "$work/next" "$work/files"
 next=$(python3 "$here/next_version.py" "$dll" "$next_dll") || exit 1
+"$here/throwaway_cert.sh" "$work/cert" || { echo "FAILED: making the throw-away certificate"; exit 1; }
 for scope in machine user; do
-  python3 "$root/installer/make_msi.py" --dll "$dll" --arch "$QBX_ARCH" --scope "$scope" --out-dir "$work/msi" >/dev/null &&
-    python3 "$root/installer/make_msi.py" --dll "$next_dll" --arch "$QBX_ARCH" --scope "$scope" --out-dir "$work/msi" >/dev/null ||
-    { echo "FAILED: building the $scope packages"; exit 1; }
+  for d in "$dll" "$next_dll"; do
+    SIGN_CERT="$work/cert/signer.pem" SIGN_KEY="$work/cert/signer.key" \
+      python3 "$root/installer/make_msi.py" --dll "$d" --arch "$QBX_ARCH" --scope "$scope" --out-dir "$work/msi" >/dev/null ||
+      { echo "FAILED: building the $scope packages"; exit 1; }
+  done
 done
+# The DLL a package installs (signed, so no longer the build's bytes).
+packaged_dll() {
+  rm -rf "$work/$2" && mkdir -p "$work/$2" && (cd "$work/$2" && msiextract "$1" >/dev/null) && find "$work/$2" -name quillbox.dll
+}
 for name in "Quarterly report.txt" "Costs & budget 2024.csv" notes.txt; do
   printf 'The file %s.\r\n' "$name" >"$work/files/$name"
 done
@@ -109,6 +118,8 @@ for scope in machine user; do
   fi
   folder_unix="$WINEPREFIX/drive_c/$(echo "${folder#C:\\}" | tr '\\' /)"
   echo "=== $scope package $(basename "$msi") ($QBX_ARCH, $own-bit view)"
+  signed_dll=$(packaged_dll "$msi" "dll-$scope")
+  signed_next_dll=$(packaged_dll "$msi_next" "next-dll-$scope")
 
   # The package itself.
   check "$scope: the package is there" [ -f "$msi" ]
@@ -141,7 +152,9 @@ for scope in machine user; do
     entries added "$work/before-$v" "$work/installed-$v" "$folder\\quillbox.dll" >"$work/by-msi-$v"
     same "$scope: the $v-bit view holds what regsvr32 writes there" "$work/by-regsvr32-$v" "$work/by-msi-$v"
   done
-  check "$scope: the DLL in $folder" cmp -s "$dll" "$folder_unix/quillbox.dll"
+  check "$scope: the package's DLL in $folder" cmp -s "$signed_dll" "$folder_unix/quillbox.dll"
+  check "$scope: its signature verifies" eval \
+    'osslsigncode verify -CAfile "$work/cert/ca.pem" -in "$folder_unix/quillbox.dll" >/dev/null 2>&1'
   arp=$(uninstall_entries)
   check "$scope: one Add/Remove Programs entry" [ "$(echo "$arp" | grep -c .)" = 1 ]
   check "$scope: its name, publisher, version, help link, no modify" eval '
@@ -176,16 +189,16 @@ for scope in machine user; do
   # documented equivalent, the REINSTALL properties, does.)
   rm -f "$folder_unix/quillbox.dll"
   check "$scope: a repair" msiexec /i "$(qbx_winepath "$msi")" REINSTALL=ALL REINSTALLMODE=omus /qn
-  check "$scope: the deleted DLL is back" cmp -s "$dll" "$folder_unix/quillbox.dll"
+  check "$scope: the deleted DLL is back" cmp -s "$signed_dll" "$folder_unix/quillbox.dll"
 
   # Version N+1 over N: a major upgrade.
   check "$scope: msiexec /i of $next over $version" msiexec /i "$(qbx_winepath "$msi_next")" /qn
   arp=$(uninstall_entries)
   check "$scope: still one Add/Remove Programs entry" [ "$(echo "$arp" | grep -c .)" = 1 ]
   check "$scope: the entry says $next" [ "$(value_of 64 "$arp" DisplayVersion)" = "$next" ]
-  check "$scope: the DLL of $next in place" cmp -s "$next_dll" "$folder_unix/quillbox.dll"
+  check "$scope: the DLL of $next in place" cmp -s "$signed_next_dll" "$folder_unix/quillbox.dll"
   check "$scope: $version over $next is refused" eval '! msiexec /i "$(qbx_winepath "$msi")" /qn'
-  check "$scope: and changes nothing" eval '[ "$(uninstall_entries)" = "$arp" ] && cmp -s "$next_dll" "$folder_unix/quillbox.dll"'
+  check "$scope: and changes nothing" eval '[ "$(uninstall_entries)" = "$arp" ] && cmp -s "$signed_next_dll" "$folder_unix/quillbox.dll"'
 
   # Removed: the registry as it was, and no folder.
   check "$scope: msiexec /x /qn" msiexec /x "$(qbx_winepath "$msi_next")" /qn
