@@ -331,8 +331,23 @@ void frmSettings::tbsSettings_Click() {
                 if (tab && !tab.get(L"EventsEnabled").toBool()) objListHandler->RaiseEventsEnabled(false);
                 if (objListHandler->objHostedControl) objListHandler->objHostedControl.put(L"Top", top);
             }
+            subSetTabOrder();
         }
     });
+}
+
+// The keyboard's order follows the window's: the tab strip, the grid, the
+// page's controls, then the window's own check box and buttons. Both the
+// grid and the page are made after the window's controls, so they are moved
+// up behind the strip (the grid stays above the page, which it overlaps).
+void frmSettings::subSetTabOrder() {
+    HWND after = control(IDC_TBSSETTINGS);
+    for (const wchar_t* name : {L"exsList", L"CurrTab"}) {
+        HWND window = controls_ ? controls_->Window(name) : nullptr;
+        if (!window) continue;
+        SetWindowPos(window, after, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
+        after = window;
+    }
 }
 
 void frmSettings::timDisplayExcelList_Timer() {

@@ -4,6 +4,7 @@
 #include "settings/cListControl.h"
 #include "settings/cPersonalSettings.h"
 #include "settings/cSimpleList.h"
+#include "settings_ui/cDialogForm.h"
 #include "settings_ui/cListHandler.h"
 #include "settings_ui/modControlHost.h"
 #include "settings_ui/modXPlooks.h"
@@ -20,6 +21,9 @@ namespace {
 // The grid's count cell and the page's one column.
 const wchar_t kCountCell[] = L"F1";
 const wchar_t kLastColumn[] = L"A";
+// What the user sees of the grid: column A from the header down to the last
+// data row the window keeps (it clears "a2:e2999" on a tab switch).
+const wchar_t kViewableRange[] = L"A1:A2999";
 // The scheme every site address gets in front, as typed in upper case.
 const wchar_t kHttp[] = L"HTTP://";
 
@@ -137,7 +141,9 @@ void uscPublishSites::subSetCaptions() {
     subSetAction(L"Setting form captions");
     qbx::guarded(L"subSetCaptions", [&] {
         cListHandler& list = grid();
-        list.SetVisibleRange(L"A1:A20");
+        // The list's one column: the header and every data row; the columns
+        // right of it (the count cell among them) are never seen.
+        list.SetVisibleRange(kViewableRange);
         list.SetValue(L"A1", qbx::Variant(LNGSITES));
         list.SetColumnWidth(L"A1", kColumnWidth);
         list.Visible(true);
@@ -153,9 +159,11 @@ void uscPublishSites::subSetCaptions() {
         list.DisplayHorizontalScroll(false);
         list.DisplayVerticalScroll(true);
 
-        SetWindowTextW(control(IDC_CMDBROWSE), (LNGADD + L" ...").c_str());
-        SetWindowTextW(control(IDC_LBLDEFAULT), LNGDEFAULT.c_str());
-        SetWindowTextW(control(IDC_CHKALWAYSDEFAULT), LNGALWAYSUSEDEFAULT.c_str());
+        // Each with a key of its own, so the page works without a mouse
+        // (the default label's key leads to the default box).
+        subSetCaptionsWithMnemonics({{control(IDC_CMDBROWSE), LNGADD + L" ..."},
+                                     {control(IDC_LBLDEFAULT), LNGDEFAULT},
+                                     {control(IDC_CHKALWAYSDEFAULT), LNGALWAYSUSEDEFAULT}});
 
         cWindowSurface surface(hwnd_.get());
         subSetBackColorFromWindow(surface.hDC(), control(IDC_CHKALWAYSDEFAULT));
