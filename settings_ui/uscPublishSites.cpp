@@ -6,6 +6,7 @@
 #include "settings/cSimpleList.h"
 #include "settings_ui/cDialogForm.h"
 #include "settings_ui/cListHandler.h"
+#include "settings_ui/modAccessibility.h"
 #include "settings_ui/modControlHost.h"
 #include "settings_ui/modXPlooks.h"
 #include "settings_ui/settings_dialogs.h"
@@ -164,6 +165,8 @@ void uscPublishSites::subSetCaptions() {
         subSetCaptionsWithMnemonics({{control(IDC_CMDBROWSE), LNGADD + L" ..."},
                                      {control(IDC_LBLDEFAULT), LNGDEFAULT},
                                      {control(IDC_CHKALWAYSDEFAULT), LNGALWAYSUSEDEFAULT}});
+        // The default box has no caption of its own: a screen reader names it by its label.
+        subSetAccessibleName(control(IDC_CMBDEFAULT), LNGDEFAULT);
 
         cWindowSurface surface(hwnd_.get());
         subSetBackColorFromWindow(surface.hDC(), control(IDC_CHKALWAYSDEFAULT));

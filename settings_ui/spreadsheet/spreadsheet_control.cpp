@@ -1,5 +1,6 @@
 #include "settings_ui/spreadsheet/spreadsheet_control.h"
 
+#include "settings_ui/modAccessibility.h"
 #include "support/modGlobals.h"
 
 #include <commctrl.h>
@@ -84,11 +85,13 @@ cSpreadsheetControl::cSpreadsheetControl(qbx::sheet::MemberPolicy policy)
     : Spreadsheet(std::make_shared<qbx::sheet::Sheet>(), std::move(policy)), sheet_(sheetPtr()) {
     ++live;
     sheet_->setView(this);
+    accessLink_->control = this;
 }
 
 cSpreadsheetControl::~cSpreadsheetControl() {
     // The window outlives no object: it is taken down here, cut off from
     // this object first, so its last messages go to DefWindowProc.
+    accessLink_->control = nullptr;  // a screen reader's objects now answer "gone"
     if (window_) SetWindowLongPtrW(window_, 0, 0);
     window_ = nullptr;
     edit_ = nullptr;
@@ -176,7 +179,14 @@ LRESULT cSpreadsheetControl::handle(UINT message, WPARAM w, LPARAM l) {
         case WM_SETFOCUS:
             if (edit_) SetFocus(edit_);
             refresh();
+            announceActiveCell(true);
             return 0;
+        case WM_GETOBJECT:
+            if (static_cast<LONG>(l) == OBJID_CLIENT) {
+                qbx::ComPtr<IAccessible> table = qbx::ComPtr<IAccessible>::attach(fncCreateGridAccessible(accessLink_));
+                if (LRESULT answer = fncAnswerGetObject(w, table.get())) return answer;
+            }
+            break;
         case WM_KILLFOCUS:
             refresh();
             return 0;
@@ -291,6 +301,27 @@ void cSpreadsheetControl::invalidate() {
     if (!window_) return;
     updateScrollBars();
     refresh();
+    announceActiveCell();
+}
+
+bool cSpreadsheetControl::hasFocus() const {
+    HWND focus = GetFocus();
+    return window_ && (focus == window_ || (edit_ && focus == edit_));
+}
+
+void cSpreadsheetControl::announceActiveCell(bool always) {
+    if (!window_) return;
+    const int row = sheet_->activeRow(), column = sheet_->activeColumn();
+    if (!always && row == announcedRow_ && column == announcedColumn_) return;
+    announcedRow_ = row;
+    announcedColumn_ = column;
+    const long id = fncCellChildId(row, column);
+    NotifyWinEvent(EVENT_OBJECT_SELECTION, window_, OBJID_CLIENT, id);
+    if (hasFocus()) NotifyWinEvent(EVENT_OBJECT_FOCUS, window_, OBJID_CLIENT, id);
+}
+
+void cSpreadsheetControl::announceValue(int row, int column) {
+    if (window_) NotifyWinEvent(EVENT_OBJECT_VALUECHANGE, window_, OBJID_CLIENT, fncCellChildId(row, column));
 }
 
 void cSpreadsheetControl::repaint() {
@@ -755,6 +786,7 @@ void cSpreadsheetControl::moveTo(int row, int column, bool extend) {
     sheet_->select(Rect{std::min(anchorRow_, endRow_), std::min(anchorColumn_, endColumn_),
                         std::max(anchorRow_, endRow_), std::max(anchorColumn_, endColumn_)});
     ensureVisible(row, column);
+    announceActiveCell();
 }
 
 void cSpreadsheetControl::moveBy(int rows, int columns, bool extend) {
@@ -955,6 +987,7 @@ bool cSpreadsheetControl::commitEdit() {
         return false;
     }
     updateScrollBars();
+    announceValue(row, column);
     return true;
 }
 

@@ -30,6 +30,7 @@
 #pragma once
 
 #include "settings_ui/cOleControl.h"
+#include "settings_ui/spreadsheet/grid_accessible.h"
 #include "settings_ui/spreadsheet/sheet_objects.h"
 #include "support/com/win_handles.h"
 
@@ -71,6 +72,7 @@ protected:
 
 private:
     friend struct cSpreadsheetControlTesting;  // spreadsheet_control_testing.h
+    friend class cGridAccessible;              // grid_accessible.cpp
 
     // ---- View: what the sheet asks of the window
     void setViewableRange(const qbx::sheet::Rect& r) override;
@@ -121,6 +123,12 @@ private:
     void scrollColumns(int delta);
     bool onKey(UINT key);
     void nextControl(bool previous);
+    // The grid or its cell editor has the keyboard.
+    bool hasFocus() const;
+    // Tells screen readers where the active cell is now (focus and
+    // selection events) when it moved since they were last told.
+    void announceActiveCell(bool always = false);
+    void announceValue(int row, int column);
 
     // ---- editing
     enum class EditMode { None, Enter, Edit };  // Enter: started by typing; Edit: F2 or double click
@@ -138,6 +146,8 @@ private:
     HWND edit_ = nullptr;
     EditMode editMode_ = EditMode::None;
     bool settling_ = false;
+    std::shared_ptr<cGridAccessLink> accessLink_ = std::make_shared<cGridAccessLink>();
+    int announcedRow_ = 0, announcedColumn_ = 0;
     int editRow_ = 0, editColumn_ = 0;
     int topRow_ = 1, leftColumn_ = 1;  // first row and column shown below / right of the frozen ones
     int anchorRow_ = 1, anchorColumn_ = 1, endRow_ = 1, endColumn_ = 1;  // selection made by the keys or mouse
