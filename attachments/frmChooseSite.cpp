@@ -5,6 +5,8 @@
 #include "support/modGlobals.h"
 #include "settings/cListControl.h"
 #include "settings/cPersonalSettings.h"
+#include "settings_ui/cDialogForm.h"
+#include "settings_ui/modAccessibility.h"
 #include "settings_ui/modXPlooks.h"
 #include "support/modErroHandling.h"
 #include "support/modHtml.h"
@@ -183,12 +185,26 @@ void frmChooseSite::subSetCaptions() {
     subSetAction(L"Setting captions on form controls");
     qbx::guarded(L"subSetCaptions", [&] {
         SetWindowTextW(hwnd_, LNGCHOOSE.c_str());
-        SetWindowTextW(control(IDC_FRAPREDEFINED), LNGPREDEFINED.c_str());
-        SetWindowTextW(control(IDC_LBLSITE), LNGSITES.c_str());
-        SetWindowTextW(control(IDC_CHKDEFAULT), LNGDEFAULT.c_str());
-        SetWindowTextW(control(IDC_FRANEWSITE), LNGNEW.c_str());
-        SetWindowTextW(control(IDC_CHKADD), LNGADD.c_str());
-        SetWindowTextW(control(IDC_LBLFILENAME), LNGFILENAME.c_str());
+        // Each with a key of its own, so the chooser works without a mouse:
+        // a frame's key leads to its option button, a label's to its box.
+        subSetCaptionsWithMnemonics({{control(IDC_FRAPREDEFINED), LNGPREDEFINED},
+                                     {control(IDC_LBLSITE), LNGSITES},
+                                     {control(IDC_CHKDEFAULT), LNGDEFAULT},
+                                     {control(IDC_FRANEWSITE), LNGNEW},
+                                     {control(IDC_CHKADD), LNGADD},
+                                     {control(IDC_LBLFILENAME), LNGFILENAME}});
+        // Each option button carries its frame's caption and key (too narrow
+        // to show it): the key picks the option even while its frame is
+        // switched off, and a screen reader names the option by it.
+        for (const auto& [frame, option] : {std::pair{IDC_FRAPREDEFINED, IDC_OPTPREDEFINED}, std::pair{IDC_FRANEWSITE, IDC_OPTNEW}}) {
+            wchar_t caption[256] = {};
+            GetWindowTextW(control(frame), caption, 256);
+            SetWindowTextW(control(option), caption);
+        }
+        // Controls without a caption of their own are named by their labels.
+        subSetAccessibleName(control(IDC_LSTSITES), LNGSITES);
+        subSetAccessibleName(control(IDC_TXTNEWSITE), LNGNEW);
+        subSetAccessibleName(control(IDC_TXTFILENAME), LNGFILENAME);
         SetWindowTextW(control(IDOK), LNGOK.c_str());
         SetWindowTextW(control(IDCANCEL), LNGCANCEL.c_str());
 

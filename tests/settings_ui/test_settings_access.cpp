@@ -9,44 +9,22 @@
 #include "support/modErroHandling.h"
 #include "support/modLanguage.h"
 #include "support/phrases.h"
-#include "tests/settings_ui/person.h"
+#include "tests/person.h"
+#include "tests/reader.h"
+#include "tests/settings_ui/settings_window_util.h"
 
 #include <cstdio>
 #include <vector>
 
-using windowtest::Person;
+using persontest::Person;
 using windowtest::Window;
+using namespace readertest;
 
 namespace {
 
 const std::wstring kLibraries[] = {L"http://server/Documents/", L"http://server/sites/team/Proposals/",
                                    L"http://server/sites/team/Shared Documents/"};
 
-qbx::ComPtr<IAccessible> accessibleOf(HWND window) {
-    using Fn = HRESULT(WINAPI*)(HWND, DWORD, REFIID, void**);
-    static const auto fromWindow = reinterpret_cast<Fn>(
-        reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(L"oleacc.dll"), "AccessibleObjectFromWindow")));
-    REQUIRE(reinterpret_cast<void*>(fromWindow) != nullptr);
-    qbx::ComPtr<IAccessible> object;
-    REQUIRE(SUCCEEDED(fromWindow(window, static_cast<DWORD>(OBJID_CLIENT), kIID_IAccessible,
-                                 reinterpret_cast<void**>(object.put()))));
-    REQUIRE(object);
-    return object;
-}
-
-VARIANT child(long id) {
-    VARIANT v;
-    VariantInit(&v);
-    v.vt = VT_I4;
-    v.lVal = id;
-    return v;
-}
-
-std::wstring nameOf(IAccessible* a, long id = CHILDID_SELF) {
-    qbx::Bstr name;
-    if (a->get_accName(child(id), name.put()) != S_OK) return L"<none>";
-    return name.str();
-}
 std::wstring valueOf(IAccessible* a, long id) {
     qbx::Bstr value;
     if (a->get_accValue(child(id), value.put()) != S_OK) return L"<none>";

@@ -8,12 +8,13 @@
 #include "support/modLanguage.h"
 #include "support/phrases.h"
 #include "testbed/sharepoint/spemu_client.h"
-#include "tests/settings_ui/person.h"
+#include "tests/person.h"
+#include "tests/settings_ui/settings_window_util.h"
 
 #include <vector>
 
 using windowtest::Opening;
-using windowtest::Person;
+using persontest::Person;
 using windowtest::Window;
 using Strings = std::vector<std::wstring>;
 

@@ -1,15 +1,15 @@
-// A person at the settings window: keys go to the control that has the
+// A person at a dialog: keys go to the control that has the
 // focus and mouse clicks to the middle of a control, as posted input, and
 // every message runs through the dialog manager (IsDialogMessage) as in the
 // window's own modal loop, so Tab, Enter, Escape and mnemonics are handled
 // where a person's would be.
 #pragma once
 
-#include "tests/settings_ui/settings_window_util.h"
+#include <windows.h>
 
 #include <string>
 
-namespace windowtest {
+namespace persontest {
 
 class Person {
 public:
@@ -81,4 +81,4 @@ private:
     HWND dialog_;
 };
 
-}  // namespace windowtest
+}  // namespace persontest
