@@ -46,6 +46,15 @@ void subSetMousePointer(int pointer) {
 
 void subSetSettingsOpenedHook(SettingsOpenedHook hook) { openedHook() = std::move(hook); }
 
+namespace {
+SettingsPagesHook& pagesHook() {
+    static SettingsPagesHook hook;
+    return hook;
+}
+}  // namespace
+
+void subSetSettingsPagesHook(SettingsPagesHook hook) { pagesHook() = std::move(hook); }
+
 frmSettings::frmSettings() : cDialogForm(IDD_SETTINGS, L"The settings window") { subRegisterSettingsPages(); }
 
 frmSettings::~frmSettings() { Unload(); }
@@ -218,6 +227,7 @@ void frmSettings::subSetupTabs() {
         HWND strip = control(IDC_TBSSETTINGS);
         TabCtrl_DeleteAllItems(strip);
         subAddUserTabs(*tabs_);
+        if (pagesHook()) pagesHook()(*tabs_);
         const bool blnAdvanced = IsDlgButtonChecked(hwnd_, IDC_CHKADVANCED) == BST_CHECKED;
         int position = 0;
         for (const qbx::Variant& key : qbx::elementsOf(tabs_->dicTabs.get(L"Keys"))) {

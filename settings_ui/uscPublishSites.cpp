@@ -34,6 +34,19 @@ cSimpleList& scratchList() {
     return list;
 }
 
+// The hourglass while the window waits for a server (the request blocks the
+// window's thread, so nothing else would show that it is busy).
+class cBusyCursor {
+public:
+    cBusyCursor() : previous_(SetCursor(LoadCursorW(nullptr, IDC_WAIT))) {}
+    ~cBusyCursor() { SetCursor(previous_); }
+    cBusyCursor(const cBusyCursor&) = delete;
+    cBusyCursor& operator=(const cBusyCursor&) = delete;
+
+private:
+    HCURSOR previous_;
+};
+
 cListHandler& grid() {
     if (!objListHandler) qbx::raiseVb(qbx::vbErrObjectNotSet);
     return *objListHandler;
@@ -237,7 +250,11 @@ void uscPublishSites::cmdBrowse_Click() {
         cSimpleList list;
         subReadGrid(list);
         const long before = list.Count();
-        qbx::Disp found = fncGetListsFromSite(site);
+        qbx::Disp found;
+        {
+            cBusyCursor busy;
+            found = fncGetListsFromSite(site);
+        }
         if (found && found.get(L"Count").toLong() > 0) {
             for (const qbx::Variant& library : qbx::elementsOf(found.get(L"Keys"))) list.Add(library);
         }
