@@ -169,6 +169,10 @@ void uscPublishSites::subSetCaptions() {
         const long height = std::lround((button.top - 6) * twipsY);
         if (list.objHostedControl) list.objHostedControl.put(L"Height", height);
         list.Height = static_cast<short>(height);
+        // ... and is as wide as the page's controls under it.
+        RECT page{};
+        GetClientRect(hwnd_.get(), &page);
+        list.Width(static_cast<short>(std::lround(page.right * fncTwipsPerPixelX(hwnd_.get()))));
         list.EditMode(true);
         list.DisplayHorizontalScroll(false);
         list.DisplayVerticalScroll(true);
