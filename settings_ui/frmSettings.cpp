@@ -6,6 +6,7 @@
 #include "settings/modSettingsStore.h"
 #include "settings_ui/cListHandler.h"
 #include "settings_ui/cTabs.h"
+#include "settings_ui/modAccessibility.h"
 #include "settings_ui/modControlHost.h"
 #include "settings_ui/modXPlooks.h"
 #include "settings_ui/settings_dialogs.h"
@@ -305,6 +306,8 @@ void frmSettings::tbsSettings_Click() {
             if (tabs_->dicTabs.get(L"Exists", caption).toBool()) {
                 tab = tabs_->dicTabs.getObj(L"Item", caption);
                 subSetAction(L"Adding the setting page " + caption);
+                // A screen reader names the strip after the page it shows.
+                subSetAccessibleName(strip, caption);
                 if (!tab.get(L"HasExcelList").toBool()) {
                     if (objListHandler) objListHandler->Visible(false);
                 } else {

@@ -14,6 +14,7 @@
 #include "tests/settings_ui/settings_window_util.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <vector>
 
 using persontest::Person;
@@ -84,16 +85,29 @@ struct Listener {
 };
 
 // The tree as a screen reader walks it, one line per object.
-void printTree(IAccessible* a, const std::wstring& indent, std::wstring& out) {
+void printTree(IAccessible* a, const std::wstring& indent, std::wstring& out, int depth = 0) {
     out += indent + roleName(roleOf(a)) + L" \"" + nameOf(a) + L"\"\n";
     const long n = childCount(a);
-    for (long i = 1; i <= n; ++i) {
+    for (long i = 1; i <= n && depth < 8; ++i) {
         if (auto c = childObject(a, i)) {
-            printTree(c.get(), indent + L"  ", out);
+            printTree(c.get(), indent + L"  ", out, depth + 1);
         } else {
             out += indent + L"  " + roleName(roleOf(a, i)) + L" \"" + nameOf(a, i) + L"\" value \"" + valueOf(a, i) +
                    L"\"\n";
         }
+    }
+}
+
+// The window's controls in tab order, each as a screen reader gets it;
+// containers (the page, the grid's host) are walked through.
+void printWindow(HWND parent, std::wstring& out) {
+    for (HWND c = GetWindow(parent, GW_CHILD); c; c = GetWindow(c, GW_HWNDNEXT)) {
+        if (!IsWindowVisible(c)) continue;
+        if ((GetWindowLongW(c, GWL_EXSTYLE) & WS_EX_CONTROLPARENT) && GetWindow(c, GW_CHILD)) {
+            printWindow(c, out);
+            continue;
+        }
+        printTree(accessibleOf(c).get(), L"  ", out);
     }
 }
 
@@ -121,6 +135,13 @@ TEST_CASE("a screen reader reads the libraries as a table of rows and cells, fol
         CHECK(nameOf(row.get(), 1) == kLibraries[i - 2]);
         CHECK(valueOf(row.get(), 1) == kLibraries[i - 2]);
     }
+
+    // What a screen reader reads of the window, in tab order (printed when
+    // QBX_PRINT_TREE is set).
+    std::wstring tree = roleName(roleOf(accessibleOf(w.hWnd()).get())) + L" \"" + nameOf(accessibleOf(w.hWnd()).get()) + L"\"\n";
+    printWindow(w.hWnd(), tree);
+    if (std::getenv("QBX_PRINT_TREE")) printf("%s", qbxtest::narrow(tree).c_str());
+    CHECK(tree.find(L"cell \"" + kLibraries[2] + L"\"") != std::wstring::npos);
 
     // A person clicks the second library: it is the focus and the
     // selection, and the listener heard so.
@@ -161,16 +182,12 @@ TEST_CASE("a screen reader reads the libraries as a table of rows and cells, fol
     const Named named[] = {
         {w.pageControl(IDC_CMDBROWSE), LNGADD + L" ..."}, {w.pageControl(IDC_CMBDEFAULT), LNGDEFAULT},
         {w.pageControl(IDC_CHKALWAYSDEFAULT), LNGALWAYSUSEDEFAULT}, {w.control(IDOK), LNGOK},
-        {w.control(IDCANCEL), LNGCANCEL},
+        {w.control(IDCANCEL), LNGCANCEL}, {w.control(IDC_TBSSETTINGS), LNGSITES},
     };
     for (const Named& n : named) {
         CAPTURE(qbxtest::narrow(n.name));
         CHECK(nameOf(accessibleOf(n.control).get()) == n.name);
     }
 
-    // What a screen reader reads of the grid (printed for the record).
-    std::wstring tree;
-    printTree(table.get(), L"", tree);
-    printf("%s", qbxtest::narrow(tree).c_str());
     CHECK_FALSE(blnErrorOccurred);
 }
