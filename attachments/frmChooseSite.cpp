@@ -90,6 +90,24 @@ INT_PTR frmChooseSite::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lPar
             SetFocus(control(fncIsChecked(IDC_OPTNEW) ? IDC_TXTNEWSITE : IDC_LSTSITES));
             return FALSE;
         }
+        case WM_MENUCHAR: {
+            // Alt and a key no control took: a switched-off frame's key (the
+            // dialog manager passes over disabled controls) picks the frame's
+            // option, so the other mode is reachable from the keyboard.
+            const std::wstring key(1, static_cast<wchar_t>(LOWORD(wParam)));
+            for (const auto& [frame, option] :
+                 {std::pair{IDC_FRAPREDEFINED, IDC_OPTPREDEFINED}, std::pair{IDC_FRANEWSITE, IDC_OPTNEW}}) {
+                if (IsWindowEnabled(control(frame))) continue;
+                wchar_t caption[256] = {};
+                GetWindowTextW(control(frame), caption, 256);
+                const wchar_t* amp = wcschr(caption, L'&');
+                if (!amp || !qbx::textEquals(std::wstring(1, amp[1]), key)) continue;
+                SendMessageW(control(option), BM_CLICK, 0, 0);
+                SetWindowLongPtrW(hwnd_, DWLP_MSGRESULT, MAKELONG(0, MNC_CLOSE));
+                return TRUE;
+            }
+            return FALSE;
+        }
         case WM_COMMAND: {
             const int id = LOWORD(wParam);
             const int code = HIWORD(wParam);
@@ -193,16 +211,10 @@ void frmChooseSite::subSetCaptions() {
                                      {control(IDC_FRANEWSITE), LNGNEW},
                                      {control(IDC_CHKADD), LNGADD},
                                      {control(IDC_LBLFILENAME), LNGFILENAME}});
-        // Each option button carries its frame's caption and key (too narrow
-        // to show it): the key picks the option even while its frame is
-        // switched off, and a screen reader names the option by it.
-        for (const auto& [frame, option] : {std::pair{IDC_FRAPREDEFINED, IDC_OPTPREDEFINED}, std::pair{IDC_FRANEWSITE, IDC_OPTNEW}}) {
-            wchar_t caption[256] = {};
-            GetWindowTextW(control(frame), caption, 256);
-            SetWindowTextW(control(option), caption);
-        }
         // Controls without a caption of their own are named by their labels.
+        subSetAccessibleName(control(IDC_OPTPREDEFINED), LNGPREDEFINED);
         subSetAccessibleName(control(IDC_LSTSITES), LNGSITES);
+        subSetAccessibleName(control(IDC_OPTNEW), LNGNEW);
         subSetAccessibleName(control(IDC_TXTNEWSITE), LNGNEW);
         subSetAccessibleName(control(IDC_TXTFILENAME), LNGFILENAME);
         SetWindowTextW(control(IDOK), LNGOK.c_str());

@@ -40,9 +40,8 @@ TEST_CASE("chooser without a mouse: Tab in reading order, a key per caption, eve
         person.key(VK_TAB, true);
         CHECK(GetFocus() == form.control(IDCANCEL));
 
-        // The other option by its frame's key (the frame is switched off
-        // while the list is chosen, the option takes the key): the new
-        // library's box has the focus.
+        // The other option by its frame's key, though the frame is switched
+        // off while the list is chosen: the new library's box has the focus.
         const std::wstring frame = choosertest::text(form.control(IDC_FRANEWSITE));
         REQUIRE(frame.find(L'&') != std::wstring::npos);
         person.alt(frame[frame.find(L'&') + 1]);
