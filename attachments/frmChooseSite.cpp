@@ -5,6 +5,8 @@
 #include "support/modGlobals.h"
 #include "settings/cListControl.h"
 #include "settings/cPersonalSettings.h"
+#include "settings_ui/cDialogForm.h"
+#include "settings_ui/modAccessibility.h"
 #include "settings_ui/modXPlooks.h"
 #include "support/modErroHandling.h"
 #include "support/modHtml.h"
@@ -86,6 +88,24 @@ INT_PTR frmChooseSite::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lPar
             }
             // The list has the focus (the dialog starts in list mode).
             SetFocus(control(fncIsChecked(IDC_OPTNEW) ? IDC_TXTNEWSITE : IDC_LSTSITES));
+            return FALSE;
+        }
+        case WM_MENUCHAR: {
+            // Alt and a key no control took: a switched-off frame's key (the
+            // dialog manager passes over disabled controls) picks the frame's
+            // option, so the other mode is reachable from the keyboard.
+            const std::wstring key(1, static_cast<wchar_t>(LOWORD(wParam)));
+            for (const auto& [frame, option] :
+                 {std::pair{IDC_FRAPREDEFINED, IDC_OPTPREDEFINED}, std::pair{IDC_FRANEWSITE, IDC_OPTNEW}}) {
+                if (IsWindowEnabled(control(frame))) continue;
+                wchar_t caption[256] = {};
+                GetWindowTextW(control(frame), caption, 256);
+                const wchar_t* amp = wcschr(caption, L'&');
+                if (!amp || !qbx::textEquals(std::wstring(1, amp[1]), key)) continue;
+                SendMessageW(control(option), BM_CLICK, 0, 0);
+                SetWindowLongPtrW(hwnd_, DWLP_MSGRESULT, MAKELONG(0, MNC_CLOSE));
+                return TRUE;
+            }
             return FALSE;
         }
         case WM_COMMAND: {
@@ -183,12 +203,20 @@ void frmChooseSite::subSetCaptions() {
     subSetAction(L"Setting captions on form controls");
     qbx::guarded(L"subSetCaptions", [&] {
         SetWindowTextW(hwnd_, LNGCHOOSE.c_str());
-        SetWindowTextW(control(IDC_FRAPREDEFINED), LNGPREDEFINED.c_str());
-        SetWindowTextW(control(IDC_LBLSITE), LNGSITES.c_str());
-        SetWindowTextW(control(IDC_CHKDEFAULT), LNGDEFAULT.c_str());
-        SetWindowTextW(control(IDC_FRANEWSITE), LNGNEW.c_str());
-        SetWindowTextW(control(IDC_CHKADD), LNGADD.c_str());
-        SetWindowTextW(control(IDC_LBLFILENAME), LNGFILENAME.c_str());
+        // Each with a key of its own, so the chooser works without a mouse:
+        // a frame's key leads to its option button, a label's to its box.
+        subSetCaptionsWithMnemonics({{control(IDC_FRAPREDEFINED), LNGPREDEFINED},
+                                     {control(IDC_LBLSITE), LNGSITES},
+                                     {control(IDC_CHKDEFAULT), LNGDEFAULT},
+                                     {control(IDC_FRANEWSITE), LNGNEW},
+                                     {control(IDC_CHKADD), LNGADD},
+                                     {control(IDC_LBLFILENAME), LNGFILENAME}});
+        // Controls without a caption of their own are named by their labels.
+        subSetAccessibleName(control(IDC_OPTPREDEFINED), LNGPREDEFINED);
+        subSetAccessibleName(control(IDC_LSTSITES), LNGSITES);
+        subSetAccessibleName(control(IDC_OPTNEW), LNGNEW);
+        subSetAccessibleName(control(IDC_TXTNEWSITE), LNGNEW);
+        subSetAccessibleName(control(IDC_TXTFILENAME), LNGFILENAME);
         SetWindowTextW(control(IDOK), LNGOK.c_str());
         SetWindowTextW(control(IDCANCEL), LNGCANCEL.c_str());
 

@@ -3,6 +3,23 @@
 #include "support/modGlobals.h"
 #include "support/com.h"
 
+void subSetCaptionsWithMnemonics(const std::vector<std::pair<HWND, std::wstring>>& captions) {
+    std::wstring used;  // lower case
+    for (const auto& [control, caption] : captions) {
+        const std::wstring plain = qbx::replaceAll(caption, L"&", L"&&");
+        const std::wstring lower = qbx::toLower(plain);
+        std::wstring text = plain;
+        for (size_t i = 0; i < lower.size(); ++i) {
+            const wchar_t c = lower[i];
+            if (!IsCharAlphaNumericW(c) || used.find(c) != std::wstring::npos) continue;
+            used += c;
+            text.insert(i, L"&");
+            break;
+        }
+        SetWindowTextW(control, text.c_str());
+    }
+}
+
 cDialogForm::~cDialogForm() {
     if (hwnd_ && IsWindow(hwnd_)) {
         SetWindowLongPtrW(hwnd_, DWLP_USER, 0);

@@ -9,6 +9,12 @@
 #include <windows.h>
 
 #include <string>
+#include <vector>
+
+// Sets the captions of a dialog's controls, each with a mnemonic (Alt and a
+// letter) on its first letter that no caption before it took, so every
+// language's captions get keys of their own. Existing "&" are shown as such.
+void subSetCaptionsWithMnemonics(const std::vector<std::pair<HWND, std::wstring>>& captions);
 
 class cDialogForm {
 public:

@@ -226,9 +226,9 @@ short cListHandler::UsedRows(const std::wstring& strCountCell) {
 
 qbx::Variant cListHandler::fncGetRangeArray(const std::wstring& strCountCell, const std::wstring& strLastColumn) {
     qbx::Variant result;
-    const short rows = UsedRows(strCountCell);
     subSetAction(L"Entering fncGetRangeArray");
     qbx::guarded(L"fncGetRangeArray", [&] {
+        const short rows = UsedRows(strCountCell);
         // Without a data row there is nothing to read: the range "a2:a1"
         // would hand back the header.
         if (rows < 1) return;
@@ -249,9 +249,9 @@ qbx::Variant cListHandler::fncGetRangeArray(const std::wstring& strCountCell, co
 
 qbx::Disp cListHandler::fncGetRangeDic(const std::wstring& strCountCell, const std::wstring& strLastColumn) {
     qbx::Disp result;
-    const short rows = UsedRows(strCountCell);
     subSetAction(L"Entering fncGetRangeDic");
     qbx::guarded(L"fncGetRangeDic", [&] {
+        const short rows = UsedRows(strCountCell);
         qbx::Disp dic = fncCreateDic();
         if (rows >= 1) {
             subSortRows(L"a2:" + strLastColumn + L"1000");
@@ -517,7 +517,7 @@ void cListHandler::RowHeaders(bool blnVisible) {
 }
 
 void cListHandler::SetVisibleRange(const std::wstring& a) {
-    subSetAction(L"Scrolling the grid to " + a);
+    subSetAction(L"Setting the cells the grid shows to " + a);
     qbx::guarded(L"SetVisibleRange", [&] {
         CurrSheet.getObj(L"Protection").put(L"Enabled", false);
         objSpreadsheet.getObj(L"ActiveWindow").put(L"ViewableRange", a);

@@ -6,6 +6,7 @@
 #include "settings/modSettingsStore.h"
 #include "settings_ui/cListHandler.h"
 #include "settings_ui/cTabs.h"
+#include "settings_ui/modAccessibility.h"
 #include "settings_ui/modControlHost.h"
 #include "settings_ui/modXPlooks.h"
 #include "settings_ui/settings_dialogs.h"
@@ -45,6 +46,15 @@ void subSetMousePointer(int pointer) {
 }  // namespace
 
 void subSetSettingsOpenedHook(SettingsOpenedHook hook) { openedHook() = std::move(hook); }
+
+namespace {
+SettingsPagesHook& pagesHook() {
+    static SettingsPagesHook hook;
+    return hook;
+}
+}  // namespace
+
+void subSetSettingsPagesHook(SettingsPagesHook hook) { pagesHook() = std::move(hook); }
 
 frmSettings::frmSettings() : cDialogForm(IDD_SETTINGS, L"The settings window") { subRegisterSettingsPages(); }
 
@@ -218,6 +228,7 @@ void frmSettings::subSetupTabs() {
         HWND strip = control(IDC_TBSSETTINGS);
         TabCtrl_DeleteAllItems(strip);
         subAddUserTabs(*tabs_);
+        if (pagesHook()) pagesHook()(*tabs_);
         const bool blnAdvanced = IsDlgButtonChecked(hwnd_, IDC_CHKADVANCED) == BST_CHECKED;
         int position = 0;
         for (const qbx::Variant& key : qbx::elementsOf(tabs_->dicTabs.get(L"Keys"))) {
@@ -295,6 +306,8 @@ void frmSettings::tbsSettings_Click() {
             if (tabs_->dicTabs.get(L"Exists", caption).toBool()) {
                 tab = tabs_->dicTabs.getObj(L"Item", caption);
                 subSetAction(L"Adding the setting page " + caption);
+                // A screen reader names the strip after the page it shows.
+                subSetAccessibleName(strip, caption);
                 if (!tab.get(L"HasExcelList").toBool()) {
                     if (objListHandler) objListHandler->Visible(false);
                 } else {
@@ -331,8 +344,23 @@ void frmSettings::tbsSettings_Click() {
                 if (tab && !tab.get(L"EventsEnabled").toBool()) objListHandler->RaiseEventsEnabled(false);
                 if (objListHandler->objHostedControl) objListHandler->objHostedControl.put(L"Top", top);
             }
+            subSetTabOrder();
         }
     });
+}
+
+// The keyboard's order follows the window's: the tab strip, the grid, the
+// page's controls, then the window's own check box and buttons. Both the
+// grid and the page are made after the window's controls, so they are moved
+// up behind the strip (the grid stays above the page, which it overlaps).
+void frmSettings::subSetTabOrder() {
+    HWND after = control(IDC_TBSSETTINGS);
+    for (const wchar_t* name : {L"exsList", L"CurrTab"}) {
+        HWND window = controls_ ? controls_->Window(name) : nullptr;
+        if (!window) continue;
+        SetWindowPos(window, after, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
+        after = window;
+    }
 }
 
 void frmSettings::timDisplayExcelList_Timer() {

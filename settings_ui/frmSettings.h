@@ -59,6 +59,7 @@ private:
 
     INT_PTR fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
     void subClose();
+    void subSetTabOrder();
     // The strip's position and size in twips.
     double fncStripTop() const;
     double fncStripLeft() const;

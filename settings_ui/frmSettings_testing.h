@@ -12,6 +12,12 @@ using SettingsOpenedHook = std::function<void(frmSettings& form)>;
 void subSetSettingsOpenedHook(SettingsOpenedHook hook);
 // - else a host program may export this function; it gets the window.
 
+// - while a pages hook is set, it adds its pages after the user's ones each
+//   time the window builds its page list (other pages, advanced ones, ...).
+class cTabs;
+using SettingsPagesHook = std::function<void(cTabs& tabs)>;
+void subSetSettingsPagesHook(SettingsPagesHook hook);
+
 struct frmSettingsTesting {
     // True once the window was unloaded, or closed by OK or Cancel.
     static bool Closed(const frmSettings& form) noexcept { return form.Ended(); }

@@ -4,7 +4,9 @@
 #include "settings/cListControl.h"
 #include "settings/cPersonalSettings.h"
 #include "settings/cSimpleList.h"
+#include "settings_ui/cDialogForm.h"
 #include "settings_ui/cListHandler.h"
+#include "settings_ui/modAccessibility.h"
 #include "settings_ui/modControlHost.h"
 #include "settings_ui/modXPlooks.h"
 #include "settings_ui/settings_dialogs.h"
@@ -20,6 +22,9 @@ namespace {
 // The grid's count cell and the page's one column.
 const wchar_t kCountCell[] = L"F1";
 const wchar_t kLastColumn[] = L"A";
+// What the user sees of the grid: column A from the header down to the last
+// data row the window keeps (it clears "a2:e2999" on a tab switch).
+const wchar_t kViewableRange[] = L"A1:A2999";
 // The scheme every site address gets in front, as typed in upper case.
 const wchar_t kHttp[] = L"HTTP://";
 
@@ -28,6 +33,19 @@ cSimpleList& scratchList() {
     static cSimpleList list;
     return list;
 }
+
+// The hourglass while the window waits for a server (the request blocks the
+// window's thread, so nothing else would show that it is busy).
+class cBusyCursor {
+public:
+    cBusyCursor() : previous_(SetCursor(LoadCursorW(nullptr, IDC_WAIT))) {}
+    ~cBusyCursor() { SetCursor(previous_); }
+    cBusyCursor(const cBusyCursor&) = delete;
+    cBusyCursor& operator=(const cBusyCursor&) = delete;
+
+private:
+    HCURSOR previous_;
+};
 
 cListHandler& grid() {
     if (!objListHandler) qbx::raiseVb(qbx::vbErrObjectNotSet);
@@ -137,7 +155,9 @@ void uscPublishSites::subSetCaptions() {
     subSetAction(L"Setting form captions");
     qbx::guarded(L"subSetCaptions", [&] {
         cListHandler& list = grid();
-        list.SetVisibleRange(L"A1:A20");
+        // The list's one column: the header and every data row; the columns
+        // right of it (the count cell among them) are never seen.
+        list.SetVisibleRange(kViewableRange);
         list.SetValue(L"A1", qbx::Variant(LNGSITES));
         list.SetColumnWidth(L"A1", kColumnWidth);
         list.Visible(true);
@@ -149,13 +169,21 @@ void uscPublishSites::subSetCaptions() {
         const long height = std::lround((button.top - 6) * twipsY);
         if (list.objHostedControl) list.objHostedControl.put(L"Height", height);
         list.Height = static_cast<short>(height);
+        // ... and is as wide as the page's controls under it.
+        RECT page{};
+        GetClientRect(hwnd_.get(), &page);
+        list.Width(static_cast<short>(std::lround(page.right * fncTwipsPerPixelX(hwnd_.get()))));
         list.EditMode(true);
         list.DisplayHorizontalScroll(false);
         list.DisplayVerticalScroll(true);
 
-        SetWindowTextW(control(IDC_CMDBROWSE), (LNGADD + L" ...").c_str());
-        SetWindowTextW(control(IDC_LBLDEFAULT), LNGDEFAULT.c_str());
-        SetWindowTextW(control(IDC_CHKALWAYSDEFAULT), LNGALWAYSUSEDEFAULT.c_str());
+        // Each with a key of its own, so the page works without a mouse
+        // (the default label's key leads to the default box).
+        subSetCaptionsWithMnemonics({{control(IDC_CMDBROWSE), LNGADD + L" ..."},
+                                     {control(IDC_LBLDEFAULT), LNGDEFAULT},
+                                     {control(IDC_CHKALWAYSDEFAULT), LNGALWAYSUSEDEFAULT}});
+        // The default box has no caption of its own: a screen reader names it by its label.
+        subSetAccessibleName(control(IDC_CMBDEFAULT), LNGDEFAULT);
 
         cWindowSurface surface(hwnd_.get());
         subSetBackColorFromWindow(surface.hDC(), control(IDC_CHKALWAYSDEFAULT));
@@ -226,7 +254,11 @@ void uscPublishSites::cmdBrowse_Click() {
         cSimpleList list;
         subReadGrid(list);
         const long before = list.Count();
-        qbx::Disp found = fncGetListsFromSite(site);
+        qbx::Disp found;
+        {
+            cBusyCursor busy;
+            found = fncGetListsFromSite(site);
+        }
         if (found && found.get(L"Count").toLong() > 0) {
             for (const qbx::Variant& library : qbx::elementsOf(found.get(L"Keys"))) list.Add(library);
         }

@@ -35,8 +35,9 @@ public:
     void cmbDefault_DropDown();
     void cmdBrowse_Click();
 
-    // Column A's width, in characters.
-    static constexpr double kColumnWidth = 68;
+    // Column A's width, in characters: wider than the grid, so the column
+    // fills it up to the scroll bar.
+    static constexpr double kColumnWidth = 76;
 
 private:
     static INT_PTR CALLBACK dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);

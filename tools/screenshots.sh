@@ -5,10 +5,14 @@
 #   BUILD/screenshots/chooser-en.png, chooser-de.png, chooser-el.png
 #   BUILD/screenshots/settings-en.png, settings-de.png, settings-el.png
 # and copies chooser-en.png and the three settings pictures to docs/.
+# "walk" goes through the English settings window by the keyboard alone, as
+# xdotool's keys (Tab, typing, the default box, the check box), and
+# photographs each step with the focus where the keys left it:
+#   BUILD/screenshots/walk-1-grid.png ... walk-7-ok.png
 # It also makes the guide's pictures (docs/guide/*.png) and docs/grid-en.png
 # from the host program (see the guide's section below).
 #
-#   tools/screenshots.sh [BUILD_DIR [chooser|settings|all]]   (default: build/x64 all)
+#   tools/screenshots.sh [BUILD_DIR [chooser|settings|walk|all]]   (default: build/x64 all)
 #   tools/screenshots.sh BUILD_DIR guide                      (the guide's pictures only)
 #
 # Needs the built test programs whose skipped cases show the windows
@@ -25,7 +29,8 @@ if [ "$what" = guide ]; then
     [ -f "$build/$need" ] || { echo "screenshots: $build/$need is not built" >&2; exit 2; }
   done
 else
-for need in $([ "$what" != settings ] && echo test_attachments.exe) $([ "$what" != chooser ] && echo test_settings_ui.exe); do
+for need in $([ "$what" = chooser ] || [ "$what" = all ] && echo test_attachments.exe) \
+            $([ "$what" != chooser ] && echo test_settings_ui.exe); do
   [ -f "$tests/$need" ] || { echo "screenshots: $tests/$need is not built" >&2; exit 2; }
 done
 fi
@@ -233,6 +238,45 @@ if [ "$what" = guide ] || [ "$what" = all ]; then
   [ "$what" = guide ] && exit 0
 fi
 
+# walk: the settings window driven by keys only, a picture after each step.
+walk() {
+  local exe=$tests/test_settings_ui.exe wid="" pid step=0
+  QBX_SHOT_COLUMN=4 QBX_SHOT_SECONDS=60 timeout 120 \
+    "$QBX_WINE" "$exe" -tc="settings screenshot*" --no-skip >/dev/null 2>&1 </dev/null &
+  pid=$!
+  for _ in $(seq 30); do
+    sleep 1
+    wid=$(xdotool search --onlyvisible --name "^Quillbox\$" 2>/dev/null | tail -n 1) || wid=""
+    [ -n "$wid" ] && break
+  done
+  [ -n "$wid" ] || { echo "screenshots: the settings window did not open" >&2; kill "$pid" 2>/dev/null; return 1; }
+  sleep 2
+  xdotool windowfocus --sync "$wid" 2>/dev/null || true
+  # picture NAME KEYS...: presses the keys, waits for the window, photographs it.
+  picture() {
+    local name=$1
+    shift
+    [ $# -gt 0 ] && xdotool "$@"
+    sleep 1
+    step=$((step + 1))
+    import -window "$wid" "$out/walk-$step-$name.png"
+    echo "screenshots: $out/walk-$step-$name.png"
+  }
+  picture grid key Tab ctrl+End Down                              # the empty row under the libraries
+  picture typed type "http://intranet.example/sites/new/"         # an entry typed, not yet in
+  picture add key Tab                                             # Tab takes it in and moves on
+  picture default key alt+d alt+Down Down                         # the default box by its key, opened
+  picture chosen key Return                                       # a library chosen
+  picture always key Tab space                                    # "always" switched by Space
+  picture ok key Tab                                              # OK is next
+  xdotool key Escape 2>/dev/null || true
+  wait "$pid" || true
+}
+
+if [ "$what" = walk ]; then
+  walk
+  exit
+fi
 if [ "$what" != settings ]; then
   shoot test_attachments.exe "chooser screenshot*" chooser 4 en "$(title_of 4)"
   shoot test_attachments.exe "chooser screenshot*" chooser 7 de "$(title_of 7)"

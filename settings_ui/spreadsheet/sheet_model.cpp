@@ -606,14 +606,8 @@ void Sheet::select(const Rect& r) {
     changed();
 }
 
-Rect Sheet::viewableRange() const {
-    if (view_) return view_->viewableRange();
-    return Rect{scrollTop_, scrollLeft_, std::min(scrollTop_ + 19, kMaxRows), std::min(scrollLeft_ + 7, kMaxColumns)};
-}
-
 void Sheet::setViewableRange(const Rect& r) {
-    scrollTop_ = r.top;
-    scrollLeft_ = r.left;
+    viewable_ = r;
     if (view_) view_->setViewableRange(r);
 }
 

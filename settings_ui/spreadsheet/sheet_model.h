@@ -129,15 +129,16 @@ struct ViewSettings {
     bool autoFilter = false;
 };
 
-// What the window tells the model (the model works without one: then the
-// viewable range is the first 20 rows by 8 columns from the top left).
+// What the window tells the model, and the model the window.
 class View {
 public:
     virtual ~View() = default;
-    // The cells the window shows now (frozen rows included).
-    virtual Rect viewableRange() const = 0;
-    // Scrolls so that the range's top left cell is the first unfrozen one shown.
+    // The viewable range changed: only its cells may be shown, scrolled to
+    // or selected by the user from now on.
     virtual void setViewableRange(const Rect& r) = 0;
+    // The object model is about to read or change the sheet: an entry the
+    // user is still typing goes into the cell it was started in first.
+    virtual void settleEntry() {}
     // Something changed: repaint when screen updating is on.
     virtual void invalidate() = 0;
     // The width of the text in the cell's font, in characters of the default
@@ -216,9 +217,10 @@ public:
     void select(const Rect& r);
     void setView(View* view) noexcept { view_ = view; }
     View* view() const noexcept { return view_; }
-    Rect viewableRange() const;
-    // Scrolls the window (or, without one, the remembered top left) so the
-    // range's top left is the first cell shown.
+    // The cells the user may see and reach (the whole sheet unless set):
+    // the window hides every other cell, as the components do with cells
+    // kept for intermediate results.
+    const Rect& viewableRange() const noexcept { return viewable_; }
     void setViewableRange(const Rect& r);
     // Tells the window to repaint (only when screen updating is on); counts
     // the requests that reached the window, for the benchmarks.
@@ -252,7 +254,7 @@ private:
     uint64_t repaints_ = 0;
     int batchDepth_ = 0;
     bool batchChanged_ = false;
-    int scrollTop_ = 1, scrollLeft_ = 1;  // the shown top left when there is no window
+    Rect viewable_{1, 1, kMaxRows, kMaxColumns};
 };
 
 }  // namespace qbx::sheet

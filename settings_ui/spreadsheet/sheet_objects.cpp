@@ -680,9 +680,16 @@ const MemberPolicy::Failure* MemberPolicy::failure(const std::wstring& object, c
 // ---------------------------------------------------------------- MemberList
 
 DISPID MemberList::add(std::wstring name, Get get, Put put) {
+    // Members that only say where things are (the selection polling reads
+    // them every tick) leave an entry the user is typing alone; every other
+    // member reads or changes the sheet and takes the entry in first.
+    static const std::set<std::wstring> positional = {
+        L"activewindow", L"activesheet", L"viewablerange",  L"range",   L"cells", L"rows",  L"columns",
+        L"item",         L"selection",   L"activecell",     L"rangeselection", L"address", L"row", L"column", L"count"};
     DISPID id = static_cast<DISPID>(members_.size()) + 1;
-    byName_.emplace(folded(name), id);
-    members_.push_back(Member{std::move(name), std::move(get), std::move(put)});
+    const std::wstring key = folded(name);
+    byName_.emplace(key, id);
+    members_.push_back(Member{std::move(name), std::move(get), std::move(put), positional.count(key) > 0});
     return id;
 }
 
@@ -731,6 +738,7 @@ HRESULT SheetObject::Invoke(DISPID id, REFIID iid, LCID lcid, WORD flags, DISPPA
             raise(f->number,
                   f->description.empty() ? L"Method '" + m->name + L"' of object '" + className() + L"' failed"
                                          : f->description);
+        if (View* view = sheet().view(); view && !m->positional) view->settleEntry();
         beforeCall(id, flags);
         return callMember(
             flags, dp, result, true, [&](Args& a) { return m->get(*this, a); }, static_cast<bool>(m->put),

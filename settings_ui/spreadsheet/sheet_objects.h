@@ -80,6 +80,7 @@ public:
         std::wstring name;
         Get get;
         Put put;  // null: read-only (or a method)
+        bool positional = false;  // only says where cells are; an open entry stays open
     };
 
     // Adds a member; returns its DISPID (1, 2, ... in order of adding).

@@ -1,5 +1,6 @@
 #include "settings_ui/spreadsheet/spreadsheet_control.h"
 
+#include "settings_ui/modAccessibility.h"
 #include "support/modGlobals.h"
 
 #include <commctrl.h>
@@ -84,11 +85,13 @@ cSpreadsheetControl::cSpreadsheetControl(qbx::sheet::MemberPolicy policy)
     : Spreadsheet(std::make_shared<qbx::sheet::Sheet>(), std::move(policy)), sheet_(sheetPtr()) {
     ++live;
     sheet_->setView(this);
+    accessLink_->control = this;
 }
 
 cSpreadsheetControl::~cSpreadsheetControl() {
     // The window outlives no object: it is taken down here, cut off from
     // this object first, so its last messages go to DefWindowProc.
+    accessLink_->control = nullptr;  // a screen reader's objects now answer "gone"
     if (window_) SetWindowLongPtrW(window_, 0, 0);
     window_ = nullptr;
     edit_ = nullptr;
@@ -161,12 +164,29 @@ LRESULT cSpreadsheetControl::handle(UINT message, WPARAM w, LPARAM l) {
             updateScrollBars();
             refresh();
             return 0;
-        case WM_GETDLGCODE:
-            return DLGC_WANTALLKEYS | DLGC_WANTARROWS | DLGC_WANTCHARS | DLGC_WANTTAB;
+        case WM_GETDLGCODE: {
+            // The grid keeps the arrows, the characters and Enter (they move
+            // between cells and start entries). Tab goes to the dialog when
+            // the viewable range is one column wide, so it moves on to the
+            // next control; Escape always does (it cancels the window).
+            LRESULT code = DLGC_WANTARROWS | DLGC_WANTCHARS;
+            if (!oneColumn()) code |= DLGC_WANTTAB;
+            if (const MSG* m = reinterpret_cast<const MSG*>(l); m && m->message == WM_KEYDOWN) {
+                if (m->wParam == VK_RETURN || (m->wParam == VK_TAB && !oneColumn())) code |= DLGC_WANTMESSAGE;
+            }
+            return code;
+        }
         case WM_SETFOCUS:
             if (edit_) SetFocus(edit_);
             refresh();
+            announceActiveCell(true);
             return 0;
+        case WM_GETOBJECT:
+            if (static_cast<LONG>(l) == OBJID_CLIENT) {
+                qbx::ComPtr<IAccessible> table = qbx::ComPtr<IAccessible>::attach(fncCreateGridAccessible(accessLink_));
+                if (LRESULT answer = fncAnswerGetObject(w, table.get())) return answer;
+            }
+            break;
         case WM_KILLFOCUS:
             refresh();
             return 0;
@@ -201,15 +221,17 @@ LRESULT cSpreadsheetControl::handle(UINT message, WPARAM w, LPARAM l) {
             const Layout lay = layout();
             int row = 0, column = 0;
             if (p.y < lay.headHeight && p.x >= lay.headWidth && hitTest(POINT{p.x, lay.headHeight}, row, column)) {
-                sheet_->select(Rect{1, column, kMaxRows, column});  // a column heading: the whole column
-                anchorRow_ = endRow_ = 1;
+                const Rect& vr = sheet_->viewableRange();
+                sheet_->select(Rect{vr.top, column, vr.bottom, column});  // a column heading: the whole column
+                anchorRow_ = endRow_ = vr.top;
                 anchorColumn_ = endColumn_ = column;
                 return 0;
             }
             if (p.x < lay.headWidth && p.y >= lay.headHeight && hitTest(POINT{lay.headWidth, p.y}, row, column)) {
-                sheet_->select(Rect{row, 1, row, kMaxColumns});  // a row heading: the whole row
+                const Rect& vr = sheet_->viewableRange();
+                sheet_->select(Rect{row, vr.left, row, vr.right});  // a row heading: the whole row
                 anchorRow_ = endRow_ = row;
-                anchorColumn_ = endColumn_ = 1;
+                anchorColumn_ = endColumn_ = vr.left;
                 return 0;
             }
             if (!hitTest(p, row, column)) return 0;
@@ -279,6 +301,27 @@ void cSpreadsheetControl::invalidate() {
     if (!window_) return;
     updateScrollBars();
     refresh();
+    announceActiveCell();
+}
+
+bool cSpreadsheetControl::hasFocus() const {
+    HWND focus = GetFocus();
+    return window_ && (focus == window_ || (edit_ && focus == edit_));
+}
+
+void cSpreadsheetControl::announceActiveCell(bool always) {
+    if (!window_) return;
+    const int row = sheet_->activeRow(), column = sheet_->activeColumn();
+    if (!always && row == announcedRow_ && column == announcedColumn_) return;
+    announcedRow_ = row;
+    announcedColumn_ = column;
+    const long id = fncCellChildId(row, column);
+    NotifyWinEvent(EVENT_OBJECT_SELECTION, window_, OBJID_CLIENT, id);
+    if (hasFocus()) NotifyWinEvent(EVENT_OBJECT_FOCUS, window_, OBJID_CLIENT, id);
+}
+
+void cSpreadsheetControl::announceValue(int row, int column) {
+    if (window_) NotifyWinEvent(EVENT_OBJECT_VALUECHANGE, window_, OBJID_CLIENT, fncCellChildId(row, column));
 }
 
 void cSpreadsheetControl::repaint() {
@@ -349,21 +392,25 @@ cSpreadsheetControl::Layout cSpreadsheetControl::layout() const {
         GetTextExtentPoint32W(dc.get(), L"00000", 5, &size);
         lay.headWidth = size.cx + MulDiv(8, dpi(), 96);
     }
+    // Only the viewable range's cells are laid out: the rest of the sheet is
+    // hidden from the user.
+    const Rect& vr = sheet_->viewableRange();
     const int frozenRows = std::clamp(s.frozenRows, 0, kMaxRows - 1);
     const int frozenColumns = std::clamp(s.frozenColumns, 0, kMaxColumns - 1);
     int y = lay.headHeight;
-    for (int r = 1; r <= frozenRows && y < client.bottom; ++r, y += rh) lay.rows.push_back({r, y, rh});
+    for (int r = vr.top; r <= std::min(frozenRows, vr.bottom) && y < client.bottom; ++r, y += rh)
+        lay.rows.push_back({r, y, rh});
     lay.frozenBottom = y;
-    for (int r = std::max(topRow_, frozenRows + 1); r <= kMaxRows && y < client.bottom; ++r, y += rh)
+    for (int r = std::max({topRow_, frozenRows + 1, vr.top}); r <= vr.bottom && y < client.bottom; ++r, y += rh)
         lay.rows.push_back({r, y, rh});
     int x = lay.headWidth;
-    for (int c = 1; c <= frozenColumns && x < client.right; ++c) {
+    for (int c = vr.left; c <= std::min(frozenColumns, vr.right) && x < client.right; ++c) {
         const int w = columnPixels(c);
         lay.columns.push_back({c, x, w});
         x += w;
     }
     lay.frozenRight = x;
-    for (int c = std::max(leftColumn_, frozenColumns + 1); c <= kMaxColumns && x < client.right; ++c) {
+    for (int c = std::max({leftColumn_, frozenColumns + 1, vr.left}); c <= vr.right && x < client.right; ++c) {
         const int w = columnPixels(c);
         if (w == 0) continue;  // a hidden column
         lay.columns.push_back({c, x, w});
@@ -408,27 +455,32 @@ RECT cSpreadsheetControl::cellRect(int row, int column) const {
     return r;
 }
 
-Rect cSpreadsheetControl::viewableRange() const {
-    const auto& s = sheet_->settings;
-    if (!window_) {
-        const int top = std::max(topRow_, s.frozenRows + 1), left = std::max(leftColumn_, s.frozenColumns + 1);
-        return Rect{s.frozenRows > 0 ? 1 : top, s.frozenColumns > 0 ? 1 : left, std::min(top + 19, kMaxRows),
-                    std::min(left + 7, kMaxColumns)};
-    }
-    const Layout lay = layout();
-    Rect r;
-    r.top = lay.rows.empty() ? topRow_ : lay.rows.front().index;
-    r.bottom = lay.rows.empty() ? topRow_ : lay.rows.back().index;
-    r.left = lay.columns.empty() ? leftColumn_ : lay.columns.front().index;
-    r.right = lay.columns.empty() ? leftColumn_ : lay.columns.back().index;
-    return r;
-}
-
+// The viewable range changed: it is shown from its top left, and the user's
+// selection moves inside it.
 void cSpreadsheetControl::setViewableRange(const Rect& r) {
-    topRow_ = std::clamp(r.top, 1, kMaxRows);
-    leftColumn_ = std::clamp(r.left, 1, kMaxColumns);
+    topRow_ = r.top;
+    leftColumn_ = r.left;
+    if (!r.contains(sheet_->activeRow(), sheet_->activeColumn())) {
+        if (edit_) cancelEdit();
+        anchorRow_ = endRow_ = r.top;
+        anchorColumn_ = endColumn_ = r.left;
+        sheet_->select(Rect{r.top, r.left, r.top, r.left});
+    }
     updateScrollBars();
     refresh();
+}
+
+void cSpreadsheetControl::settleEntry() {
+    if (edit_ && !settling_) {
+        settling_ = true;
+        commitEdit();
+        settling_ = false;
+    }
+}
+
+bool cSpreadsheetControl::oneColumn() const {
+    const Rect& vr = sheet_->viewableRange();
+    return vr.left == vr.right;
 }
 
 double cSpreadsheetControl::measureText(const std::wstring& text, const CellFormat& format) const {
@@ -490,13 +542,14 @@ void cSpreadsheetControl::updateScrollBars() {
         ShowScrollBar(window_, SB_HORZ, horizontalBar_);
     }
     const Rect used = sheet_->usedRange();
+    const Rect& vr = sheet_->viewableRange();
     if (verticalBar_) {
         const int page = fullyVisibleRows();
         SCROLLINFO si{};
         si.cbSize = sizeof(si);
         si.fMask = SIF_RANGE | SIF_PAGE | SIF_POS | SIF_DISABLENOSCROLL;
-        si.nMin = s.frozenRows + 1;
-        si.nMax = std::min(kMaxRows, std::max({used.bottom, topRow_ + page, sheet_->activeRow()}) + page);
+        si.nMin = std::max(s.frozenRows + 1, vr.top);
+        si.nMax = std::min(vr.bottom, std::max({used.bottom, topRow_ + page, sheet_->activeRow()}) + page);
         si.nPage = static_cast<UINT>(page);
         si.nPos = topRow_;
         setScrollInfoIfChanged(window_, SB_VERT, si);
@@ -506,8 +559,8 @@ void cSpreadsheetControl::updateScrollBars() {
         SCROLLINFO si{};
         si.cbSize = sizeof(si);
         si.fMask = SIF_RANGE | SIF_PAGE | SIF_POS | SIF_DISABLENOSCROLL;
-        si.nMin = s.frozenColumns + 1;
-        si.nMax = std::min(kMaxColumns, std::max({used.right, leftColumn_ + page, sheet_->activeColumn()}) + page);
+        si.nMin = std::max(s.frozenColumns + 1, vr.left);
+        si.nMax = std::min(vr.right, std::max({used.right, leftColumn_ + page, sheet_->activeColumn()}) + page);
         si.nPage = static_cast<UINT>(page);
         si.nPos = leftColumn_;
         setScrollInfoIfChanged(window_, SB_HORZ, si);
@@ -715,8 +768,9 @@ void cSpreadsheetControl::drawCheckBox(HDC dc, const RECT& cell, bool checked, H
 // ---------------------------------------------------------------- moving
 
 void cSpreadsheetControl::moveTo(int row, int column, bool extend) {
-    row = std::clamp(row, 1, kMaxRows);
-    column = std::clamp(column, 1, kMaxColumns);
+    const Rect& vr = sheet_->viewableRange();
+    row = std::clamp(row, vr.top, vr.bottom);
+    column = std::clamp(column, vr.left, vr.right);
     // The selection may have been set by the object model meanwhile.
     const Rect& current = sheet_->selection();
     if (!current.contains(anchorRow_, anchorColumn_) || !current.contains(endRow_, endColumn_)) {
@@ -732,6 +786,7 @@ void cSpreadsheetControl::moveTo(int row, int column, bool extend) {
     sheet_->select(Rect{std::min(anchorRow_, endRow_), std::min(anchorColumn_, endColumn_),
                         std::max(anchorRow_, endRow_), std::max(anchorColumn_, endColumn_)});
     ensureVisible(row, column);
+    announceActiveCell();
 }
 
 void cSpreadsheetControl::moveBy(int rows, int columns, bool extend) {
@@ -778,7 +833,9 @@ void cSpreadsheetControl::ensureVisible(int row, int column) {
 }
 
 void cSpreadsheetControl::scrollRows(int delta) {
-    const int top = std::clamp(topRow_ + delta, sheet_->settings.frozenRows + 1, kMaxRows);
+    const Rect& vr = sheet_->viewableRange();
+    const int first = std::max(sheet_->settings.frozenRows + 1, vr.top);
+    const int top = std::clamp(topRow_ + delta, first, std::max(first, vr.bottom));
     if (top == topRow_) return;
     topRow_ = top;
     updateScrollBars();
@@ -786,7 +843,9 @@ void cSpreadsheetControl::scrollRows(int delta) {
 }
 
 void cSpreadsheetControl::scrollColumns(int delta) {
-    const int left = std::clamp(leftColumn_ + delta, sheet_->settings.frozenColumns + 1, kMaxColumns);
+    const Rect& vr = sheet_->viewableRange();
+    const int first = std::max(sheet_->settings.frozenColumns + 1, vr.left);
+    const int left = std::clamp(leftColumn_ + delta, first, std::max(first, vr.right));
     if (left == leftColumn_) return;
     leftColumn_ = left;
     updateScrollBars();
@@ -804,11 +863,17 @@ bool cSpreadsheetControl::onKey(UINT key) {
         case VK_RIGHT: moveBy(0, 1, shift); return true;
         case VK_PRIOR: moveBy(-fullyVisibleRows(), 0, shift); return true;
         case VK_NEXT: moveBy(fullyVisibleRows(), 0, shift); return true;
-        case VK_TAB: moveBy(0, shift ? -1 : 1, false); return true;
+        case VK_TAB:
+            if (oneColumn()) {
+                nextControl(shift);
+                return true;
+            }
+            moveBy(0, shift ? -1 : 1, false);
+            return true;
         case VK_HOME:
             if (control) {
-                topRow_ = s.frozenRows + 1;
-                leftColumn_ = s.frozenColumns + 1;
+                topRow_ = std::max(s.frozenRows + 1, sheet_->viewableRange().top);
+                leftColumn_ = std::max(s.frozenColumns + 1, sheet_->viewableRange().left);
                 moveTo(1, 1, shift);
             } else {
                 moveTo(endRow_ > 0 && shift ? endRow_ : sheet_->activeRow(), 1, shift);
@@ -852,8 +917,13 @@ bool cSpreadsheetControl::translateKey(MSG& message) {
     if (message.message == WM_KEYDOWN) {
         switch (message.wParam) {
             case VK_UP: case VK_DOWN: case VK_LEFT: case VK_RIGHT: case VK_PRIOR: case VK_NEXT:
-            case VK_HOME: case VK_END: case VK_TAB: case VK_RETURN: case VK_ESCAPE: case VK_F2:
-            case VK_DELETE:
+            case VK_HOME: case VK_END: case VK_RETURN: case VK_F2: case VK_DELETE:
+                break;
+            case VK_TAB:  // in a one-column grid the dialog moves on to the next control
+                if (oneColumn() && !edit_) return false;
+                break;
+            case VK_ESCAPE:  // outside an entry the dialog's Cancel
+                if (!edit_) return false;
                 break;
             case 'C': case 'V': case 'X': case 'A': case 'Z':
                 if (!controlDown()) return false;
@@ -917,6 +987,7 @@ bool cSpreadsheetControl::commitEdit() {
         return false;
     }
     updateScrollBars();
+    announceValue(row, column);
     return true;
 }
 
@@ -932,16 +1003,23 @@ void cSpreadsheetControl::cancelEdit() {
     refresh();
 }
 
+// Tab out of a one-column grid: the dialog's next (or previous) control
+// gets the focus, as it would from any other control.
+void cSpreadsheetControl::nextControl(bool previous) {
+    if (!window_) return;
+    HWND dialog = GetAncestor(window_, GA_ROOT);
+    if (dialog && dialog != window_) SendMessageW(dialog, WM_NEXTDLGCTL, previous ? 1 : 0, FALSE);
+}
+
 // The keys an open entry reacts to itself; true when handled.
 bool cSpreadsheetControl::editKey(UINT key) {
-    const bool shift = shiftDown();
     switch (key) {
         case VK_ESCAPE: cancelEdit(); return true;
         case VK_RETURN:
             if (commitEdit()) onKey(VK_RETURN);
             return true;
         case VK_TAB:
-            if (commitEdit()) moveBy(0, shift ? -1 : 1, false);
+            if (commitEdit()) onKey(VK_TAB);
             return true;
         case VK_UP: case VK_DOWN: case VK_LEFT: case VK_RIGHT: case VK_PRIOR: case VK_NEXT:
             // An entry started by typing ends with a move; one opened for
@@ -1047,15 +1125,16 @@ void cSpreadsheetControl::paste() {
     if (!lines.empty() && lines.back().empty()) lines.pop_back();
     if (lines.empty()) return;
     const int top = sheet_->activeRow(), left = sheet_->activeColumn();
+    const Rect& vr = sheet_->viewableRange();
     std::vector<std::vector<std::wstring>> cells;
     for (const auto& line : lines) cells.push_back(qbx::split(line, L"\t"));
     int right = left;
     for (size_t i = 0; i < cells.size(); ++i) {
         const int row = top + static_cast<int>(i);
-        if (row > kMaxRows) break;
+        if (row > vr.bottom) break;
         for (size_t j = 0; j < cells[i].size(); ++j) {
             const int column = left + static_cast<int>(j);
-            if (column > kMaxColumns) break;
+            if (column > vr.right) break;
             right = std::max(right, column);
             if (!sheet_->editable(row, column)) {
                 MessageBeep(MB_ICONWARNING);
@@ -1065,8 +1144,9 @@ void cSpreadsheetControl::paste() {
     }
     {
         qbx::sheet::Sheet::Batch batch(*sheet_);
-        for (size_t i = 0; i < cells.size() && top + static_cast<int>(i) <= kMaxRows; ++i)
-            for (size_t j = 0; j < cells[i].size() && left + static_cast<int>(j) <= kMaxColumns; ++j) {
+        // What falls outside the viewable range is not pasted: the user can't see it.
+        for (size_t i = 0; i < cells.size() && top + static_cast<int>(i) <= vr.bottom; ++i)
+            for (size_t j = 0; j < cells[i].size() && left + static_cast<int>(j) <= vr.right; ++j) {
                 try {
                     sheet_->enterText(top + static_cast<int>(i), left + static_cast<int>(j), cells[i][j]);
                 } catch (const qbx::Error&) {
@@ -1075,8 +1155,8 @@ void cSpreadsheetControl::paste() {
             }
         anchorRow_ = top;
         anchorColumn_ = left;
-        endRow_ = std::min(kMaxRows, top + static_cast<int>(cells.size()) - 1);
-        endColumn_ = right;
+        endRow_ = std::min(vr.bottom, top + static_cast<int>(cells.size()) - 1);
+        endColumn_ = std::min(vr.right, right);
         sheet_->select(Rect{top, left, endRow_, endColumn_});
     }
     updateScrollBars();

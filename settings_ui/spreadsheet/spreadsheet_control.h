@@ -10,10 +10,16 @@
 // "Wingdings" holding the character 254 or 168 shows a checked or an empty
 // check box, drawn by the system, so it looks right without the font.
 //
+// Only the cells of the viewable range (the whole sheet unless set) are
+// shown and reachable by mouse, keys, scrolling and selection.
+//
 // Editing: typing starts an entry in the active cell (an EDIT child over the
 // cell), F2 or a double click edits the cell's content in place; Enter
 // commits and moves as MoveAfterReturn says, Tab and Shift+Tab commit and
-// move sideways, Escape cancels. Arrows, Page Up/Down, Home, End and
+// move sideways (in a one-column grid to the dialog's next or previous
+// control), Escape cancels an entry (outside one it is the dialog's). Any
+// call of the object model that reads or changes the sheet first commits an
+// open entry into the cell it was started in. Arrows, Page Up/Down, Home, End and
 // Ctrl+Home move the active cell (Shift extends the selection), Delete
 // clears the selection's editable cells, Ctrl+C copies the selection as tab
 // and CR LF separated text, Ctrl+V pastes such text from the active cell on.
@@ -24,6 +30,7 @@
 #pragma once
 
 #include "settings_ui/cOleControl.h"
+#include "settings_ui/spreadsheet/grid_accessible.h"
 #include "settings_ui/spreadsheet/sheet_objects.h"
 #include "support/com/win_handles.h"
 
@@ -65,10 +72,13 @@ protected:
 
 private:
     friend struct cSpreadsheetControlTesting;  // spreadsheet_control_testing.h
+    friend class cGridAccessible;              // grid_accessible.cpp
 
     // ---- View: what the sheet asks of the window
-    qbx::sheet::Rect viewableRange() const override;
     void setViewableRange(const qbx::sheet::Rect& r) override;
+    void settleEntry() override;
+    // The viewable range is one column wide: Tab moves between controls.
+    bool oneColumn() const;
     void invalidate() override;
     double measureText(const std::wstring& text, const qbx::sheet::CellFormat& format) const override;
 
@@ -112,6 +122,13 @@ private:
     void scrollRows(int delta);
     void scrollColumns(int delta);
     bool onKey(UINT key);
+    void nextControl(bool previous);
+    // The grid or its cell editor has the keyboard.
+    bool hasFocus() const;
+    // Tells screen readers where the active cell is now (focus and
+    // selection events) when it moved since they were last told.
+    void announceActiveCell(bool always = false);
+    void announceValue(int row, int column);
 
     // ---- editing
     enum class EditMode { None, Enter, Edit };  // Enter: started by typing; Edit: F2 or double click
@@ -128,6 +145,9 @@ private:
     HWND window_ = nullptr;
     HWND edit_ = nullptr;
     EditMode editMode_ = EditMode::None;
+    bool settling_ = false;
+    std::shared_ptr<cGridAccessLink> accessLink_ = std::make_shared<cGridAccessLink>();
+    int announcedRow_ = 0, announcedColumn_ = 0;
     int editRow_ = 0, editColumn_ = 0;
     int topRow_ = 1, leftColumn_ = 1;  // first row and column shown below / right of the frozen ones
     int anchorRow_ = 1, anchorColumn_ = 1, endRow_ = 1, endColumn_ = 1;  // selection made by the keys or mouse

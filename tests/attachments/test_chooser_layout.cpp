@@ -43,10 +43,19 @@ TEST_CASE("chooser layout: every caption is its control's phrase and fits it, in
         LOGFONTW font{};
         GetObjectW(reinterpret_cast<HFONT>(SendMessageW(form.hWnd(), WM_GETFONT, 0, 0)), sizeof font, &font);
         CHECK(std::wstring(font.lfFaceName) == L"MS Shell Dlg");
+        std::wstring keys;  // the mnemonics: one on each caption but OK's and Cancel's, none twice
         for (const auto& c : controls) {
             CAPTURE(c.id);
             HWND control = form.control(c.id);
-            const std::wstring caption = text(control);
+            std::wstring caption = text(control);
+            if (c.id != IDOK && c.id != IDCANCEL) {
+                const size_t amp = caption.find(L'&');
+                REQUIRE(amp != std::wstring::npos);
+                const wchar_t key = qbx::toLower(caption.substr(amp + 1, 1))[0];
+                CHECK(keys.find(key) == std::wstring::npos);
+                keys += key;
+                caption.erase(amp, 1);
+            }
             CHECK_FALSE(caption.empty());
             CHECK(caption == *c.phrase);
             HDC dc = GetDC(control);

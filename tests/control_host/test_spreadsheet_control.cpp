@@ -118,7 +118,8 @@ TEST_CASE("the spreadsheet hosted by ProgID: its window fills the host, the obje
         RECT outer{};
         GetWindowRect(grid.window, &outer);
         CHECK((outer.right - outer.left == 480 && outer.bottom - outer.top == 300));
-        CHECK((SendMessageW(grid.window, WM_GETDLGCODE, 0, 0) & DLGC_WANTALLKEYS) != 0);
+        CHECK((SendMessageW(grid.window, WM_GETDLGCODE, 0, 0) & (DLGC_WANTARROWS | DLGC_WANTCHARS | DLGC_WANTTAB)) ==
+              (DLGC_WANTARROWS | DLGC_WANTCHARS | DLGC_WANTTAB));
         CHECK(cSpreadsheetControlTesting::renderCount(grid.control) > 0);
 
         // Column widths come from the sheet.
@@ -127,15 +128,22 @@ TEST_CASE("the spreadsheet hosted by ProgID: its window fills the host, the obje
                    b = cSpreadsheetControlTesting::cellRect(grid.control, 1, 2);
         CHECK(b.right - b.left > 2 * (a.right - a.left));
 
-        // ViewableRange scrolls the window, frozen rows stay.
+        // Only the viewable range is shown: the rows above it and the
+        // columns beside it are hidden; the frozen header row stays.
         grid.control->sheetPtr()->settings.frozenRows = 1;
+        grid.object.getObj(L"ActiveWindow").put(L"ViewableRange", L"A1:B60");
+        CHECK(cSpreadsheetControlTesting::cellRect(grid.control, 1, 3).left < 0);
+        CHECK(cSpreadsheetControlTesting::cellRect(grid.control, 1, 2).left > 0);
         grid.object.getObj(L"ActiveWindow").put(L"ViewableRange", L"A50:D60");
-        CHECK(cSpreadsheetControlTesting::cellRect(grid.control, 50, 1).top ==
-              cSpreadsheetControlTesting::cellRect(grid.control, 1, 1).bottom);
-        CHECK(cSpreadsheetControlTesting::cellRect(grid.control, 2, 1).top < 0);
-        const std::wstring shown = grid.object.getObj(L"ActiveWindow").get(L"ViewableRange").toString();
-        CHECK(shown.rfind(L"$A$1:", 0) == 0);
-        grid.object.getObj(L"ActiveWindow").put(L"ViewableRange", L"A1");
+        CHECK(cSpreadsheetControlTesting::cellRect(grid.control, 1, 1).top < 0);
+        CHECK(cSpreadsheetControlTesting::cellRect(grid.control, 49, 1).top < 0);
+        CHECK(cSpreadsheetControlTesting::cellRect(grid.control, 50, 1).top >= 0);
+        CHECK(cSpreadsheetControlTesting::cellRect(grid.control, 61, 1).top < 0);
+        CHECK(grid.object.getObj(L"ActiveWindow").get(L"ViewableRange").toString() == L"$A$50:$D$60");
+        // The selection moved inside it.
+        CHECK(grid.object.getObj(L"ActiveCell").get(L"Address").toString() == L"$A$50");
+        grid.object.getObj(L"ActiveWindow").put(L"ViewableRange", L"1:65536");
+        grid.control->sheetPtr()->settings.frozenRows = 0;
 
         // Hiding the headings moves the cells to the window's corner.
         grid.object.put(L"DisplayColumnHeadings", false);

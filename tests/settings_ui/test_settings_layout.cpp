@@ -58,11 +58,20 @@ TEST_CASE("settings layout: every caption is its control's phrase and fits it, i
         LOGFONTW font{};
         GetObjectW(reinterpret_cast<HFONT>(SendMessageW(w.hWnd(), WM_GETFONT, 0, 0)), sizeof font, &font);
         CHECK(std::wstring(font.lfFaceName) == L"MS Shell Dlg");
+        std::wstring keys;  // the page's mnemonics: one each, none twice
         for (const auto& c : controls) {
             CAPTURE(c.name);
             HWND control = c.onPage ? w.pageControl(c.id) : w.control(c.id);
             REQUIRE(control != nullptr);
-            const std::wstring caption = hosttest::windowText(control);
+            std::wstring caption = hosttest::windowText(control);
+            if (c.onPage) {
+                const size_t amp = caption.find(L'&');
+                REQUIRE(amp != std::wstring::npos);
+                const wchar_t key = qbx::toLower(caption.substr(amp + 1, 1))[0];
+                CHECK(keys.find(key) == std::wstring::npos);
+                keys += key;
+                caption.erase(amp, 1);
+            }
             CHECK_FALSE(caption.empty());
             CHECK(caption == c.phrase());
             RECT client{};

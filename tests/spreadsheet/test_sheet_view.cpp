@@ -8,12 +8,12 @@ using qbx::sheet::Rect;
 
 namespace {
 
-// A window that counts the repaints asked of it and shows 10 x 5 cells.
+// A window that counts the repaints asked of it and keeps the viewable
+// range it was told.
 struct FakeView : qbx::sheet::View {
     int invalidated = 0;
-    Rect shown{1, 1, 10, 5};
-    Rect viewableRange() const override { return shown; }
-    void setViewableRange(const Rect& r) override { shown = Rect{r.top, r.left, r.top + 9, r.left + 4}; }
+    Rect told{};
+    void setViewableRange(const Rect& r) override { told = r; }
     void invalidate() override { ++invalidated; }
 };
 
@@ -39,14 +39,16 @@ TEST_CASE("repaints: none while ScreenUpdating is off, one when it comes back, o
 TEST_CASE("viewable range and frozen panes, with and without a window") {
     Grid g;
     Disp window = g.ss.getObj(L"ActiveWindow");
-    CHECK(window.get(L"ViewableRange").toString() == L"$A$1:$H$20");
+    // The whole sheet until told otherwise; then the range as given, also
+    // on the spreadsheet, and the window hears of it.
+    CHECK(window.get(L"ViewableRange").toString() == L"$1:$65536");
     window.put(L"ViewableRange", L"c40");
-    CHECK(g.ss.get(L"ViewableRange").toString() == L"$C$40:$J$59");
-
+    CHECK(g.ss.get(L"ViewableRange").toString() == L"$C$40");
     FakeView view;
     g.sheet.setView(&view);
-    window.put(L"ViewableRange", L"b3:d9");
-    CHECK(window.get(L"ViewableRange").toString() == L"$B$3:$F$12");
+    window.put(L"ViewableRange", L"a1:a2999");
+    CHECK(window.get(L"ViewableRange").toString() == L"$A$1:$A$2999");
+    CHECK(view.told == Rect{1, 1, 2999, 1});
     g.sheet.setView(nullptr);
 
     g.range(L"c2").call(L"Select");

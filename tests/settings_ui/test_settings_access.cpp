@@ -1,0 +1,193 @@
+// What a screen reader gets of the settings window, asked in-process as one
+// asks (oleacc's AccessibleObjectFromWindow): the grid as a table of rows and
+// cells with the libraries as names and values, the active cell as focus and
+// selection, the events a SetWinEventHook listener hears while a person
+// works, and a name for every other control: its label.
+#include <doctest/doctest.h>
+
+#include "settings_ui/modAccessibility.h"
+#include "support/modErroHandling.h"
+#include "support/modLanguage.h"
+#include "support/phrases.h"
+#include "tests/person.h"
+#include "tests/reader.h"
+#include "tests/settings_ui/settings_window_util.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+using persontest::Person;
+using windowtest::Window;
+using namespace readertest;
+
+namespace {
+
+const std::wstring kLibraries[] = {L"http://server/Documents/", L"http://server/sites/team/Proposals/",
+                                   L"http://server/sites/team/Shared Documents/"};
+
+std::wstring valueOf(IAccessible* a, long id) {
+    qbx::Bstr value;
+    if (a->get_accValue(child(id), value.put()) != S_OK) return L"<none>";
+    return value.str();
+}
+long roleOf(IAccessible* a, long id = CHILDID_SELF) {
+    VARIANT role;
+    VariantInit(&role);
+    return a->get_accRole(child(id), &role) == S_OK && role.vt == VT_I4 ? role.lVal : -1;
+}
+long childCount(IAccessible* a) {
+    long n = -1;
+    a->get_accChildCount(&n);
+    return n;
+}
+qbx::ComPtr<IAccessible> childObject(IAccessible* a, long id) {
+    qbx::ComPtr<IDispatch> d;
+    if (a->get_accChild(child(id), d.put()) != S_OK || !d) return {};
+    qbx::ComPtr<IAccessible> out;
+    d->QueryInterface(kIID_IAccessible, reinterpret_cast<void**>(out.put()));
+    return out;
+}
+std::wstring roleName(long role) {
+    wchar_t text[64] = {};
+    using Fn = UINT(WINAPI*)(DWORD, LPWSTR, UINT);
+    static const auto getRoleText =
+        reinterpret_cast<Fn>(reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(L"oleacc.dll"), "GetRoleTextW")));
+    if (getRoleText) getRoleText(static_cast<DWORD>(role), text, 64);
+    return text;
+}
+
+// The events a screen reader's listener hears from one window.
+struct Listener {
+    struct Event {
+        DWORD event;
+        long child;
+    };
+    static inline std::vector<Event> heard;
+    static inline HWND from = nullptr;
+    HWINEVENTHOOK hook;
+    explicit Listener(HWND window) {
+        heard.clear();
+        from = window;
+        hook = SetWinEventHook(EVENT_OBJECT_FOCUS, EVENT_OBJECT_VALUECHANGE, nullptr, &onEvent, GetCurrentProcessId(),
+                               0, WINEVENT_OUTOFCONTEXT);
+        REQUIRE(hook != nullptr);
+    }
+    ~Listener() { UnhookWinEvent(hook); }
+    static void CALLBACK onEvent(HWINEVENTHOOK, DWORD event, HWND window, LONG object, LONG id, DWORD, DWORD) {
+        if (window == from && object == OBJID_CLIENT) heard.push_back({event, id});
+    }
+    static bool has(DWORD event, long id) {
+        for (const Event& e : heard)
+            if (e.event == event && e.child == id) return true;
+        return false;
+    }
+};
+
+// The tree as a screen reader walks it, one line per object.
+void printTree(IAccessible* a, const std::wstring& indent, std::wstring& out, int depth = 0) {
+    out += indent + roleName(roleOf(a)) + L" \"" + nameOf(a) + L"\"\n";
+    const long n = childCount(a);
+    for (long i = 1; i <= n && depth < 8; ++i) {
+        if (auto c = childObject(a, i)) {
+            printTree(c.get(), indent + L"  ", out, depth + 1);
+        } else {
+            out += indent + L"  " + roleName(roleOf(a, i)) + L" \"" + nameOf(a, i) + L"\" value \"" + valueOf(a, i) +
+                   L"\"\n";
+        }
+    }
+}
+
+// The window's controls in tab order, each as a screen reader gets it;
+// containers (the page, the grid's host) are walked through.
+void printWindow(HWND parent, std::wstring& out) {
+    for (HWND c = GetWindow(parent, GW_CHILD); c; c = GetWindow(c, GW_HWNDNEXT)) {
+        if (!IsWindowVisible(c)) continue;
+        if ((GetWindowLongW(c, GWL_EXSTYLE) & WS_EX_CONTROLPARENT) && GetWindow(c, GW_CHILD)) {
+            printWindow(c, out);
+            continue;
+        }
+        printTree(accessibleOf(c).get(), L"  ", out);
+    }
+}
+
+}  // namespace
+
+TEST_CASE("a screen reader reads the libraries as a table of rows and cells, follows the active cell, hears "
+          "focus, selection and changed values, and finds every control named by its label") {
+    subSetPhrases(fncGetLanguageColumn());
+    Window w({.sites = kLibraries[0] + L"\r\n" + kLibraries[1] + L"\r\n" + kLibraries[2],
+              .defaultSite = kLibraries[1]});
+    w.settle();
+    const HWND grid = w.gridWindow();
+    qbx::ComPtr<IAccessible> table = accessibleOf(grid);
+
+    // The table, named by its header; the header row and the three libraries.
+    CHECK(roleOf(table.get()) == ROLE_SYSTEM_TABLE);
+    CHECK(nameOf(table.get()) == LNGSITES);
+    REQUIRE(childCount(table.get()) == 4);
+    for (long i = 2; i <= 4; ++i) {
+        qbx::ComPtr<IAccessible> row = childObject(table.get(), i);
+        REQUIRE(row);
+        CHECK(roleOf(row.get()) == ROLE_SYSTEM_ROW);
+        REQUIRE(childCount(row.get()) == 1);  // the count cell and the other columns are not there
+        CHECK(roleOf(row.get(), 1) == ROLE_SYSTEM_CELL);
+        CHECK(nameOf(row.get(), 1) == kLibraries[i - 2]);
+        CHECK(valueOf(row.get(), 1) == kLibraries[i - 2]);
+    }
+
+    // What a screen reader reads of the window, in tab order (printed when
+    // QBX_PRINT_TREE is set).
+    std::wstring tree = roleName(roleOf(accessibleOf(w.hWnd()).get())) + L" \"" + nameOf(accessibleOf(w.hWnd()).get()) + L"\"\n";
+    printWindow(w.hWnd(), tree);
+    if (std::getenv("QBX_PRINT_TREE")) printf("%s", qbxtest::narrow(tree).c_str());
+    CHECK(tree.find(L"cell \"" + kLibraries[2] + L"\"") != std::wstring::npos);
+
+    // A person clicks the second library: it is the focus and the
+    // selection, and the listener heard so.
+    Person person(w.hWnd());
+    {
+        Listener listener(grid);
+        person.click(grid, POINT{40, 17 * 2 + 8});
+        VARIANT focus;
+        REQUIRE(table->get_accFocus(&focus) == S_OK);
+        REQUIRE(focus.vt == VT_I4);
+        CHECK(nameOf(table.get(), focus.lVal) == kLibraries[1]);
+        VARIANT selection;
+        REQUIRE(table->get_accSelection(&selection) == S_OK);
+        CHECK((selection.vt == VT_I4 && selection.lVal == focus.lVal));
+        VARIANT state;
+        REQUIRE(table->get_accState(child(focus.lVal), &state) == S_OK);
+        CHECK((state.lVal & (STATE_SYSTEM_FOCUSED | STATE_SYSTEM_SELECTED)) == (STATE_SYSTEM_FOCUSED | STATE_SYSTEM_SELECTED));
+        CHECK(Listener::has(EVENT_OBJECT_FOCUS, focus.lVal));
+        CHECK(Listener::has(EVENT_OBJECT_SELECTION, focus.lVal));
+
+        // An entry typed over it: the value change, then the move down.
+        Listener::heard.clear();
+        person.type(L"http://server/renamed/");
+        person.key(VK_RETURN);
+        CHECK(Listener::has(EVENT_OBJECT_VALUECHANGE, focus.lVal));
+        CHECK(nameOf(table.get(), focus.lVal) == L"http://server/renamed/");
+        VARIANT moved;
+        REQUIRE(table->get_accFocus(&moved) == S_OK);
+        CHECK(moved.lVal != focus.lVal);
+        CHECK(Listener::has(EVENT_OBJECT_FOCUS, moved.lVal));
+    }
+
+    // Every other control is named by its label.
+    struct Named {
+        HWND control;
+        std::wstring name;
+    };
+    const Named named[] = {
+        {w.pageControl(IDC_CMDBROWSE), LNGADD + L" ..."}, {w.pageControl(IDC_CMBDEFAULT), LNGDEFAULT},
+        {w.pageControl(IDC_CHKALWAYSDEFAULT), LNGALWAYSUSEDEFAULT}, {w.control(IDOK), LNGOK},
+        {w.control(IDCANCEL), LNGCANCEL}, {w.control(IDC_TBSSETTINGS), LNGSITES},
+    };
+    for (const Named& n : named) {
+        CAPTURE(qbxtest::narrow(n.name));
+        CHECK(nameOf(accessibleOf(n.control).get()) == n.name);
+    }
+
+    CHECK_FALSE(blnErrorOccurred);
+}
