@@ -5,6 +5,7 @@
 #include "support/com/win_handles.h"
 
 #include <algorithm>
+#include <cwchar>
 #include <vector>
 
 namespace {
@@ -65,6 +66,17 @@ qbx::Variant fncReadFileBytes(const std::wstring& strPath) {
     return std::move(bytes).toVariant(VT_UI1);
 }
 
+// A text of the reply as the server sent it. Wine's request object hands its
+// texts out with the terminating NUL counted in the string's length; that NUL
+// is no part of the text and is dropped, so "CREATED" still reads "CREATED".
+std::wstring fncReplyText(const qbx::Variant& varText) {
+    std::wstring strText = varText.toString();
+    strText.resize(wcsnlen(strText.c_str(), strText.size()));
+    return strText;
+}
+
+std::wstring fncStatusText(const qbx::Disp& objRequest) { return fncReplyText(objRequest.get(L"statusText")); }
+
 // A synchronous send that brought no complete reply failed on the way, even
 // where the request object lets it return normally: no status line at all
 // (status 0), or a body shorter than the length the reply announced. That is
@@ -76,12 +88,16 @@ void subCheckReplyArrived(const qbx::Disp& objRequest) {
     if (objRequest.get(L"status").toLong() == 0) qbx::raiseHr(kDownloadFailed);
     std::wstring strLength;
     qbx::Err err;
-    err.resume([&] { strLength = objRequest.get(L"getResponseHeader", L"Content-Length").toString(); });
+    err.resume([&] { strLength = fncReplyText(objRequest.get(L"getResponseHeader", L"Content-Length")); });
     if (strLength.empty() || strLength.find_first_not_of(L"0123456789") != std::wstring::npos) return;
     const qbx::Variant varBody = objRequest.get(L"responseBody");
     const size_t received = varBody.isArray() ? qbx::bytesOf(varBody).size() : 0;
     if (strLength.size() > 15 || received < std::stoull(strLength)) qbx::raiseHr(kDownloadFailed);
 }
+
+// WinHttpRequestOption_EnableRedirects and AutoLogonPolicy_Always.
+constexpr long kOptionEnableRedirects = 6;
+constexpr long kAutoLogonAlways = 0;
 
 }  // namespace
 
@@ -94,8 +110,12 @@ bool fncUploadFile(const std::wstring& strLocalPath, const std::wstring& strTarg
         // every path, before an error report is shown.
         subSetAction(L"Creating ADODB.Stream object");
         qbx::Disp objStream = qbx::Disp::create(L"ADODB.Stream");
-        subSetAction(L"Creating MSXML2.XMLHTTP.3.0 object");
-        qbx::Disp objRequest = qbx::Disp::create(L"MSXML2.XMLHTTP.3.0");
+        // Windows' WinHTTP request object rather than MSXML's: MSXML's follows a
+        // redirect without telling, so a sign-in page's "200 OK" would pass for
+        // the stored document. This one is told not to follow, and a redirect
+        // then comes back as the 3xx reply it is.
+        subSetAction(L"Creating WinHttp.WinHttpRequest.5.1 object");
+        qbx::Disp objRequest = qbx::Disp::create(L"WinHttp.WinHttpRequest.5.1");
         // From here on a failure is the upload's own: the trail names the file
         // and the address again.
         subSetAction(strUploading);
@@ -107,6 +127,11 @@ bool fncUploadFile(const std::wstring& strLocalPath, const std::wstring& strTarg
         if (!blnStream) varBody = fncReadFileBytes(strLocalPath);
 
         objRequest.call(L"Open", L"PUT", strTargetUrl, false);
+        objRequest.putAt(L"Option", kOptionEnableRedirects, false);
+        // The current user's Windows credentials for the library's server,
+        // wherever it is (left to itself the object offers them only to
+        // servers that bypass the proxy).
+        objRequest.call(L"SetAutoLogonPolicy", kAutoLogonAlways);
         if (blnStream && !fncStreamStep([&] { varBody = objStream.get(L"Read"); }))
             varBody = fncReadFileBytes(strLocalPath);
         // The whole file is moved into the call, not copied.
@@ -115,8 +140,8 @@ bool fncUploadFile(const std::wstring& strLocalPath, const std::wstring& strTarg
 
         // Exact, case-sensitive comparisons of the reason text; the numeric
         // status plays no part in success.
-        const bool blnCreated = objRequest.get(L"statusText").toString() == L"CREATED";
-        const bool blnOk = objRequest.get(L"statusText").toString() == L"OK";
+        const bool blnCreated = fncStatusText(objRequest) == L"CREATED";
+        const bool blnOk = fncStatusText(objRequest) == L"OK";
         if (blnCreated || blnOk) result = true;
     });
     return result;

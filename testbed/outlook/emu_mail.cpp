@@ -73,6 +73,11 @@ std::wstring httpPut(const std::wstring& url, const std::vector<unsigned char>& 
                                                   WINHTTP_DEFAULT_ACCEPT_TYPES,
                                                   parts.nScheme == INTERNET_SCHEME_HTTPS ? WINHTTP_FLAG_SECURE : 0)
                              : nullptr;
+    // A write answered with a redirect is refused, not repeated elsewhere: a
+    // web folder puts the document at the address it was given or fails.
+    DWORD noRedirects = WINHTTP_DISABLE_REDIRECTS;
+    if (request.h)
+        WinHttpSetOption(request.h, WINHTTP_OPTION_DISABLE_FEATURE, &noRedirects, sizeof noRedirects);
     const wchar_t* headers = L"Content-Type: application/octet-stream\r\n";
     DWORD size = static_cast<DWORD>(bytes.size());
     if (!request.h ||
