@@ -284,6 +284,33 @@ TEST_CASE("nothing is lost: a library that does not take the file leaves mail an
     }
 }
 
+TEST_CASE("a library that answers with a redirect keeps the attachment: to its sign-in page or to another library") {
+    // Outlook 2000 and 2007 on upload a temporary copy; 2003 saves through itself.
+    for (int version : {9, 11, 12}) {
+        for (const wchar_t* to : {L"", L"&to=library"}) {
+            for (int code : {301, 302, 303, 307, 308}) {
+                CAPTURE(version);
+                CAPTURE(code);
+                CAPTURE(qbxtest::narrow(to));
+                Flow f(version);
+                spemu::fault(L"mode=redirect&path=/sites/team/Shared%20Documents/&code=" + std::to_wstring(code) + to);
+                qbxtest::PromptRecorder prompts;
+                f.attach(L"kept.txt");
+                CHECK(f.attachments() == std::vector<std::wstring>{L"kept.txt"});
+                CHECK(f.text() == L"Hello world");
+                CHECK(prompts.prompts().empty());
+                CHECK(f.inLibrary(kLibA, L"kept.txt").empty());
+                CHECK(f.inLibrary(kLibB, L"kept.txt").empty());
+                for (const auto& r : spemu::requests()) {  // the redirect was never followed
+                    CHECK(r["path"].s == "/sites/team/Shared Documents/kept.txt");
+                    CHECK(r["status"].n == code);
+                }
+                for (const auto& save : f.ol->saveTargets()) CHECK_FALSE(exists(save.target));
+            }
+        }
+    }
+}
+
 TEST_CASE("odd file names: converted twice on the default library, and stored under what the address says") {
     struct Case {
         std::wstring name, lastSegment;
