@@ -340,7 +340,7 @@ TEST_CASE("odd file names: converted twice on the default library, and stored un
             }
             CHECK(f.text() == L"Hello " + f.link(kLibA, c.lastSegment) + L" \r\nworld");
             CHECK(f.attachments().empty());
-            CHECK(f.inLibrary(kLibA, storedName(c.lastSegment)) == std::string(a->bytes.begin(), a->bytes.end()));
+            CHECK(f.inLibrary(kLibA, storedName(c.lastSegment)) == a->bytes.content());
         }
     }
 }
