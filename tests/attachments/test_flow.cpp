@@ -18,6 +18,7 @@
 #include "attachments/frmChooseSite.h"
 #include "attachments/frmChooseSite_testing.h"
 #include "testbed/sharepoint/spemu_client.h"
+#include "sharepoint/modUpload_testing.h"
 #include "tests/attachments/test_flow_component.h"
 #include "tests/test_support.h"
 
@@ -308,6 +309,26 @@ TEST_CASE("a library that answers with a redirect keeps the attachment: to its s
                 for (const auto& save : f.ol->saveTargets()) CHECK_FALSE(exists(save.target));
             }
         }
+    }
+}
+
+TEST_CASE("a file too large for memory: the error report names the upload, the attachment stays, nothing is sent") {
+    for (int version : {9, 12}) {
+        CAPTURE(version);
+        Flow f(version);
+        subSetLargestUpload(10);  // the files here are some 30 bytes
+        qbxtest::PromptRecorder prompts(IDNO);
+        f.attach(L"large.iso");
+        subSetLargestUpload(0);
+        CHECK(f.attachments() == std::vector<std::wstring>{L"large.iso"});
+        CHECK(f.text() == L"Hello world");
+        CHECK(f.puts() == 0);
+        REQUIRE(prompts.prompts().size() == 1);
+        const std::wstring& report = prompts.prompts()[0].text;
+        CHECK(report.find(L"\r\nUploading " + f.tempFolder) != std::wstring::npos);
+        CHECK(report.find(L"#7\r\n") != std::wstring::npos);  // out of memory
+        REQUIRE(f.ol->saveTargets().size() == 1);
+        CHECK_FALSE(exists(f.ol->saveTargets()[0].target));  // the temporary copy is gone
     }
 }
 
