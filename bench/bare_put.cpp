@@ -1,6 +1,7 @@
 // The baseline of the upload figures: the least a program can do to PUT a
 // file with the platform's request object. Reads the file into one byte
-// array, creates "MSXML2.XMLHTTP.3.0" and sends the array synchronously.
+// array, creates "WinHttp.WinHttpRequest.5.1" (the add-in's request object) and
+// sends the array synchronously.
 // Deliberately built on nothing but Windows' own calls.
 //   bare_put.exe FILE URL
 #include "bench/bench_common.h"
@@ -41,7 +42,7 @@ int wmain(int argc, wchar_t** argv) {
 
     CLSID clsid;
     IDispatch* http = nullptr;
-    if (SUCCEEDED(CLSIDFromProgID(L"MSXML2.XMLHTTP.3.0", &clsid)) &&
+    if (SUCCEEDED(CLSIDFromProgID(L"WinHttp.WinHttpRequest.5.1", &clsid)) &&
         SUCCEEDED(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, reinterpret_cast<void**>(&http)))) {
         VARIANT open[3];
         for (auto& v : open) VariantInit(&v);

@@ -80,7 +80,7 @@ HRESULT createTimed(const wchar_t* progId, IDispatch** out) {
         return S_OK;
     }
     const HRESULT hr = qbx::createByProgId(progId, out);
-    if (FAILED(hr) || !qbx::textEquals(progId, L"MSXML2.XMLHTTP.3.0")) return hr;
+    if (FAILED(hr) || !qbx::textEquals(progId, L"WinHttp.WinHttpRequest.5.1")) return hr;
     *out = new TimedRequest(qbx::ComPtr<IDispatch>::attach(*out));
     return S_OK;
 }

@@ -6,11 +6,15 @@
 #   - discovery of a site with 5000 lists against loadXML of the same reply;
 #   - the attachment flow's start-up and one attachment in the emulated Outlook;
 #   - the settings grid and window with 2,000 libraries against a plain list
-#     box filled with the same strings.
+#     box filled with the same strings;
+#   - large attachments in the emulated Outlook 2007 of the build's bitness
+#     (bench/large_files.sh): the largest file moved, what happens just past
+#     it and at 1 GB, and the process's peak memory over the file's size at
+#     100 MB and at the largest size.
 # Ratios come from one run; they are figures, not tests.
 #   bench/run_bench.sh BUILD_DIR [ROUNDS] [PARTS]
 # ROUNDS defaults to 5; PARTS is a comma-separated choice of upload,
-# discovery, flow and settings (default: all of them).
+# discovery, flow, settings and large (default: all of them).
 set -u
 here=$(cd "$(dirname "$0")" && pwd)
 repo=$(dirname "$here")
@@ -20,7 +24,7 @@ if [ "${1:-}" != "--inside" ]; then
     . "$repo/tests/wine_env.sh" "$1"
     trap qbx_wine_stop EXIT
     qbx_wine_start
-    QBX_SPEMU_MAX_SECONDS=900 "$repo/tests/with_spemu.sh" bash "$0" --inside "$qbx_build" "${2:-5}" "${3:-upload,discovery,flow,settings}"
+    QBX_SPEMU_MAX_SECONDS=900 "$repo/tests/with_spemu.sh" bash "$0" --inside "$qbx_build" "${2:-5}" "${3:-upload,discovery,flow,settings,large}"
     exit $?
 fi
 
@@ -193,5 +197,30 @@ print("  -> repaints asked for during SetDicList's writes %s, pictures drawn dur
 print("  (the list box redrawn after every string instead: %.1f ms)" % float(f["listbox_redraw_each_ms"]))
 for key in sorted(k for k in f if k.startswith("piece_")):
     print("  part %-44s %10.2f ms" % (key[6:-3].replace("_", " "), float(f[key])))
+PY
+fi
+
+if wants large; then
+# The largest size the upload takes in this bitness (see sharepoint/modUpload.cpp),
+# one megabyte past it, and 1 GB; QBX_BENCH_LARGE_SIZES (in MB) replaces the list.
+if [ "$(qbx_arch_of_build "$build")" = x86 ]; then largest=400; else largest=2047; fi
+sizes=${QBX_BENCH_LARGE_SIZES:-"100 $largest $((largest + 1)) 1024"}
+echo "Large attachments, Outlook 2007, $(qbx_arch_of_build "$build"): $sizes MB"
+large=$work/large.txt
+bash "$here/large_files.sh" "$build" $(echo "$sizes" | tr ' ' '\n' | sort -nu) >"$large"
+python3 - "$large" <<'PY'
+import sys
+rows = [dict(kv.split("=", 1) for kv in l.split()) for l in open(sys.argv[1]) if l.startswith("size_mb=")]
+print("  %-9s %-8s %-10s %-24s %s" % ("size", "outcome", "seconds", "peak rise / file size", "report, temporary copy"))
+for r in rows:
+    size = int(r["size_mb"]) * 2**20
+    rise = (int(r["peak_working"]) - int(r["working_before"])) / size
+    print("  %-9s %-8s %-10s %-24.2f %s" % (r["size_mb"] + " MB", r["outcome"], r["seconds"], rise,
+          ("report naming the upload" if r["report_names_upload"] == "1" else "no report" if r["prompts"] == "0"
+           else "a report") + (", temporary copy left" if r["temp_left"] == "1" else "")))
+moved = [int(r["size_mb"]) for r in rows if r["outcome"] == "moved"]
+print("  -> largest file moved: %s MB; nothing lost: %s; the process never ended on its own: %s"
+      % (max(moved) if moved else "none", all(r["outcome"] in ("moved", "kept") for r in rows),
+         all(r["outcome"] != "ended" for r in rows)))
 PY
 fi

@@ -8,6 +8,7 @@
 #include "support/com/win_handles.h"
 
 #include <cstdio>
+#include <new>
 
 std::wstring strCurrentAction;
 std::wstring strErrorReport;
@@ -42,6 +43,45 @@ struct {
 }  // namespace
 
 void subSetVersionQuery(GetVersionFn fn) noexcept { versionQuery() = fn ? fn : &GetVersionExA; }
+
+namespace {
+
+void (*reportHook)() = nullptr;
+
+// The report when memory has run out: fixed texts and the action trail as it
+// stands, put together in a static buffer, so nothing is allocated. The
+// add-in stops as after any report.
+constexpr wchar_t kOutOfMemoryText[] =
+    L"Quillbox ran out of memory and has stopped until Outlook starts it again. It was busy with:";
+
+void subReportOutOfMemory() noexcept {
+    if (!blnErrorReported) {
+        blnErrorOccurred = true;
+        blnErrorReported = true;
+        static wchar_t text[2048];
+        _snwprintf(text, 2047, L"%ls\r\n%ls", kOutOfMemoryText, strCurrentAction.c_str());
+        text[2047] = L'\0';
+        qbx::fncMsgBoxFixed(text, MB_OK | MB_ICONSTOP, kProductName);
+    }
+    try {
+        ReleaseOutlookObjects();
+    } catch (...) {
+    }
+}
+
+}  // namespace
+
+void subSetReportHook(void (*hook)()) noexcept { reportHook = hook; }
+
+void subHandleCaught(const wchar_t* procedure) noexcept {
+    try {
+        const qbx::Error e = qbx::caughtError();
+        subHandleError(e.description(), e.number(), static_cast<short>(e.line()), procedure);
+    } catch (...) {
+        // Not even the procedure's name could be kept.
+        subReportOutOfMemory();
+    }
+}
 
 void subSetAction(const std::wstring& action) {
     strCurrentAction = action;
@@ -120,6 +160,7 @@ std::wstring fncAddinVersion() {
 void subHandleError(const std::wstring& description, long number, short line, const std::wstring& procedure) noexcept {
     try {
         if (!blnErrorReported) {
+            if (reportHook) reportHook();
             std::wstring header = LNGERRINAPP + L" " + kProductName + L" (" + fncGetOSVersion() + L")" + kCrLf +
                                   std::wstring(70, L'-') + kCrLf + kCrLf;
             strErrorReport = LNGERRTHISERROR + L" :" + kCrLf;
@@ -144,6 +185,8 @@ void subHandleError(const std::wstring& description, long number, short line, co
             }
         }
         ReleaseOutlookObjects();
+    } catch (const std::bad_alloc&) {
+        subReportOutOfMemory();
     } catch (...) {
         // The report's own trap: a failure in here ends it silently.
     }

@@ -46,6 +46,10 @@ void subSetAction(const std::wstring& action);
 std::wstring fncGetAction();
 std::wstring fncGetOSVersion();
 void subHandleError(const std::wstring& description, long number, short line, const std::wstring& procedure) noexcept;
+// What a guarded body threw, handed to subHandleError from inside the catch
+// that caught it. Never throws: when memory has run out even for the error's
+// texts, the fixed out-of-memory report is shown instead.
+void subHandleCaught(const wchar_t* procedure) noexcept;
 void subSendErrorMail() noexcept;
 void subWriteLog(const std::wstring& action) noexcept;
 
@@ -62,8 +66,7 @@ bool guarded(const wchar_t* procedure, F&& body) noexcept {
         body();
         return true;
     } catch (...) {
-        const Error e = caughtError();
-        subHandleError(e.description(), e.number(), static_cast<short>(e.line()), procedure);
+        subHandleCaught(procedure);
     }
     return false;
 }

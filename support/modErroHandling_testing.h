@@ -6,3 +6,7 @@
 // The operating-system query behind fncGetOSVersion; tests replace it.
 using GetVersionFn = BOOL(WINAPI*)(LPOSVERSIONINFOA);
 void subSetVersionQuery(GetVersionFn fn) noexcept;
+
+// Called as an error report starts being built (null: nothing). A test
+// throws std::bad_alloc from it to see the report when memory has run out.
+void subSetReportHook(void (*hook)()) noexcept;

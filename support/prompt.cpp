@@ -149,6 +149,26 @@ int fncMsgBox(const std::wstring& text, UINT style, const std::wstring& title) {
     return ask(p).button;
 }
 
+int fncMsgBoxFixed(const wchar_t* text, UINT style, const wchar_t* title) noexcept {
+    if (handler()) {
+        try {
+            Prompt p;
+            p.text = text;
+            p.title = title;
+            p.style = style;
+            return handler()(p).button;
+        } catch (...) {
+            return IDNO;
+        }
+    }
+    if (auto fn = reinterpret_cast<PromptExport>(
+            reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(nullptr), kPromptExportName)))) {
+        wchar_t none[1] = {};
+        return fn(static_cast<int>(PromptKind::Message), text, title, style, L"", none, 1);
+    }
+    return MessageBoxW(nullptr, text, title, style | MB_SETFOREGROUND);
+}
+
 std::wstring fncInputBox(const std::wstring& text, const std::wstring& title, const std::wstring& defaultText) {
     Prompt p;
     p.kind = PromptKind::Input;

@@ -37,6 +37,10 @@ inline constexpr const char* kPromptExportName = "QbxAnswerPrompt";
 
 // The add-in's message box: returns the button pressed.
 int fncMsgBox(const std::wstring& text, UINT style, const std::wstring& title);
+// A message box of fixed texts that needs no memory of its own, for the one
+// moment memory has run out (the error report's last resort). Never throws;
+// a test handler that fails answers No.
+int fncMsgBoxFixed(const wchar_t* text, UINT style, const wchar_t* title) noexcept;
 // The add-in's input box: returns the text, or empty text on Cancel.
 std::wstring fncInputBox(const std::wstring& text, const std::wstring& title, const std::wstring& defaultText);
 

@@ -92,6 +92,13 @@ void Disp::put(Name member, Variant value) const {
     invoke(idOf(member), DISPATCH_PROPERTYPUT, std::move(args), member.line);
 }
 
+void Disp::putAt(Name member, Variant index, Variant value) const {
+    std::vector<Arg> args(2);
+    args[0].value = std::move(index);
+    args[1].value = std::move(value);
+    invoke(idOf(member), DISPATCH_PROPERTYPUT, std::move(args), member.line);
+}
+
 void Disp::putRef(Name member, const Disp& value) const {
     std::vector<Arg> args(1);
     args[0].value = Variant(value);

@@ -88,6 +88,8 @@ public:
     Variant defaultValue(Here w = {}) const { return invoke(DISPID_VALUE, DISPATCH_PROPERTYGET, {}, w.line); }
     // Property let.
     void put(Name member, Variant value) const;
+    // Property let of an indexed property (Visual Basic's "obj.Option(6) = False").
+    void putAt(Name member, Variant index, Variant value) const;
     // Property set (Set x.Member = obj).
     void putRef(Name member, const Disp& value) const;
 

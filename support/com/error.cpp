@@ -106,11 +106,25 @@ Error caughtError() noexcept {
     try {
         throw;
     } catch (const Error& e) {
-        return e;
+        // Copying the texts needs memory; without it the number and line
+        // still travel (an empty text allocates nothing).
+        try {
+            return e;
+        } catch (...) {
+            return Error(e.number(), std::wstring(), e.line());
+        }
     } catch (const std::bad_alloc&) {
-        return Error(vbErrOutOfMemory, L"Out of memory", 0);
+        try {
+            return Error(vbErrOutOfMemory, L"Out of memory", 0);
+        } catch (...) {
+            return Error(vbErrOutOfMemory, std::wstring(), 0);
+        }
     } catch (...) {
-        return Error(vbErrInternal, vbErrorText(vbErrInternal), 0);
+        try {
+            return Error(vbErrInternal, vbErrorText(vbErrInternal), 0);
+        } catch (...) {
+            return Error(vbErrInternal, std::wstring(), 0);
+        }
     }
 }
 

@@ -6,6 +6,8 @@
 
 #include "testbed/sharepoint/spemu_client.h"
 
+#include <psapi.h>
+
 #include <algorithm>
 #include <map>
 
@@ -232,6 +234,16 @@ const std::vector<Host::Step>& Host::scenarioCommands() {
              h.model().failNext(w[1], _wtol(w[2].c_str()), static_cast<long>(wcstoll(w[3].c_str(), nullptr, 0)), w[4]);
          },
          L"injects a failure, e.g. fail Folders.Add 1 0x80070005 \"No permission\""},
+        {L"memory", L"",
+         [](Host& h, const Words&) {
+             PROCESS_MEMORY_COUNTERS_EX pmc{};
+             pmc.cb = sizeof pmc;
+             GetProcessMemoryInfo(GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&pmc), sizeof pmc);
+             h.say(L"  memory working=" + std::to_wstring(pmc.WorkingSetSize) + L" peak-working=" +
+                   std::to_wstring(pmc.PeakWorkingSetSize) + L" private=" + std::to_wstring(pmc.PrivateUsage) +
+                   L" peak-private=" + std::to_wstring(pmc.PeakPagefileUsage));
+         },
+         L"prints the process's memory in bytes: working set and private bytes, now and at their peak"},
         {L"wait", L"MS", [](Host&, const Words& w) { emu::Outlook::pumpMessages(static_cast<DWORD>(_wtol(w[1].c_str()))); },
          L"runs the message loop (window timers)"},
 

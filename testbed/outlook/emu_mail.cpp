@@ -48,7 +48,7 @@ struct HttpHandle {
 // Sends the bytes with an HTTP PUT, as Outlook 2002/2003 do through web
 // folders. Only loopback addresses are contacted. Returns the status line
 // ("201 CREATED") or raises.
-std::wstring httpPut(const std::wstring& url, const std::vector<unsigned char>& bytes) {
+std::wstring httpPut(const std::wstring& url, const StoredBytes& bytes) {
     size_t schemeEnd = url.find(L"://");
     size_t pathStart = url.find(L'/', schemeEnd + 3);
     std::wstring encoded = pathStart == std::wstring::npos ? url + L"/" : url.substr(0, pathStart) + encodePath(url.substr(pathStart));
@@ -73,12 +73,23 @@ std::wstring httpPut(const std::wstring& url, const std::vector<unsigned char>& 
                                                   WINHTTP_DEFAULT_ACCEPT_TYPES,
                                                   parts.nScheme == INTERNET_SCHEME_HTTPS ? WINHTTP_FLAG_SECURE : 0)
                              : nullptr;
+    // A write answered with a redirect is refused, not repeated elsewhere: a
+    // web folder puts the document at the address it was given or fails.
+    DWORD noRedirects = WINHTTP_DISABLE_REDIRECTS;
+    if (request.h)
+        WinHttpSetOption(request.h, WINHTTP_OPTION_DISABLE_FEATURE, &noRedirects, sizeof noRedirects);
     const wchar_t* headers = L"Content-Type: application/octet-stream\r\n";
-    DWORD size = static_cast<DWORD>(bytes.size());
-    if (!request.h ||
-        !WinHttpSendRequest(request.h, headers, static_cast<DWORD>(-1L), const_cast<unsigned char*>(bytes.data()), size,
-                            size, 0) ||
-        !WinHttpReceiveResponse(request.h, nullptr))
+    if (bytes.size() > 0xFFFFFFFFULL) fail(errors::kFailed, L"Cannot save the attachment. It is too large.");
+    const DWORD size = static_cast<DWORD>(bytes.size());
+    bool sent = request.h && WinHttpSendRequest(request.h, headers, static_cast<DWORD>(-1L), WINHTTP_NO_REQUEST_DATA, 0,
+                                                size, 0);
+    if (sent) {
+        bytes.read([&](const unsigned char* piece, DWORD n) {
+            DWORD written = 0;
+            if (sent && !WinHttpWriteData(request.h, piece, n, &written)) sent = false;
+        });
+    }
+    if (!sent || !WinHttpReceiveResponse(request.h, nullptr))
         fail(errors::kFailed, L"Cannot save the attachment. The server could not be reached.");
     DWORD status = 0, len = sizeof status;
     WinHttpQueryHeaders(request.h, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER, WINHTTP_HEADER_NAME_BY_INDEX,
@@ -134,15 +145,55 @@ Attachments::Attachments(Outlook& o, Item& it) : Object(o, L"Attachments"), item
                    [this](long i) { return list[static_cast<size_t>(i - 1)]->handle(); });
 }
 
-Attachment* Attachments::addFile(const std::wstring& path, const std::wstring& displayName) {
-    HANDLE h = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (h == INVALID_HANDLE_VALUE)
-        fail(errors::kFileNotFound, L"Cannot find this file. Verify the path and file name are correct.");
-    std::vector<unsigned char> bytes;
-    unsigned char buf[65536];
+namespace {
+constexpr DWORD kPiece = 1u << 20;  // the bytes of an attachment travel in pieces of this size
+}  // namespace
+
+StoredBytes::StoredBytes(const std::wstring& source) {
+    qbx::FileHandle in(CreateFileW(source.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                   FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+    if (!in) fail(errors::kFileNotFound, L"Cannot find this file. Verify the path and file name are correct.");
+    static LONG counter = 0;
+    wchar_t dir[MAX_PATH + 1] = {};
+    GetTempPathW(MAX_PATH + 1, dir);
+    const std::wstring path = std::wstring(dir) + L"qbxemu-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+                              std::to_wstring(InterlockedIncrement(&counter)) + L".att";
+    file_ = qbx::FileHandle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                        FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    if (!file_) fail(errors::kFailed, L"The operation failed. The store can't be written.");
+    std::vector<unsigned char> piece(kPiece);
     DWORD got = 0;
-    while (ReadFile(h, buf, sizeof buf, &got, nullptr) && got) bytes.insert(bytes.end(), buf, buf + got);
-    CloseHandle(h);
+    while (ReadFile(in.get(), piece.data(), kPiece, &got, nullptr) && got) {
+        DWORD written = 0;
+        if (!WriteFile(file_.get(), piece.data(), got, &written, nullptr) || written != got)
+            fail(errors::kFailed, L"The operation failed. The store is full.");
+        size_ += got;
+    }
+}
+
+void StoredBytes::read(const std::function<void(const unsigned char*, DWORD)>& sink) const {
+    LARGE_INTEGER start{};
+    SetFilePointerEx(file_.get(), start, nullptr, FILE_BEGIN);
+    std::vector<unsigned char> piece(static_cast<size_t>(std::min<unsigned long long>(kPiece, size_ ? size_ : 1)));
+    unsigned long long left = size_;
+    while (left) {
+        DWORD got = 0;
+        const DWORD want = static_cast<DWORD>(std::min<unsigned long long>(left, piece.size()));
+        if (!ReadFile(file_.get(), piece.data(), want, &got, nullptr) || got == 0)
+            fail(errors::kFailed, L"The operation failed. The store can't be read.");
+        sink(piece.data(), got);
+        left -= got;
+    }
+}
+
+std::string StoredBytes::content() const {
+    std::string all;
+    read([&](const unsigned char* p, DWORD n) { all.append(reinterpret_cast<const char*>(p), n); });
+    return all;
+}
+
+Attachment* Attachments::addFile(const std::wstring& path, const std::wstring& displayName) {
+    StoredBytes bytes(path);
     size_t slash = path.find_last_of(L"\\/");
     std::wstring name = slash == std::wstring::npos ? path : path.substr(slash + 1);
     Attachment* a = ol().make<Attachment>(item, name, std::move(bytes));
@@ -201,7 +252,7 @@ qbx::Variant Attachment::handle() {
     return var();
 }
 
-Attachment::Attachment(Outlook& o, Item& it, std::wstring name, std::vector<unsigned char> data)
+Attachment::Attachment(Outlook& o, Item& it, std::wstring name, StoredBytes data)
     : Object(o, L"Attachment"), item(it), fileName(name), displayName(name), bytes(std::move(data)) {
     property(L"Application", [this](Args&) { return ol().app()->var(); });
     property(L"Parent", [this](Args&) { return item.var(); });
@@ -255,10 +306,12 @@ void Attachment::saveAsFile(const std::wstring& target) {
                     fail(static_cast<long>(HRESULT_FROM_WIN32(e)), L"Cannot save the attachment. Access is denied.");
                 fail(errors::kPathNotFound, L"Cannot save the attachment. Path does not exist. Verify the path is correct.");
             }
-            DWORD written = 0;
-            BOOL ok = bytes.empty() || WriteFile(h, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-            CloseHandle(h);
-            if (!ok || written != bytes.size()) fail(errors::kFailed, L"Cannot save the attachment. The disk is full.");
+            qbx::FileHandle out(h);
+            bytes.read([&](const unsigned char* piece, DWORD n) {
+                DWORD written = 0;
+                if (!WriteFile(out.get(), piece, n, &written, nullptr) || written != n)
+                    fail(errors::kFailed, L"Cannot save the attachment. The disk is full.");
+            });
         }
         r.ok = true;
     } catch (const qbx::Error& e) {

@@ -5,6 +5,7 @@
 
 #include "support/office_interfaces.h"
 #include "testbed/outlook/emu_base.h"
+#include "support/com/win_handles.h"
 
 #include <functional>
 #include <string>
@@ -214,12 +215,29 @@ public:
     Attachment* addFile(const std::wstring& path, const std::wstring& displayName);
 };
 
+// An attachment's bytes as Outlook keeps them: in its store on disk (here a
+// file of their own in the temporary folder, gone when its handle closes),
+// read in pieces whenever the attachment is saved, never whole in memory.
+class StoredBytes {
+public:
+    // Copies the file in; a missing file raises as Attachments.Add does.
+    explicit StoredBytes(const std::wstring& source);
+    unsigned long long size() const { return size_; }
+    // Hands the bytes to sink piece by piece, in order.
+    void read(const std::function<void(const unsigned char*, DWORD)>& sink) const;
+    std::string content() const;  // the whole, for tests of small files
+
+private:
+    qbx::FileHandle file_;
+    unsigned long long size_ = 0;
+};
+
 class Attachment final : public Object {
 public:
-    Attachment(Outlook& ol, Item& item, std::wstring fileName, std::vector<unsigned char> bytes);
+    Attachment(Outlook& ol, Item& item, std::wstring fileName, StoredBytes bytes);
     Item& item;
     std::wstring fileName, displayName;
-    std::vector<unsigned char> bytes;
+    StoredBytes bytes;
     bool saved = false;  // BeforeAttachmentSave has run for it
     // The automation value handed out for it: with the knob
     // freshAttachmentObjects a new object on every access, as Outlook does.

@@ -10,7 +10,7 @@ Emulates the small part of a SharePoint server that the add-in talks to:
 plus a JSON control API under /_emu/ through which tests read the request
 log and the stored documents and inject faults (authentication challenges,
 server errors, connection resets, slow replies, odd reason phrases, broken or
-hostile XML).
+hostile XML, redirects to a sign-in page or elsewhere).
 
 Standard library only. Binds 127.0.0.1 and nothing else.
 """
@@ -48,6 +48,10 @@ XSD_NS = "http://www.w3.org/2001/XMLSchema"
 GET_LIST_COLLECTION_ACTION = SOAP_NS + "GetListCollection"
 
 CONTROL_PREFIX = "/_emu/"
+# The sign-in page a server behind single sign-on sends its visitors to. It
+# answers "200 OK" to every method, as such pages do, and stores nothing.
+SIGNIN_PATH = "/_login/signin.aspx"
+REDIRECT_CODES = (301, 302, 303, 307, 308)
 LISTS_SERVICE = "_vti_bin/lists.asmx"
 
 LOG_BODY_LIMIT = 64 * 1024      # bodies up to this size are kept in the log
@@ -64,6 +68,11 @@ REASONS = {
     201: "CREATED",
     204: "No Content",
     400: "Bad Request",
+    301: "Moved Permanently",
+    302: "Found",
+    303: "See Other",
+    307: "Temporary Redirect",
+    308: "Permanent Redirect",
     401: "Unauthorized",
     403: "Forbidden",
     404: "Not Found",
@@ -74,7 +83,7 @@ REASONS = {
 }
 
 FAULT_MODES = ("401", "403", "404", "500", "reset", "slow", "case", "reason",
-               "notxml", "dtd", "nolists", "many")
+               "notxml", "dtd", "nolists", "many", "redirect")
 # Modes that only concern the lists.asmx reply; other requests neither see
 # them nor use up their count.
 LISTS_ONLY_MODES = ("notxml", "dtd", "nolists", "many")
@@ -360,12 +369,30 @@ class State:
                     continue
                 if not fpath.startswith(fold(fault.path)):
                     continue
+                if fault.mode == "redirect" and self.is_redirect_target(fault, fpath):
+                    continue   # the place a redirect sends to is not redirected again
                 if fault.remaining is not None:
                     fault.remaining -= 1
                     if fault.remaining <= 0:
                         self.faults.remove(fault)
                 return Fault(fault.mode, fault.path, fault.remaining, dict(fault.params))
         return None
+
+    def other_library(self, path):
+        """The first library that does not hold path (a redirect's default
+        target), as its path; None when there is none."""
+        with self.lock:
+            for site in self.sites.values():
+                for lst in site.lists:
+                    if lst.is_library and not fold(path).startswith(fold(lst.full_path)):
+                        return lst.full_path
+        return None
+
+    def is_redirect_target(self, fault, fpath):
+        if fpath.startswith(fold(SIGNIN_PATH)):
+            return True
+        target = fault.params.get("library")
+        return fault.params.get("to") == "library" and target is not None and fpath.startswith(fold(target))
 
     # -- log ----------------------------------------------------------------
 
@@ -945,6 +972,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
                 self.close_connection = True
             self.error_page(int(mode), "Fault injected by the test bed.")
             return True
+        if mode == "redirect":
+            self.redirect()
+            return True
         if mode == "reset":
             at = self.fault.params.get("at")
             length = self.declared_length()
@@ -961,10 +991,43 @@ class Handler(http.server.BaseHTTPRequestHandler):
             return True
         return False
 
+    def redirect(self):
+        """Answer with a redirect (&code=, default 302) after reading the body.
+        Location: the sign-in page with the original address as ReturnUrl
+        (to=signin, the default), or the same document name in another
+        library (to=library, &library=PATH or the first other one);
+        &location=none leaves the header out."""
+        params = self.fault.params
+        code = int(params.get("code", "302"))
+        if not self.consume_body():
+            self.close_connection = True
+        raw = self.raw_target if self.raw_target is not None else self.path
+        path, _query = decode_path(raw)
+        base = "http://%s:%d" % (HOST, self.state.port)
+        if params.get("to") == "library":
+            name = path.rsplit("/", 1)[-1]
+            target = base + urllib.parse.quote(params.get("library", "/") + name)
+        else:
+            target = base + SIGNIN_PATH + "?ReturnUrl=" + urllib.parse.quote(base + path, safe="")
+        headers = [] if params.get("location") == "none" else [("Location", target)]
+        text = ("<html><head><title>Object moved</title></head><body><h2>Object moved to "
+                "<a href=\"%s\">here</a>.</h2></body></html>" % html.escape(target))
+        self.state.update_entry(self.entry, redirect=None if not headers else target)
+        self.reply(code, text, headers=headers)
+
+    def serve_signin(self):
+        self.consume_body()
+        self.reply(200, "<html><head><title>Sign in</title></head><body><form method=\"post\">"
+                        "<input name=\"user\"><input type=\"password\" name=\"password\">"
+                        "<input type=\"submit\" value=\"Sign in\"></form></body></html>")
+
     # -- SharePoint behaviour ----------------------------------------------
 
     def serve_sharepoint(self, path):
         method = self.command
+        if fold(path).startswith(fold(SIGNIN_PATH)):
+            self.serve_signin()
+            return
         if fold(path).endswith("/" + LISTS_SERVICE):
             self.serve_lists(self.state.find_site_for_service(path))
             return
@@ -1136,6 +1199,16 @@ class Handler(http.server.BaseHTTPRequestHandler):
                 int(params["n"])
             if "code" in params:
                 int(params["code"])
+            if mode == "redirect" and int(params.get("code", "302")) not in REDIRECT_CODES:
+                raise ValueError("a redirect's code is one of %s" % ", ".join(map(str, REDIRECT_CODES)))
+            if mode == "redirect" and params.get("to", "signin") not in ("signin", "library"):
+                raise ValueError("a redirect goes to=signin or to=library")
+            if mode == "redirect" and params.get("to") == "library":
+                # Fixed now, so that the target library itself is never redirected.
+                library = params.get("library") or self.state.other_library(q.get("path", "/") or "/")
+                if library is None:
+                    raise ValueError("no other library to redirect to")
+                params["library"] = "/" + library.strip("/") + "/"
             fault = Fault(mode, q.get("path", "/") or "/", count, params)
             self.state.add_fault(fault)
             self.json_reply({"ok": True, "fault": fault.to_json()})

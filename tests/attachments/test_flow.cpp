@@ -18,6 +18,7 @@
 #include "attachments/frmChooseSite.h"
 #include "attachments/frmChooseSite_testing.h"
 #include "testbed/sharepoint/spemu_client.h"
+#include "sharepoint/modUpload_testing.h"
 #include "tests/attachments/test_flow_component.h"
 #include "tests/test_support.h"
 
@@ -284,6 +285,53 @@ TEST_CASE("nothing is lost: a library that does not take the file leaves mail an
     }
 }
 
+TEST_CASE("a library that answers with a redirect keeps the attachment: to its sign-in page or to another library") {
+    // Outlook 2000 and 2007 on upload a temporary copy; 2003 saves through itself.
+    for (int version : {9, 11, 12}) {
+        for (const wchar_t* to : {L"", L"&to=library"}) {
+            for (int code : {301, 302, 303, 307, 308}) {
+                CAPTURE(version);
+                CAPTURE(code);
+                CAPTURE(qbxtest::narrow(to));
+                Flow f(version);
+                spemu::fault(L"mode=redirect&path=/sites/team/Shared%20Documents/&code=" + std::to_wstring(code) + to);
+                qbxtest::PromptRecorder prompts;
+                f.attach(L"kept.txt");
+                CHECK(f.attachments() == std::vector<std::wstring>{L"kept.txt"});
+                CHECK(f.text() == L"Hello world");
+                CHECK(prompts.prompts().empty());
+                CHECK(f.inLibrary(kLibA, L"kept.txt").empty());
+                CHECK(f.inLibrary(kLibB, L"kept.txt").empty());
+                for (const auto& r : spemu::requests()) {  // the redirect was never followed
+                    CHECK(r["path"].s == "/sites/team/Shared Documents/kept.txt");
+                    CHECK(r["status"].n == code);
+                }
+                for (const auto& save : f.ol->saveTargets()) CHECK_FALSE(exists(save.target));
+            }
+        }
+    }
+}
+
+TEST_CASE("a file too large for memory: the error report names the upload, the attachment stays, nothing is sent") {
+    for (int version : {9, 12}) {
+        CAPTURE(version);
+        Flow f(version);
+        subSetLargestUpload(10);  // the files here are some 30 bytes
+        qbxtest::PromptRecorder prompts(IDNO);
+        f.attach(L"large.iso");
+        subSetLargestUpload(0);
+        CHECK(f.attachments() == std::vector<std::wstring>{L"large.iso"});
+        CHECK(f.text() == L"Hello world");
+        CHECK(f.puts() == 0);
+        REQUIRE(prompts.prompts().size() == 1);
+        const std::wstring& report = prompts.prompts()[0].text;
+        CHECK(report.find(L"\r\nUploading " + f.tempFolder) != std::wstring::npos);
+        CHECK(report.find(L"#7\r\n") != std::wstring::npos);  // out of memory
+        REQUIRE(f.ol->saveTargets().size() == 1);
+        CHECK_FALSE(exists(f.ol->saveTargets()[0].target));  // the temporary copy is gone
+    }
+}
+
 TEST_CASE("odd file names: converted twice on the default library, and stored under what the address says") {
     struct Case {
         std::wstring name, lastSegment;
@@ -313,7 +361,7 @@ TEST_CASE("odd file names: converted twice on the default library, and stored un
             }
             CHECK(f.text() == L"Hello " + f.link(kLibA, c.lastSegment) + L" \r\nworld");
             CHECK(f.attachments().empty());
-            CHECK(f.inLibrary(kLibA, storedName(c.lastSegment)) == std::string(a->bytes.begin(), a->bytes.end()));
+            CHECK(f.inLibrary(kLibA, storedName(c.lastSegment)) == a->bytes.content());
         }
     }
 }

@@ -2,6 +2,7 @@
 // through the Word and HTML editors, attachments and their events, saving an
 // attachment (to a file, or by HTTP PUT on Outlook 2002/2003), and sending.
 #include "tests/outlook_emulator/emu_test_util.h"
+#include "testbed/sharepoint/spemu_client.h"
 
 #include <list>
 
@@ -161,6 +162,20 @@ TEST_CASE("SaveAsFile: a local path gets the bytes; a web address is PUT on Outl
     std::wstring stored =
         L"Z:" + qbx::replaceAll(root, L"/", L"\\") + L"\\sites\\team\\Shared Documents\\v11 report 1&amp;2.bin";
     CHECK(GetFileAttributesW(stored.c_str()) != INVALID_FILE_ATTRIBUTES);
+
+    // A save answered with a redirect fails and is not repeated at the other address.
+    emu::Outlook ol({.version = 11});
+    Disp att(ol.attachFile(ol.openCompose(), dir.file(L"report 1&2.bin"))->disp());
+    for (const wchar_t* to : {L"", L"&to=library"}) {
+        for (int code : {301, 302, 303, 307, 308}) {
+            CAPTURE(code);
+            spemu::reset(L"?documents=1");
+            spemu::fault(L"mode=redirect&path=/sites/team/Proposals/&code=" + std::to_wstring(code) + to);
+            CHECK(errorOf([&] { att.call(L"SaveAsFile", base + L"sites/team/Proposals/r.bin"); }) == emu::errors::kFailed);
+            CHECK(spemu::requests().size() == 1);
+        }
+    }
+    spemu::reset();
 }
 
 TEST_CASE("sending and closing: Send and ItemSend may cancel; a sent mail closes its window and goes to Sent Items") {

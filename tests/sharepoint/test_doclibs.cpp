@@ -77,6 +77,12 @@ TEST_CASE("discovery: broken, hostile and huge replies give a dictionary and no 
         for (const auto& r : spemu::requests()) CHECK(r["raw_path"].s == "/sites/team/_vti_bin/lists.asmx");
     }
     CHECK(keysOf(fncGetListsFromSite(L"http://127.0.0.1:1/")).empty());  // nothing listens there
+    for (int code : {301, 302, 303, 307, 308}) {  // to a sign-in page that answers "200 OK" with a form
+        CAPTURE(code);
+        spemu::reset();
+        spemu::fault(L"mode=redirect&code=" + std::to_wstring(code));
+        CHECK(keysOf(fncGetListsFromSite(site)).empty());
+    }
 
     spemu::reset();
     spemu::fault(L"mode=many&n=5000");

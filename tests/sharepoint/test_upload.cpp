@@ -11,6 +11,7 @@
 
 #include <fstream>
 #include <map>
+#include <optional>
 
 using qbx::Variant;
 
@@ -71,6 +72,13 @@ struct CreateOverride {
     }
     ~CreateOverride() { qbx::setCreateHook(nullptr); }
 };
+
+// How many documents all libraries of the emulator hold.
+size_t storedDocuments() {
+    size_t n = 0;
+    for (const auto& lib : spemu::documents()["libraries"].items) n += lib["documents"].items.size();
+    return n;
+}
 
 }  // namespace
 
@@ -153,7 +161,7 @@ TEST_CASE("upload through a working stream component: its calls in order, its by
         checkReport(prompts, L"Uploading " + path + L" to " + target);
         CHECK(spemu::requests().size() == before);
     }
-    for (auto [progId, trail] : {std::pair{L"MSXML2.XMLHTTP.3.0", L"Creating MSXML2.XMLHTTP.3.0 object"},
+    for (auto [progId, trail] : {std::pair{L"WinHttp.WinHttpRequest.5.1", L"Creating WinHttp.WinHttpRequest.5.1 object"},
                                  std::pair{L"ADODB.Stream", L"Creating ADODB.Stream object"}}) {
         qbxtest::resetAddinState();
         CreateOverride hook({{progId, nullptr}, {L"ADODB.Stream", stream.get()}});  // the first of a ProgID wins
@@ -163,4 +171,32 @@ TEST_CASE("upload through a working stream component: its calls in order, its by
     }
     CHECK(stream->refCount() == 1);  // only the test's own reference is left
     qbxtest::resetAddinState();
+}
+
+TEST_CASE("upload: a redirect is never a stored document, whatever its target answers, on both ways of reading") {
+    auto stream = qbx::makeObject<FakeStream>();
+    for (bool blnStream : {false, true}) {
+        std::optional<CreateOverride> hook;
+        if (blnStream) hook.emplace(std::map<std::wstring, IDispatch*>{{L"ADODB.Stream", stream.get()}});
+        TempFile file("redirected");
+        const std::wstring target = library() + L"moved.txt";
+        // To a sign-in page that says "200 OK" to anything, to another library
+        // (307 and 308 would carry the PUT there), and without a Location.
+        for (const wchar_t* to : {L"", L"&to=library", L"&location=none"}) {
+            for (int code : {301, 302, 303, 307, 308}) {
+                CAPTURE(blnStream);
+                CAPTURE(code);
+                CAPTURE(qbxtest::narrow(to));
+                qbxtest::resetAddinState();
+                spemu::reset(L"?documents=1");
+                spemu::fault(L"mode=redirect&path=/sites/team/Proposals/&code=" + std::to_wstring(code) + to);
+                CHECK_FALSE(fncUploadFile(file.path, target));
+                // Not followed: the redirect's target never hears of the file.
+                CHECK(spemu::requests().size() == 1);
+                CHECK(storedDocuments() == 0);
+                CHECK_FALSE(blnErrorOccurred);  // a refusal, not an error: no report
+            }
+        }
+    }
+    CHECK(stream->refCount() == 1);
 }

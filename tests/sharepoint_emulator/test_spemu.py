@@ -197,6 +197,33 @@ class EmulatorTests(unittest.TestCase):
         self.ctl("POST", "/_emu/reset")   # clears faults and the log, keeps the documents
         self.assertEqual((self.request("GET", "/Documents/a.txt")[3], len(self.log())), (b"x", 1))
 
+    def test_fault_redirect_to_signin_page_or_another_library(self):
+        base = "http://%s:%d" % (HOST, self.port)
+        for code in (301, 302, 303, 307, 308):
+            with self.subTest(code=code):
+                self.setUp()
+                self.ctl("POST", "/_emu/fault?mode=redirect&code=%d&path=%s" % (code, PROPOSALS))
+                status, reason, headers, _ = self.request("PUT", PROPOSALS + "r.txt", b"body")
+                location = dict(headers)["Location"]
+                self.assertEqual((status, location.split("?")[0]), (code, base + "/_login/signin.aspx"))
+                self.assertIn("ReturnUrl=" + base.replace(":", "%3A").replace("/", "%2F"), location)
+                # The sign-in page says "200 OK" to any method, and is never redirected itself.
+                for method in ("PUT", "GET", "POST"):
+                    self.assertEqual(self.request(method, location[len(base):], b"x")[:2], (200, "OK"))
+                self.assertEqual(self.documents()[PROPOSALS], [])
+                self.assertEqual(self.log()[0]["redirect"], location)
+        # To another library (the first one other than the fault's path, or the one named), and without a Location.
+        self.ctl("POST", "/_emu/fault?mode=redirect&code=307&to=library&path=%s&count=1" % PROPOSALS)
+        self.assertEqual(dict(self.request("PUT", PROPOSALS + "a%20b.txt", b"1")[2])["Location"], base + DOCS + "a%20b.txt")
+        self.ctl("POST", "/_emu/fault?mode=redirect&code=308&to=library&library=/Documents/")
+        self.assertEqual(dict(self.request("PUT", PROPOSALS + "c.txt", b"1")[2])["Location"], base + "/Documents/c.txt")
+        self.assertEqual(self.request("PUT", "/Documents/c.txt", b"1")[:2], (201, "CREATED"))
+        self.ctl("POST", "/_emu/fault?mode=redirect&location=none&count=1")
+        status, _, headers, _ = self.request("PUT", DOCS + "d.txt", b"1")
+        self.assertEqual((status, "Location" in dict(headers)), (302, False))
+        for bad in ("code=200", "code=304", "to=elsewhere"):
+            self.assertEqual(self.request("POST", "/_emu/fault?mode=redirect&" + bad)[0], 400)
+
     def test_fault_reset_mid_body_and_mid_reply(self):
         big = b"z" * (4 * 1024 * 1024)
         for req in (("PUT %sr.bin HTTP/1.1\r\nHost: x\r\nContent-Length: %d\r\n\r\n" % (DOCS, len(big))).encode()

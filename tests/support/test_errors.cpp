@@ -197,6 +197,38 @@ TEST_CASE_FIXTURE(ErrorFixture, "guarded bodies report the failing line and proc
     CHECK(strErrorReport.find(L"#91") != std::wstring::npos);
 }
 
+TEST_CASE_FIXTURE(ErrorFixture, "out of memory: a body's bad_alloc is reported; a report that can't be built falls back to fixed text") {
+    setEnglishReportPhrases();
+    const std::wstring trail = L"Uploading C:\\Temp\\1big.iso to http://server/lib/big.iso";
+    {
+        qbxtest::PromptRecorder prompts(IDNO);
+        subSetAction(trail);
+        CHECK_FALSE(qbx::guarded(L"fncUploadFile", [] { throw std::bad_alloc(); }));
+        REQUIRE(prompts.prompts().size() == 1);
+        CHECK(strErrorReport.find(trail + CRLF + CRLF + L"The system error message was: :" + CRLF + L"Out of memory" + CRLF + L"#7") !=
+              std::wstring::npos);
+    }
+    // Memory gone while the report itself is built (a guarded body, and the
+    // report routine called directly): the fixed text with the trail as it
+    // stands, once; the add-in stops all the same.
+    for (bool direct : {false, true}) {
+        qbxtest::resetAddinState();
+        qbxtest::PromptRecorder prompts(IDNO);
+        subSetAction(trail);
+        subSetReportHook([] { throw std::bad_alloc(); });
+        if (direct) subHandleError(L"Out of memory", 7, 0, L"fncUploadFile");
+        else CHECK_FALSE(qbx::guarded(L"fncUploadFile", [] { qbx::raiseVb(qbx::vbErrOutOfMemory); }));
+        subHandleError(L"later", 5, 0, L"x");  // a later error shows nothing
+        subSetReportHook(nullptr);
+        REQUIRE(prompts.prompts().size() == 1);
+        CHECK(prompts.prompts()[0].text ==
+              L"Quillbox ran out of memory and has stopped until Outlook starts it again. It was busy with:" + CRLF + trail);
+        CHECK(prompts.prompts()[0].title == L"Quillbox");
+        CHECK(blnErrorReported);
+        CHECK(blnShuttingDown);
+    }
+}
+
 TEST_CASE_FIXTURE(ErrorFixture, "errors-ignored stretches go on with the next statement and keep the last error") {
     qbx::Err err;
     int reached = 0;
