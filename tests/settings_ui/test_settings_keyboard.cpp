@@ -110,7 +110,6 @@ TEST_CASE("the grid shows and reaches only its one column; Tab and Shift+Tab lea
     person.key(VK_TAB, true);
     CHECK(GetFocus() == w.control(IDC_TBSSETTINGS));
     person.key(VK_TAB);
-    CHECK(GetFocus() == grid);
 
     // Escape drops an entry and leaves the window open; the next one closes it.
     person.type(L"dropped");

@@ -81,44 +81,9 @@ TEST_CASE("the page list: advanced pages only in advanced mode, a page without t
     CHECK(hosttest::errorNumberOf([&] { tabs.AddTab(L"uscPlain", L"Plain", true, false, false, {}, false); }) == 457);
 }
 
-TEST_CASE("a tab switch clears every data row of columns A to E and nothing else; with the grid gone the "
-          "add-in is released without a report of its own") {
-    subSetPhrases(fncGetLanguageColumn());
-    Window w({.sites = L"http://a/lib/"});
-    w.settle();
-    objListHandler->EditMode(true);
-    for (const wchar_t* cell : {L"B2", L"E2999", L"F2", L"B3000", L"E3000"})
-        w.sheet().getObj(L"Range", cell).put(L"Value", L"x");
-    objListHandler->EditMode(false);
-    w.clickTab();
-    CHECK(w.cell(L"B2") + w.cell(L"E2999") == L"");
-    CHECK(w.cell(L"F2") + w.cell(L"B3000") + w.cell(L"E3000") == L"xxx");
-    CHECK(w.cell(L"A2") == L"http://a/lib/");  // the page wrote its list back after the clear
-
-    // The grid gone (error 91 in the clear): the add-in is released there
-    // and then, before anything after it reports its own failure, and the
-    // error itself is no report of the switch.
-    objListHandler->CurrSheet = qbx::Disp();
-    objListHandler->objSpreadsheet = qbx::Disp();
-    w.form->objPrevControl.reset();  // no page to save first
-    qbxtest::PromptRecorder restores;
-    std::vector<std::wstring> reports;
-    bool releasedBeforeReport = false;
-    qbx::setPromptHandler([&](const qbx::Prompt& p) {
-        if (reports.empty()) releasedBeforeReport = blnShuttingDown;
-        reports.push_back(p.text);
-        return qbx::PromptAnswer{IDNO, {}};
-    });
-    CHECK_FALSE(blnShuttingDown);
-    w.clickTab();
-    CHECK(blnShuttingDown);
-    CHECK(releasedBeforeReport);
-    for (const std::wstring& text : reports)
-        CHECK_FALSE((text.find(L"#91") != std::wstring::npos && text.find(L"tbsSettings_Click") != std::wstring::npos));
-}
-
-TEST_CASE("edit mode: screen updating and protection off while the program writes, on again after; the "
-          "range reads say what they do before they read") {
+TEST_CASE("the grid's writes: edit mode switches screen updating and protection off and on again, the range "
+          "reads say what they do before they read, a tab switch clears every data row of columns A to E and "
+          "nothing else; with the grid gone the add-in is released without a report of its own") {
     subSetPhrases(fncGetLanguageColumn());
     Window w({.sites = L"http://a/lib/"});
     w.settle();
@@ -150,5 +115,35 @@ TEST_CASE("edit mode: screen updating and protection off while the program write
         REQUIRE(entering != std::string::npos);
         CHECK(entering < text.find("Trying to find number of used rows"));
     }
+
+    objListHandler->EditMode(true);
+    for (const wchar_t* cell : {L"B2", L"E2999", L"F2", L"B3000", L"E3000"})
+        w.sheet().getObj(L"Range", cell).put(L"Value", L"x");
+    objListHandler->EditMode(false);
+    w.clickTab();
+    CHECK(w.cell(L"B2") + w.cell(L"E2999") == L"");
+    CHECK(w.cell(L"F2") + w.cell(L"B3000") + w.cell(L"E3000") == L"xxx");
+    CHECK(w.cell(L"A2") == L"http://a/lib/");  // the page wrote its list back after the clear
     CHECK_FALSE(blnErrorOccurred);
+
+    // The grid gone (error 91 in the clear): the add-in is released there
+    // and then, before anything after it reports its own failure, and the
+    // error itself is no report of the switch.
+    objListHandler->CurrSheet = qbx::Disp();
+    objListHandler->objSpreadsheet = qbx::Disp();
+    w.form->objPrevControl.reset();  // no page to save first
+    qbxtest::PromptRecorder restores;
+    std::vector<std::wstring> reports;
+    bool releasedBeforeReport = false;
+    qbx::setPromptHandler([&](const qbx::Prompt& p) {
+        if (reports.empty()) releasedBeforeReport = blnShuttingDown;
+        reports.push_back(p.text);
+        return qbx::PromptAnswer{IDNO, {}};
+    });
+    CHECK_FALSE(blnShuttingDown);
+    w.clickTab();
+    CHECK(blnShuttingDown);
+    CHECK(releasedBeforeReport);
+    for (const std::wstring& text : reports)
+        CHECK_FALSE((text.find(L"#91") != std::wstring::npos && text.find(L"tbsSettings_Click") != std::wstring::npos));
 }
