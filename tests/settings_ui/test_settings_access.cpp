@@ -83,7 +83,7 @@ struct Listener {
 // The tree as a screen reader walks it, one line per object; objects
 // marked invisible are passed over, as screen readers do.
 void printTree(IAccessible* a, const std::wstring& indent, std::wstring& out, int depth = 0) {
-    if (stateOf(a) & STATE_SYSTEM_INVISIBLE) return;
+    if (const long state = stateOf(a); state != -1 && (state & STATE_SYSTEM_INVISIBLE)) return;
     out += indent + roleName(roleOf(a)) + L" \"" + nameOf(a) + L"\"\n";
     for (long i = 1, n = childCount(a); i <= n && depth < 8; ++i) {
         if (auto c = childObject(a, i))
