@@ -216,6 +216,7 @@ void frmSettings::subSetCaptions() {
         SetWindowTextW(control(IDC_CHKADVANCED), LNGADVANCED.c_str());
         SetWindowTextW(control(IDC_LBLWEBLINK), L"www.quillbox.example");
         SetWindowTextW(hwnd_, kProductName);
+        subHideFromScreenReaders(control(IDC_FRAME2));  // the line above the buttons
         cWindowSurface surface(hwnd_);
         subSetBackColorFromWindow(surface.hDC(), control(IDC_CHKADVANCED));
     });

@@ -40,12 +40,20 @@ std::wstring fncWithoutMnemonic(const std::wstring& caption) {
 
 namespace {
 
-// Windows' own object for a control, with the name replaced: every other
+// What a control is to be for a screen reader: named by a label, or left
+// out as decoration.
+struct cReading {
+    std::wstring name;
+    bool blnDecoration = false;
+};
+
+// Windows' own object for a control, with the name replaced (or, for a
+// decoration, marked invisible so screen readers pass over it): every other
 // question goes to the standard object.
 class cNamedAccessible final : public qbx::Unknown<IAccessible> {
 public:
-    cNamedAccessible(qbx::ComPtr<IAccessible> inner, std::wstring name)
-        : inner_(std::move(inner)), name_(std::move(name)) {}
+    cNamedAccessible(qbx::ComPtr<IAccessible> inner, cReading reading)
+        : inner_(std::move(inner)), reading_(std::move(reading)) {}
 
     bool answers(REFIID iid) const override { return iid == IID_IDispatch || iid == kIID_IAccessible; }
 
@@ -65,8 +73,8 @@ public:
     HRESULT STDMETHODCALLTYPE get_accChild(VARIANT c, IDispatch** d) override { return inner_->get_accChild(c, d); }
     HRESULT STDMETHODCALLTYPE get_accName(VARIANT c, BSTR* name) override {
         if (!name) return E_POINTER;
-        if (c.vt == VT_I4 && c.lVal == CHILDID_SELF) {
-            *name = SysAllocString(name_.c_str());
+        if (c.vt == VT_I4 && c.lVal == CHILDID_SELF && !reading_.blnDecoration) {
+            *name = SysAllocString(reading_.name.c_str());
             return *name ? S_OK : E_OUTOFMEMORY;
         }
         return inner_->get_accName(c, name);
@@ -74,7 +82,11 @@ public:
     HRESULT STDMETHODCALLTYPE get_accValue(VARIANT c, BSTR* v) override { return inner_->get_accValue(c, v); }
     HRESULT STDMETHODCALLTYPE get_accDescription(VARIANT c, BSTR* d) override { return inner_->get_accDescription(c, d); }
     HRESULT STDMETHODCALLTYPE get_accRole(VARIANT c, VARIANT* r) override { return inner_->get_accRole(c, r); }
-    HRESULT STDMETHODCALLTYPE get_accState(VARIANT c, VARIANT* s) override { return inner_->get_accState(c, s); }
+    HRESULT STDMETHODCALLTYPE get_accState(VARIANT c, VARIANT* s) override {
+        const HRESULT hr = inner_->get_accState(c, s);
+        if (SUCCEEDED(hr) && s && s->vt == VT_I4 && reading_.blnDecoration) s->lVal |= STATE_SYSTEM_INVISIBLE;
+        return hr;
+    }
     HRESULT STDMETHODCALLTYPE get_accHelp(VARIANT c, BSTR* h) override { return inner_->get_accHelp(c, h); }
     HRESULT STDMETHODCALLTYPE get_accHelpTopic(BSTR* f, VARIANT c, long* t) override {
         return inner_->get_accHelpTopic(f, c, t);
@@ -99,12 +111,12 @@ public:
 
 private:
     qbx::ComPtr<IAccessible> inner_;
-    std::wstring name_;
+    cReading reading_;
 };
 
-// The names given, by control; a control's entry goes with its window.
-std::map<HWND, std::wstring>& names() {
-    static std::map<HWND, std::wstring> m;
+// What was given, by control; a control's entry goes with its window.
+std::map<HWND, cReading>& names() {
+    static std::map<HWND, cReading> m;
     return m;
 }
 
@@ -137,6 +149,12 @@ LRESULT CALLBACK namedProc(HWND window, UINT message, WPARAM w, LPARAM l, UINT_P
 
 void subSetAccessibleName(HWND control, const std::wstring& name) {
     if (!control) return;
-    names()[control] = fncWithoutMnemonic(name);
+    names()[control] = cReading{fncWithoutMnemonic(name), false};
+    SetWindowSubclass(control, &namedProc, 0, 0);
+}
+
+void subHideFromScreenReaders(HWND control) {
+    if (!control) return;
+    names()[control] = cReading{{}, true};
     SetWindowSubclass(control, &namedProc, 0, 0);
 }

@@ -33,5 +33,9 @@ LRESULT fncAnswerGetObject(WPARAM wParam, IAccessible* object);
 // mnemonic is dropped) for as long as it lives.
 void subSetAccessibleName(HWND control, const std::wstring& name);
 
+// Marks a decoration (a divider line) invisible to screen readers, which
+// would otherwise read it as an unnamed item, for as long as it lives.
+void subHideFromScreenReaders(HWND control);
+
 // A label's text as a screen reader says it: without the mnemonic's "&".
 std::wstring fncWithoutMnemonic(const std::wstring& caption);
