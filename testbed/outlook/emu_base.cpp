@@ -231,11 +231,21 @@ void Object::finalRelease() {
     if (orphaned_) delete this;
 }
 
+ULONG Object::Release() {
+    if (ol_) ol_->noteRelease();
+    return DispatchObject::Release();
+}
+
 void Object::beforeCall(DISPID id, WORD flags) {
     if (!ol_) fail(errors::kServerGone, L"The RPC server is unavailable.");
     std::wstring name = memberName(id);
     bool put = (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) != 0;
     ol_->logCall(className() + L"." + name + (put ? L"=" : L""));
+    if (wordSide_ && ol_->version() < 12 && ol_->knobs().wordCallDelay > 0) {
+        // The call waits for Word's reply in COM's modal loop.
+        Outlook::pumpMessages(static_cast<DWORD>(ol_->knobs().wordCallDelay));
+        if (!ol_) fail(errors::kServerGone, L"The RPC server is unavailable.");
+    }
     if (gone_) fail(goneNumber_, goneText_);
     ol_->checkFailure(className(), name, flags);
 }
