@@ -85,6 +85,7 @@ void QBXOutlookConnect::subAddCallbacks(qbx::MemberTable& table) {
 QBXOutlookConnect::~QBXOutlookConnect() {
     // AddinInstance_Terminate
     qbx::guarded(L"AddinInstance_Terminate", [] { ReleaseOutlookObjects(true); });
+    subClearLastDisconnectHook(this);
     --live_;
 }
 
@@ -150,6 +151,9 @@ HRESULT QBXOutlookConnect::Ribbon::GetCustomUI(BSTR ribbonId, BSTR* ribbonXml) {
 HRESULT QBXOutlookConnect::OnConnection(IDispatch* application, int, IDispatch*, SAFEARRAY**) {
     subSetAction(L"Connecting the add-in to Outlook");
     qbx::guarded(L"AddinInstance_OnConnection", [&] {
+        // The ribbon goes with the rest at the last disconnect (Quit, from
+        // Outlook 2010 on the last call the add-in gets), not at Terminate.
+        subSetLastDisconnectHook(this, [this] { objRibbonUI_.reset(); });
         objOutlookReactions = std::make_shared<cOutlookReactions>();
         objOutlookReactions->setOuaMyOutlook(qbx::Disp(application));
     });

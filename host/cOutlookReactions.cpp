@@ -68,11 +68,15 @@ void cOutlookReactions::ouaMyOutlook_NewMail() { subClearInspectors(); }
 
 namespace {
 // The second entry point of the release at Quit; it only forwards.
-void subReleaseAtQuit() { ReleaseOutlookObjects(); }
+void subReleaseAtQuit() { ReleaseOutlookObjects(true); }
 }  // namespace
 
 void cOutlookReactions::ouaMyOutlook_Quit() {
-    ReleaseOutlookObjects();
+    // Quit is the last the add-in hears from Outlook 2010 on (the fast
+    // shutdown raises neither OnBeginShutdown nor OnDisconnection, and the
+    // process then ends with COM torn down): everything the add-in holds,
+    // the personal settings included, goes now, while COM is still up.
+    ReleaseOutlookObjects(true);
     subReleaseAtQuit();
 }
 

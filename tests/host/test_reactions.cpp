@@ -240,13 +240,18 @@ TEST_CASE("shutting down: Quit after OnBeginShutdown is harmless, and nothing is
     SUBCASE("OnBeginShutdown, then Quit") {
         CHECK(s.addin->OnBeginShutdown(nullptr) == S_OK);
         CHECK_FALSE(objOutlookReactions);
+        // OnBeginShutdown (like an error) keeps the personal settings; the
+        // add-in no longer hears Quit, OnDisconnection lets them go.
         s.ol.fireQuit();
+        CHECK(objPersonalSettings);
     }
-    SUBCASE("Quit first: the release runs twice") { s.ol.fireQuit(); }
+    SUBCASE("Quit first: the release runs twice") {
+        s.ol.fireQuit();
+        // Quit is the last disconnect: the settings and their dictionary go
+        // while COM is up, never with the DLL's static destructors.
+        CHECK_FALSE(objPersonalSettings);
+    }
     CHECK_FALSE(objOutlookReactions);
-    // Errors and OnBeginShutdown keep the personal settings; the last
-    // disconnect lets them and their dictionary go, before the DLL unloads.
-    CHECK(objPersonalSettings);
     s.ol.shutdown();
     CHECK_FALSE(objPersonalSettings);
     s.addin.reset();
