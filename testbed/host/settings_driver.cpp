@@ -184,6 +184,26 @@ const std::vector<Host::SettingsStep>& Host::configureCommands() {
              h.say(std::wstring(L"    \"always use the default\" ") + (on ? L"on" : L"off"));
          },
          L"sets \"always use the default\""},
+        {L"click-in", L"N",
+         [](Host& h, HWND, const Words& w) {
+             auto windows = h.ol_->openWindows();
+             const size_t n = static_cast<size_t>(_wtol(w[2].c_str()));
+             if (n < 1 || n > windows.size()) qbx::raise(9, L"no window " + w[2]);
+             h.say(L"    clicked the settings button of window " + w[2] + L" meanwhile");
+             if (!h.ol_->clickButton(windows[n - 1], L"OSAttachments"))
+                 qbx::raise(5, L"window " + w[2] + L" has no settings button");
+         },
+         L"clicks the settings button of the Nth open mail window while this window is open"},
+        {L"ribbon-in", L"N",
+         [](Host& h, HWND, const Words& w) {
+             auto windows = h.ol_->openWindows();
+             const size_t n = static_cast<size_t>(_wtol(w[2].c_str()));
+             if (n < 1 || n > windows.size()) qbx::raise(9, L"no window " + w[2]);
+             h.say(L"    clicked the settings ribbon button of window " + w[2] + L" meanwhile");
+             if (!h.ol_->clickRibbon(windows[n - 1], L"cmdShowSettings"))
+                 qbx::raise(5, L"window " + w[2] + L" has no settings ribbon button");
+         },
+         L"clicks the settings ribbon button of the Nth open mail window while this window is open"},
         {L"ok", L"", press, L"presses OK"},
         {L"cancel", L"", press, L"presses Cancel"},
     };

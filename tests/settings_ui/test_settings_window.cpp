@@ -324,3 +324,28 @@ TEST_CASE("500 libraries pasted into the grid at once, then OK: all 500 stored")
     CHECK(objPersonalSettings->DicList.Count() == 500);
     CHECK_FALSE(blnErrorOccurred);
 }
+
+TEST_CASE("one settings window at a time: a second click while one is open brings it forward") {
+    windowtest::Session session;
+    hosttest::SpreadsheetClass spreadsheetClass;
+    REQUIRE(fncLoadSettings());
+    int opened = 0, secondReturned = 0;
+    subSetSettingsOpenedHook([&](frmSettings& form) {
+        ++opened;
+        // Another mail window's button (or ribbon) meanwhile: it comes back
+        // at once, without a window of its own.
+        if (opened == 1) {
+            subShowSettingsWindow(qbx::Disp());
+            ++secondReturned;
+        }
+        PostMessageW(form.hWnd(), WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+    });
+    subShowSettingsWindow(qbx::Disp());
+    CHECK(opened == 1);
+    CHECK(secondReturned == 1);
+    // Once it has closed, the next click opens one again.
+    const int before = opened;
+    subShowSettingsWindow(qbx::Disp());
+    CHECK(opened == before + 1);
+    subSetSettingsOpenedHook(nullptr);
+}
