@@ -147,6 +147,9 @@ void Host::step(const Words& w, int lineNumber) {
         qbx::raise(5, L"\"" + w[0] + L"\" comes before \"start\": the add-in reads them at start-up");
     need(w, requiredArguments(command->arguments));
     command->run(*this, w);
+    // Outlook quit during the action (while a dialog was open): the process
+    // ends now that the action is over.
+    if (ol_) ol_->processEnds();
 }
 
 const std::vector<Host::Step>& Host::scenarioCommands() {

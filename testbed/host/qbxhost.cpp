@@ -296,6 +296,7 @@ void Host::quit() {
     emu::Outlook& ol = model();
     size_t before = ol.addinCalls().size();
     ol.shutdown();
+    ol.processEnds();
     emu::Outlook::pumpMessages(0);
     std::wstring calls;
     for (size_t i = before; i < ol.addinCalls().size(); ++i) calls += (calls.empty() ? L"" : L", ") + ol.addinCalls()[i];

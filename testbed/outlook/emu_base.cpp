@@ -281,6 +281,16 @@ bool Object::fireOn(std::initializer_list<IID> diids, DISPID id, const std::vect
 
 bool Object::fireWhere(const std::function<bool(const IID&)>& which, DISPID id, const std::vector<qbx::Variant>& args,
                        bool withCancel, bool cancel) {
+    // While an event runs, the handlers it reached are on the thread's stack.
+    struct Running {
+        Outlook* ol;
+        explicit Running(Outlook* o) : ol(o) {
+            if (ol) ++ol->eventsRunning;
+        }
+        ~Running() {
+            if (ol) --ol->eventsRunning;
+        }
+    } running(ol_);
     // Every chosen connection point takes part; the event's DISPID is the same
     // on all the interfaces that declare it. The sinks are taken first, with a
     // reference each, so that one unadvising (or releasing everything) during

@@ -274,7 +274,8 @@ void Outlook::shutdown() {
     shutDown_ = true;
     if (fastShutdownFor(knobs_.version)) {
         fireQuit();
-        quitReturned_ = true;
+        quitPending_ = true;
+        if (eventsRunning == 0) quitReturned_ = true;
         // The process ends here: no add-in hears more, none is released.
         for (auto& s : addins_) {
             if (!s.connected) continue;

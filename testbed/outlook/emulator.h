@@ -170,6 +170,16 @@ public:
     void noteRelease() noexcept {
         if (quitReturned_) ++releasesAfterQuit_;
     }
+    // A fast shutdown raised from inside another event's handler (Outlook
+    // quitting while a dialog of the add-in is open) ends the process only
+    // once that handler has returned to Outlook: what it releases on the way
+    // back goes with COM still up. The driver calls this when the user's
+    // action is over; a fast shutdown outside any event ends it at once.
+    void processEnds() noexcept {
+        if (quitPending_) quitReturned_ = true;
+    }
+    // Events being raised right now.
+    int eventsRunning = 0;
     // Ribbon documents loaded so far (ribbon id -> what was loaded).
     const std::map<std::wstring, RibbonLoad>& ribbons() const noexcept { return ribbons_; }
     const std::vector<CallbackCall>& callbacks() const noexcept { return callbacks_; }
@@ -317,6 +327,7 @@ private:
     bool loading_ = false;
     bool shutDown_ = false;
     bool quitReturned_ = false;
+    bool quitPending_ = false;
     long releasesAfterQuit_ = 0;
 };
 
