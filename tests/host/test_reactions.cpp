@@ -260,3 +260,42 @@ TEST_CASE("shutting down: Quit after OnBeginShutdown is harmless, and nothing is
     CHECK_MESSAGE(held.refs == 0, holders(held));
     CHECK_MESSAGE(held.sinks == 0, holders(held));
 }
+
+namespace {
+
+// A held object that notes when it is let go, and whether the add-in had
+// already called itself stopped by then.
+class Noted final : public qbx::DispatchObject {
+public:
+    Noted(std::vector<std::string>& log, std::string name)
+        : DispatchObject(L"Noted"), log_(log), name_(std::move(name)) {}
+    ~Noted() override { log_.push_back(name_ + (blnShuttingDown ? " (stopped)" : "")); }
+
+private:
+    std::vector<std::string>& log_;
+    std::string name_;
+};
+
+}  // namespace
+
+TEST_CASE("the release routine: reactions, settings folder, Outlook, in that order, then the flag; Quit's run is the last disconnect") {
+    qbxtest::resetAddinState();
+    std::vector<std::string> log;
+    auto hold = [&](const char* name) { return qbx::Disp(qbx::makeObject<Noted>(log, name).get()); };
+    objOutlookReactions = std::make_shared<cOutlookReactions>();
+    objOutlookReactions->ouaMyOutlook = hold("reactions");
+    objSettingsFolder = hold("folder");
+    ouaOutlook = hold("application");
+    objPersonalSettings = std::make_shared<cPersonalSettings>();
+    ReleaseOutlookObjects();
+    CHECK(log == std::vector<std::string>{"reactions", "folder", "application"});
+    CHECK(blnShuttingDown);
+    CHECK(objPersonalSettings);  // an error's release keeps them
+    // Quit runs it again as the last disconnect: the settings go too, and
+    // the rest, already gone, are not touched twice.
+    auto reactions = std::make_shared<cOutlookReactions>();
+    reactions->ouaMyOutlook_Quit();
+    CHECK_FALSE(objPersonalSettings);
+    CHECK(log.size() == 3u);
+    qbxtest::resetAddinState();
+}
