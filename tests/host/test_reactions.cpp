@@ -299,3 +299,24 @@ TEST_CASE("the release routine: reactions, settings folder, Outlook, in that ord
     CHECK(log.size() == 3u);
     qbxtest::resetAddinState();
 }
+
+TEST_CASE("the action trails of start-up, a new mail window, its button and the ribbon button") {
+    qbxtest::TrailLog trail;
+    emu::Knobs k;
+    k.version = 12;
+    Session s(k);
+    s.ol.fireStartup();
+    emu::Inspector* w = s.ol.openCompose();
+    REQUIRE(s.ol.clickButton(w, L"OSAttachments"));
+    REQUIRE(s.ol.clickRibbon(w, L"cmdShowSettings"));
+    CHECK(s.opened.size() == 2);
+    CHECK(qbxtest::narrow(trail.firstMissing({
+              L"Getting List separator from computer settings!",
+              L"Creating a new object for holding buttons",
+              L"Adding the new inspector object to the collection",
+              L"Adding buttons to Outlook SharePoint Addin toolbar",
+              L"Opening settings form",  // the window's button
+              L"Opening settings form",  // the ribbon's
+              L"Getting currently selected mail item",
+          })) == "");
+}
