@@ -1,5 +1,7 @@
 #include "host/QBXOutlookConnect.h"
 
+#include "settings_ui/modSettingsWindow.h"
+
 #include "host/cOutlookReactions.h"
 #include "support/modGlobals.h"
 #include "support/modErroHandling.h"
@@ -161,7 +163,12 @@ HRESULT QBXOutlookConnect::OnConnection(IDispatch* application, int, IDispatch*,
 }
 
 HRESULT QBXOutlookConnect::OnDisconnection(int, SAFEARRAY**) {
-    qbx::guarded(L"AddinInstance_OnDisconnection", [] { ReleaseOutlookObjects(true); });
+    qbx::guarded(L"AddinInstance_OnDisconnection", [] {
+        // A settings window still open ends without saving: the settings
+        // it edits go now.
+        subCloseSettingsWindow();
+        ReleaseOutlookObjects(true);
+    });
     return S_OK;
 }
 

@@ -49,3 +49,8 @@ void subShowSettingsWindow(const qbx::Disp& mailItem) {
         form.Show(fncOutlookWindow(true));
     });
 }
+
+void subCloseSettingsWindow() noexcept {
+    if (!openWindow || !openWindow->hWnd() || !IsWindow(openWindow->hWnd())) return;
+    SendMessageW(openWindow->hWnd(), WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+}

@@ -9,3 +9,7 @@
 // open, a call (another mail window's button or ribbon) brings that one
 // forward instead of opening a second.
 void subShowSettingsWindow(const qbx::Disp& mailItem);
+
+// Ends an open settings window as a Cancel (nothing is saved): Outlook is
+// quitting, and the settings it edits are about to be released.
+void subCloseSettingsWindow() noexcept;

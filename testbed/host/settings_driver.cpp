@@ -204,6 +204,14 @@ const std::vector<Host::SettingsStep>& Host::configureCommands() {
                  qbx::raise(5, L"window " + w[2] + L" has no settings ribbon button");
          },
          L"clicks the settings ribbon button of the Nth open mail window while this window is open"},
+        {L"quit", L"",
+         [](Host& h, HWND, const Words&) {
+             h.say(L"    Outlook quits while the settings window is open");
+             for (emu::Inspector* w : h.ol_->openWindows()) h.ol_->close(w, 1);
+             h.ol_->shutdown();
+             if (h.current_ && !h.current_->open) h.current_ = nullptr;
+         },
+         L"Outlook quits while the settings window is open (its windows close, then the shutdown)"},
         {L"ok", L"", press, L"presses OK"},
         {L"cancel", L"", press, L"presses Cancel"},
     };

@@ -5,6 +5,7 @@
 // faults), and large or long input stored through OK.
 #include <doctest/doctest.h>
 
+#include "host/cOutlookReactions.h"
 #include "settings_ui/modSettingsWindow.h"
 #include "support/modErroHandling.h"
 #include "support/phrases.h"
@@ -348,4 +349,35 @@ TEST_CASE("one settings window at a time: a second click while one is open bring
     subShowSettingsWindow(qbx::Disp());
     CHECK(opened == before + 1);
     subSetSettingsOpenedHook(nullptr);
+}
+
+namespace {
+bool settingsSafetyFired = false;
+void CALLBACK subSettingsSafety(HWND window, UINT, UINT_PTR id, DWORD) {
+    KillTimer(window, id);
+    settingsSafetyFired = true;
+    EndDialog(window, IDCANCEL);
+}
+}  // namespace
+
+TEST_CASE("Outlook quitting while the settings window is open ends it as a Cancel before the settings go") {
+    windowtest::Session session;
+    hosttest::SpreadsheetClass spreadsheetClass;
+    REQUIRE(fncLoadSettings());
+    settingsSafetyFired = false;
+    int opened = 0;
+    subSetSettingsOpenedHook([&](frmSettings& form) {
+        ++opened;
+        SetTimer(form.hWnd(), 0x5AFE, 3000, &subSettingsSafety);
+        // Its mail window is Word's, which does not take it along; Quit is
+        // the last the add-in hears.
+        cOutlookReactions().ouaMyOutlook_Quit();
+    });
+    qbxtest::PromptRecorder prompts;
+    subShowSettingsWindow(qbx::Disp());
+    subSetSettingsOpenedHook(nullptr);
+    CHECK(opened == 1);
+    CHECK_FALSE(settingsSafetyFired);
+    CHECK(prompts.prompts().empty());
+    CHECK_FALSE(objPersonalSettings);
 }
