@@ -26,6 +26,20 @@ constexpr int kButtonFaceId = 2497;
 constexpr double kSecondsBetweenDirectHandling = 5;
 // The second removal attempt, after Outlook's event has ended.
 constexpr long kRemovalDelayMilliseconds = 500;
+// A removal Outlook keeps refusing is tried this often, then the attachment
+// stays on the mail (with its link; it is not moved a second time).
+constexpr int kRemovalTries = 20;
+
+// How many attachment handlers (of any window) are running. Their nested
+// message loops (the chooser, an error report, a call into Word running in
+// its own process) deliver window timers; the removal timer then waits.
+int intRunningHandlers = 0;
+struct RunningHandler {
+    RunningHandler() noexcept { ++intRunningHandlers; }
+    ~RunningHandler() { --intRunningHandlers; }
+    RunningHandler(const RunningHandler&) = delete;
+    RunningHandler& operator=(const RunningHandler&) = delete;
+};
 
 // The typed assignment of an object field: anything but the expected Outlook
 // object is a Type mismatch, as it is for a field declared with that type.
@@ -202,9 +216,19 @@ void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
         return;
     }
     subSetAction(L"");
+    RunningHandler running;
     blnInAttachmentAdd_ = true;
     blnAddedMeanwhile_ = false;
     qbx::guarded(L"ouiMailItem_AttachmentAdd", [&] {
+        {
+            // The event's own attachment is new on the mail: no record of
+            // the window's can be about it.
+            AttachmentKey keyAdded;
+            qbx::Err err;
+            const bool blnKnown = err.resume([&] { keyAdded = fncAttachmentKey(attachment); });
+            err.clear();
+            subPruneRecords(blnKnown ? &keyAdded : nullptr);
+        }
         // A report during this event stops the add-in; the rest of the walk
         // is then left alone.
         const bool blnWasRunning = !blnShuttingDown;
@@ -220,9 +244,12 @@ void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
             const bool blnKnown = err.resume([&] { key = fncAttachmentKey(attachment); });
             err.clear();
             blnSaveTried_ = false;
+            const size_t lngRecordsBefore = fncRecordCount();
             subHandleAttachment(attachment, false);
             datLastHandled_ = fncFlowNow();
-            if (blnSaveTried_ && blnKnown) colHandledFirst_.push_back(key);
+            // Recorded once only: one whose removal is pending (or that the
+            // user kept) already counts as settled.
+            if (blnSaveTried_ && blnKnown && fncRecordCount() == lngRecordsBefore) colHandledFirst_.push_back(key);
         }
 
         // 2. Every attachment on the mail, in collection order: how the other
@@ -241,7 +268,14 @@ void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
             std::vector<AttachmentKey> colSeen;
             for (const qbx::Disp& each : colAll) {
                 if (stopped()) break;
-                colSeen.push_back(fncAttachmentKey(each));
+                // One removed meanwhile (by the removal timer, or by the
+                // user while a dialog was open) answers nothing: skipped.
+                AttachmentKey key;
+                qbx::Err err;
+                const bool blnReadable = err.resume([&] { key = fncAttachmentKey(each); });
+                err.clear();
+                if (!blnReadable) continue;
+                colSeen.push_back(key);
                 const long lngOrdinal = static_cast<long>(std::count(colSeen.begin(), colSeen.end(), colSeen.back()));
                 subHandleAttachment(each, true, lngOrdinal);
             }
@@ -253,12 +287,27 @@ void cMailInspector::ouiMailItem_AttachmentAdd(const qbx::Disp& attachment) {
 }
 
 void cMailInspector::ouiMailItem_BeforeAttachmentSave(const qbx::Disp& attachment, const qbx::Args&) {
+    // Raised while this window's attachment handling waits in a dialog (an
+    // autosave while the chooser is open): that handling walks the
+    // attachments again when it is done, so nobody is asked twice.
+    if (blnInAttachmentAdd_) {
+        blnAddedMeanwhile_ = true;
+        return;
+    }
     subSetAction(L"Handling an attachment about to be saved in the mail");
+    RunningHandler running;
+    blnInAttachmentAdd_ = true;
+    blnAddedMeanwhile_ = false;
     qbx::guarded(L"ouiMailItem_BeforeAttachmentSave", [&] {
         if (!ouiMyInspector_) setOuiMyInspector(ouiMailItem_.getObj(L"GetInspector"));
         // Word windows have had their attachment in AttachmentAdd.
-        if (!ouiMyInspector_.get(L"IsWordMail").toBool()) subHandleAttachment(attachment, false);
+        if (!ouiMyInspector_.get(L"IsWordMail").toBool()) {
+            subPruneRecords(nullptr);
+            subHandleAttachment(attachment, false);
+        }
     });
+    blnInAttachmentAdd_ = false;
+    blnAddedMeanwhile_ = false;
 }
 
 cMailInspector::AttachmentKey cMailInspector::fncAttachmentKey(const qbx::Disp& attachment) {
@@ -314,6 +363,9 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
             if (!window) err.resume([&] { window = ouiMailItem_.getObj(L"GetInspector"); });
             err.clear();
             strTarget = fncChooseSite(strFileName, fncInspectorWindow(window));
+            // The window closed (or the add-in stopped) while the chooser
+            // was open: there is no mail left to put a link in.
+            if (!ouiMailItem_ || blnShuttingDown) return;
             // Cancel, or OK before a library was picked (the chooser then
             // gives the bare file name back): the attachment stays, and this
             // window does not ask about it again.
@@ -334,22 +386,16 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
         blnSaveTried_ = true;
         if (!fncSaveToLibrary(attachment, strFileName, strTarget)) return;
 
-        // 13. The library has the file.
+        // 13. The library has the file. The link goes in first; only then is
+        //     the removal armed, so that no timer (a call into Word may run
+        //     a message loop) removes an attachment whose link is not in
+        //     the mail. A link that can't be written is reported, and the
+        //     attachment stays.
+        subInsertLink(strTarget);
         if (!blnAll) {
             objAttToDelete_ = attachment;
+            intRemovalTries_ = 0;
             subStartRemovalTimer();
-        }
-        try {
-            subInsertLink(strTarget);
-        } catch (...) {
-            // The link could not be written: the attachment stays, so the
-            // removal just planned for it is called off before the report.
-            if (!blnAll) {
-                objDeleteAttTimer.reset();
-                objAttToDelete_.reset();
-                colPendingKey_.clear();
-            }
-            throw;
         }
         // Outlook may refuse inside its own event; the timer tries again. An
         // attachment of the walk has no timer of its own: a refusal starts
@@ -427,15 +473,77 @@ void cMailInspector::subInsertLink(const std::wstring& strTarget) {
 }
 
 void cMailInspector::objDeleteAttTimer_Timer() {
+    // Inside a handler's nested loop (the chooser, an error report, a call
+    // into Word) the handler may be reading the attachments: the timer keeps
+    // running and tries again at its next tick.
+    if (intRunningHandlers > 0) return;
     // Errors ignored throughout: the attachment may be gone already.
     qbx::Err err;
     if (objDeleteAttTimer) err.resume([&] { objDeleteAttTimer->TimerEnabled(false); });
     objDeleteAttTimer.reset();  // the timer fires once
-    err.resume([&] { objAttToDelete_.call(L"Delete"); });
-    objAttToDelete_.reset();
-    colPendingKey_.clear();
+    ++intRemovalTries_;
+    // A removal Outlook refuses keeps its record, so that the attachment is
+    // not moved a second time, and is tried again; one already gone (removed
+    // at once after all) answers nothing and is done.
+    auto refused = [&](const qbx::Disp& each) {
+        if (!each || err.resume([&] { each.call(L"Delete"); })) return false;
+        const bool blnStillThere = err.resume([&] { fncAttachmentKey(each); });
+        err.clear();
+        return blnStillThere;
+    };
+    const bool blnGiveUp = intRemovalTries_ >= kRemovalTries;
+    if (!refused(objAttToDelete_)) {
+        objAttToDelete_.reset();
+        colPendingKey_.clear();
+    } else if (blnGiveUp) {
+        // It stays on the mail, with its link, and is never moved again.
+        colKeptAttachments_.insert(colKeptAttachments_.end(), colPendingKey_.begin(), colPendingKey_.end());
+        objAttToDelete_.reset();
+        colPendingKey_.clear();
+    }
     std::vector<MovedAttachment> colMoved = std::move(colMovedAttachments_);
     colMovedAttachments_.clear();
-    for (const MovedAttachment& moved : colMoved) err.resume([&] { moved.attachment.call(L"Delete"); });
+    for (MovedAttachment& moved : colMoved) {
+        if (!refused(moved.attachment)) continue;
+        if (blnGiveUp) colKeptAttachments_.push_back(moved.key);
+        else colMovedAttachments_.push_back(std::move(moved));
+    }
     err.clear();
+    if (objAttToDelete_ || !colMovedAttachments_.empty()) subStartRemovalTimer();
+}
+
+size_t cMailInspector::fncRecordCount() const {
+    return colPendingKey_.size() + colKeptAttachments_.size() + colMovedAttachments_.size();
+}
+
+void cMailInspector::subPruneRecords(const AttachmentKey* keyAdded) {
+    // A record whose attachment has left the mail (the user removed a kept
+    // one) would make a later file of the same name count as settled. Each
+    // name keeps as many records as the mail has attachments of that name
+    // from before (keyAdded: the one just added, which is nobody's); the
+    // kept ones go first.
+    if (!ouiMailItem_) return;
+    std::vector<AttachmentKey> colOnMail;
+    qbx::Err err;
+    err.resume([&] {
+        ouiMailItem_.getObj(L"Attachments").forEach([&](const qbx::Variant& each) {
+            AttachmentKey key;
+            if (err.resume([&] { key = fncAttachmentKey(each.toDisp()); })) colOnMail.push_back(key);
+        });
+    });
+    err.clear();
+    auto onMail = [&](const AttachmentKey& key) {
+        return static_cast<long>(std::count(colOnMail.begin(), colOnMail.end(), key)) -
+               (keyAdded && *keyAdded == key ? 1 : 0);
+    };
+    auto recorded = [&](const AttachmentKey& key) {
+        long n = static_cast<long>(std::count(colPendingKey_.begin(), colPendingKey_.end(), key) +
+                                   std::count(colKeptAttachments_.begin(), colKeptAttachments_.end(), key));
+        for (const MovedAttachment& moved : colMovedAttachments_) n += moved.key == key;
+        return n;
+    };
+    for (auto it = colKeptAttachments_.begin(); it != colKeptAttachments_.end();) {
+        if (recorded(*it) > onMail(*it)) it = colKeptAttachments_.erase(it);
+        else ++it;
+    }
 }

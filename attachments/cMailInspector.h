@@ -108,6 +108,13 @@ private:
     bool fncIsSettled(const AttachmentKey& key, long lngOrdinal) const;
     // Starts the one-shot removal timer.
     void subStartRemovalTimer();
+    // How many records the window keeps (pending, kept, moved).
+    size_t fncRecordCount() const;
+    // Drops the records of kept attachments that are no longer on the mail;
+    // keyAdded: the attachment that has just come (or null).
+    void subPruneRecords(const AttachmentKey* keyAdded);
+    // Removal attempts of the pending removal so far.
+    int intRemovalTries_ = 0;
 
     // objAttToDelete_'s key while it is still on the mail (its removal in
     // step 13 was refused).

@@ -79,6 +79,7 @@ INT_PTR frmChooseSite::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lPar
                 subHide(IDCANCEL);
                 return FALSE;
             }
+            hwndOwner_ = GetWindow(hwnd_, GW_OWNER);
             SetTimer(hwnd_, kTimer1, kTimer1Interval, nullptr);
             if (openedHook()) {
                 openedHook()(*this);
@@ -315,6 +316,7 @@ void frmChooseSite::cmdOK_Click() {
             objPersonalSettings->DicList.Add(qbx::Variant(strNewSite));
             objPersonalSettings->SaveSettings();
         }
+        blnChoseOK = true;
         subHide(IDOK);
     });
 }
@@ -327,7 +329,18 @@ void frmChooseSite::cmdCancel_Click() {
     });
 }
 
-void frmChooseSite::Timer1_Timer() { subMakeSureInTaskbar(hwnd_); }
+void frmChooseSite::Timer1_Timer() {
+    // The mail window the dialog belongs to has gone (closed by Outlook, or
+    // Outlook quitting): nobody can answer for it any more, so it ends as a
+    // Cancel. An owner on another thread (Word's window) leaves the dialog
+    // behind rather than taking it along.
+    if (hwndOwner_ && !IsWindow(hwndOwner_)) {
+        strSitePath.clear();
+        subHide(IDCANCEL);
+        return;
+    }
+    subMakeSureInTaskbar(hwnd_);
+}
 
 // ---------------------------------------------------------------- helpers
 
@@ -350,7 +363,9 @@ std::wstring fncChooseSite(const std::wstring& strFileNameConverted, HWND owner)
         frmChooseSite form;
         form.strSitePath = strFileNameConverted;
         form.Show(owner ? owner : GetActiveWindow());
-        result = form.strSitePath;
+        // Only OK hands an address back: a chooser that ended any other way
+        // (its mail window closed, Outlook quitting) was not answered.
+        if (form.blnChoseOK) result = form.strSitePath;
         form.Unload();
     });
     return result;

@@ -29,6 +29,9 @@ public:
     // On entry the file name; after OK the full target address (or, when no
     // address could be built, what it held before); after Cancel empty text.
     std::wstring strSitePath;
+    // True when the dialog ended through OK. Any other end (Cancel, the
+    // window closed, its mail window or Outlook gone) is a Cancel.
+    bool blnChoseOK = false;
 
     // Show (modal, owned by the mail window), Load (driven from outside:
     // tests, the screenshot program; OK and Cancel hide it), Unload, hWnd
@@ -61,6 +64,8 @@ private:
 
     // True while the form loads: the address is not built meanwhile.
     bool blnLoading_ = false;
+    // The window the dialog was opened over.
+    HWND hwndOwner_ = nullptr;
 };
 
 // Asks the user for the document library of an attachment and returns the

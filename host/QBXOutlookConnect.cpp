@@ -1,5 +1,7 @@
 #include "host/QBXOutlookConnect.h"
 
+#include "settings_ui/modSettingsWindow.h"
+
 #include "host/cOutlookReactions.h"
 #include "support/modGlobals.h"
 #include "support/modErroHandling.h"
@@ -85,6 +87,7 @@ void QBXOutlookConnect::subAddCallbacks(qbx::MemberTable& table) {
 QBXOutlookConnect::~QBXOutlookConnect() {
     // AddinInstance_Terminate
     qbx::guarded(L"AddinInstance_Terminate", [] { ReleaseOutlookObjects(true); });
+    subClearLastDisconnectHook(this);
     --live_;
 }
 
@@ -150,6 +153,9 @@ HRESULT QBXOutlookConnect::Ribbon::GetCustomUI(BSTR ribbonId, BSTR* ribbonXml) {
 HRESULT QBXOutlookConnect::OnConnection(IDispatch* application, int, IDispatch*, SAFEARRAY**) {
     subSetAction(L"Connecting the add-in to Outlook");
     qbx::guarded(L"AddinInstance_OnConnection", [&] {
+        // The ribbon goes with the rest at the last disconnect (Quit, from
+        // Outlook 2010 on the last call the add-in gets), not at Terminate.
+        subSetLastDisconnectHook(this, [this] { objRibbonUI_.reset(); });
         objOutlookReactions = std::make_shared<cOutlookReactions>();
         objOutlookReactions->setOuaMyOutlook(qbx::Disp(application));
     });
@@ -157,7 +163,12 @@ HRESULT QBXOutlookConnect::OnConnection(IDispatch* application, int, IDispatch*,
 }
 
 HRESULT QBXOutlookConnect::OnDisconnection(int, SAFEARRAY**) {
-    qbx::guarded(L"AddinInstance_OnDisconnection", [] { ReleaseOutlookObjects(true); });
+    qbx::guarded(L"AddinInstance_OnDisconnection", [] {
+        // A settings window still open ends without saving: the settings
+        // it edits go now.
+        subCloseSettingsWindow();
+        ReleaseOutlookObjects(true);
+    });
     return S_OK;
 }
 

@@ -1,5 +1,7 @@
 #include "host/cOutlookReactions.h"
 
+#include "settings_ui/modSettingsWindow.h"
+
 #include "attachments/cMailInspector.h"
 #include "support/modGlobals.h"
 #include "settings/cPersonalSettings.h"
@@ -68,11 +70,18 @@ void cOutlookReactions::ouaMyOutlook_NewMail() { subClearInspectors(); }
 
 namespace {
 // The second entry point of the release at Quit; it only forwards.
-void subReleaseAtQuit() { ReleaseOutlookObjects(); }
+void subReleaseAtQuit() { ReleaseOutlookObjects(true); }
 }  // namespace
 
 void cOutlookReactions::ouaMyOutlook_Quit() {
-    ReleaseOutlookObjects();
+    // Quit is the last the add-in hears from Outlook 2010 on (the fast
+    // shutdown raises neither OnBeginShutdown nor OnDisconnection, and the
+    // process then ends with COM torn down): everything the add-in holds,
+    // the personal settings included, goes now, while COM is still up. A
+    // settings window still open (its mail window may be Word's, which does
+    // not take it along) ends first, without saving.
+    subCloseSettingsWindow();
+    ReleaseOutlookObjects(true);
     subReleaseAtQuit();
 }
 

@@ -11,6 +11,11 @@ SettingsWindowHook& hook() {
     static SettingsWindowHook h;
     return h;
 }
+
+// The settings window while one is open. It is modal to its own mail window
+// only, so another mail window's button or ribbon can still be clicked; the
+// window edits the one process-wide grid and the one set of settings.
+frmSettings* openWindow = nullptr;
 }  // namespace
 
 void subSetSettingsWindowHook(SettingsWindowHook h) { hook() = std::move(h); }
@@ -22,10 +27,30 @@ void subShowSettingsWindow(const qbx::Disp& mailItem) {
     }
     subSetAction(L"Opening settings form");
     qbx::guarded(L"subShowSettingsWindow", [&] {
+        // One settings window at a time: a second click, from any window,
+        // brings the open one forward.
+        if (openWindow && openWindow->hWnd() && IsWindow(openWindow->hWnd())) {
+            HWND window = openWindow->hWnd();
+            if (IsIconic(window)) ShowWindow(window, SW_RESTORE);
+            BringWindowToTop(window);
+            SetForegroundWindow(window);
+            return;
+        }
         frmSettings form;
+        struct Open {
+            explicit Open(frmSettings& f) { openWindow = &f; }
+            ~Open() { openWindow = nullptr; }
+            Open(const Open&) = delete;
+            Open& operator=(const Open&) = delete;
+        } open(form);
         form.blnEndWithClose = false;
         form.blnSetOutlookParent = true;
         form.blnOutlookInspectorParent = true;
         form.Show(fncOutlookWindow(true));
     });
+}
+
+void subCloseSettingsWindow() noexcept {
+    if (!openWindow || !openWindow->hWnd() || !IsWindow(openWindow->hWnd())) return;
+    SendMessageW(openWindow->hWnd(), WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
 }

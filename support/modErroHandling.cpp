@@ -184,12 +184,14 @@ void subHandleError(const std::wstring& description, long number, short line, co
                 subSendErrorMail();
             }
         }
-        ReleaseOutlookObjects();
     } catch (const std::bad_alloc&) {
         subReportOutOfMemory();
     } catch (...) {
-        // The report's own trap: a failure in here ends it silently.
+        // The report's own trap: a failure in here ends the report silently.
     }
+    // The add-in stops whatever became of the report (Outlook's version
+    // unreadable, the mail not made).
+    ReleaseOutlookObjects();
 }
 
 void subSendErrorMail() noexcept {

@@ -1,5 +1,7 @@
 #include "support/modGlobals.h"
 
+#include "support/modFileHandling.h"
+
 std::shared_ptr<cOutlookReactions> objOutlookReactions;
 qbx::Disp ouaOutlook;
 qbx::Disp objSettingsFolder;
@@ -8,6 +10,28 @@ std::wstring strListSeparator;
 std::wstring strAddinPath;
 short intInspectorCount = 0;
 bool blnShuttingDown = false;
+
+namespace {
+
+struct LastDisconnectHook {
+    const void* owner = nullptr;
+    std::function<void()> hook;
+};
+
+LastDisconnectHook& lastDisconnectHook() {
+    static LastDisconnectHook hook;
+    return hook;
+}
+
+}  // namespace
+
+void subSetLastDisconnectHook(const void* owner, std::function<void()> hook) {
+    lastDisconnectHook() = {owner, std::move(hook)};
+}
+
+void subClearLastDisconnectHook(const void* owner) noexcept {
+    if (lastDisconnectHook().owner == owner) lastDisconnectHook() = {};
+}
 
 void ReleaseOutlookObjects(bool blnLastDisconnect) noexcept {
     // Errors are ignored here: an already-empty variable is no error, and a
@@ -34,6 +58,15 @@ void ReleaseOutlookObjects(bool blnLastDisconnect) noexcept {
         try {
             auto settings = std::move(objPersonalSettings);
             settings.reset();
+        } catch (...) {
+        }
+        // The file-system object likewise; it is made again when needed.
+        try {
+            objFS.reset();
+        } catch (...) {
+        }
+        try {
+            if (lastDisconnectHook().hook) lastDisconnectHook().hook();
         } catch (...) {
         }
     }

@@ -7,6 +7,7 @@
 
 #include "support/com.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -33,9 +34,16 @@ extern bool blnShuttingDown;
 
 // Drops the reactions object, the settings folder and the Outlook application
 // (in that order) and sets the shutting-down flag; the last disconnect
-// (blnLastDisconnect) drops the personal settings too. Safe to call any
+// (blnLastDisconnect: OnDisconnection, Terminate, Outlook's Quit) drops the
+// personal settings and the file-system object too, so that nothing is left
+// for the DLL's static destructors to release under the loader lock. Safe to call any
 // number of times; errors of its own are ignored.
 void ReleaseOutlookObjects(bool blnLastDisconnect = false) noexcept;
+// An object that holds something of Outlook's outside these variables (the
+// connection object's ribbon) lets go of it at the last disconnect through
+// this hook; owner names the holder, so that only it removes the hook.
+void subSetLastDisconnectHook(const void* owner, std::function<void()> hook);
+void subClearLastDisconnectHook(const void* owner) noexcept;
 
 // The module (DLL, or the test program linking the add-in's code) whose
 // resources and folder the add-in uses.

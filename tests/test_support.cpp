@@ -2,6 +2,8 @@
 
 #include <doctest/doctest.h>
 
+#include <algorithm>
+
 #include "support/modGlobals.h"
 #include "support/com.h"
 #include "support/modErroHandling.h"
@@ -52,5 +54,58 @@ void resetAddinState() {
 }
 
 std::string narrow(const std::wstring& w) { return qbx::toUtf8(w); }
+
+}  // namespace qbxtest
+
+namespace qbxtest {
+
+TrailLog::TrailLog() : path_(fncAddinFolder() + L"\\BrantholmLog.txt") {
+    DeleteFileW(path_.c_str());
+    blnDebugLog = true;
+}
+
+TrailLog::~TrailLog() {
+    blnDebugLog = false;
+    DeleteFileW(path_.c_str());
+}
+
+std::vector<std::wstring> TrailLog::actions() const {
+    // Each line: "Quillbox", TAB, date and time, TAB, the action (which may
+    // itself hold line breaks); the file is in the system's code page.
+    std::vector<std::wstring> result;
+    HANDLE h = CreateFileW(path_.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                           FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (h == INVALID_HANDLE_VALUE) return result;
+    std::string bytes;
+    char buf[4096];
+    DWORD got = 0;
+    while (ReadFile(h, buf, sizeof buf, &got, nullptr) && got) bytes.append(buf, got);
+    CloseHandle(h);
+    std::wstring text(bytes.size(), L'\0');
+    text.resize(static_cast<size_t>(
+        MultiByteToWideChar(CP_ACP, 0, bytes.data(), static_cast<int>(bytes.size()), text.data(), static_cast<int>(text.size()))));
+    const std::wstring start = L"Quillbox\t";
+    size_t at = text.find(start);
+    while (at != std::wstring::npos) {
+        size_t next = text.find(L"\r\n" + start, at);
+        std::wstring line = text.substr(at, next == std::wstring::npos ? std::wstring::npos : next - at);
+        if (line.size() >= 2 && line.compare(line.size() - 2, 2, L"\r\n") == 0) line.resize(line.size() - 2);
+        const size_t tab = line.find(L'\t', start.size());
+        result.push_back(tab == std::wstring::npos ? std::wstring() : line.substr(tab + 1));
+        at = next == std::wstring::npos ? next : next + 2;
+    }
+    return result;
+}
+
+std::wstring TrailLog::firstMissing(const std::vector<std::wstring>& texts) const {
+    const std::vector<std::wstring> all = actions();
+    size_t from = 0;
+    for (const std::wstring& t : texts) {
+        auto found = std::find(all.begin() + static_cast<std::ptrdiff_t>(from), all.end(), t);
+        if (found == all.end()) return t;
+        from = static_cast<size_t>(found - all.begin()) + 1;
+    }
+    return {};
+}
 
 }  // namespace qbxtest

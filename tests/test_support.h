@@ -38,4 +38,22 @@ void resetAddinState();
 // UTF-8 text of a wide string, for doctest's messages.
 std::string narrow(const std::wstring& w);
 
+// The action trail as the debug log records it: switched on (with an empty
+// log) while the object lives, switched off and the log removed afterwards.
+class TrailLog {
+public:
+    TrailLog();
+    ~TrailLog();
+    TrailLog(const TrailLog&) = delete;
+    TrailLog& operator=(const TrailLog&) = delete;
+    // Every action recorded so far, in order.
+    std::vector<std::wstring> actions() const;
+    // The texts, in this order, among the actions (others may come between);
+    // empty when they are all there, else the first one missing.
+    std::wstring firstMissing(const std::vector<std::wstring>& texts) const;
+
+private:
+    std::wstring path_;
+};
+
 }  // namespace qbxtest

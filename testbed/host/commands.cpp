@@ -150,6 +150,9 @@ void Host::step(const Words& w, int lineNumber) {
         qbx::raise(5, L"\"" + w[0] + L"\" comes before \"start\": the add-in reads them at start-up");
     need(w, requiredArguments(command->arguments));
     command->run(*this, w);
+    // Outlook quit during the action (while a dialog was open): the process
+    // ends now that the action is over.
+    if (ol_) ol_->processEnds();
 }
 
 const std::vector<Host::Step>& Host::scenarioCommands() {
@@ -168,6 +171,9 @@ const std::vector<Host::Step>& Host::scenarioCommands() {
         {L"before-save-on-add", L"on|off",
          [](Host& h, const Words& w) { h.options_.knobs.beforeSaveOnAdd = switchedOn(w[1]); },
          L"BeforeAttachmentSave right after AttachmentAdd", knob},
+        {L"word-call-delay", L"MS",
+         [](Host& h, const Words& w) { h.options_.knobs.wordCallDelay = _wtol(w[1].c_str()); },
+         L"Word as Outlook 2002/2003's editor in its own process: each call into it runs COM's modal loop MS ms", knob},
         {L"through-dispatch", L"on|off",
          [](Host& h, const Words& w) { h.options_.knobs.addinThroughDispatch = switchedOn(w[1]); },
          L"the add-in is called through IDispatch", knob},
@@ -210,8 +216,14 @@ const std::vector<Host::Step>& Host::scenarioCommands() {
          L"a user property on that item, saved"},
         {L"settings", L"DEFAULT on|off LIBRARY...", [](Host& h, const Words& w) { h.seedSettings(w); },
          L"the user's settings item as the add-in stores it", When::BeforeStart},
-        {L"choose", L"ok [N] [default] | new URL [add] | cancel", [](Host& h, const Words& w) { h.queueChoice(w); },
-         L"queues an answer for the library chooser"},
+        {L"choose", L"ok [N] [default] | new URL [add] | cancel | close | quit",
+         [](Host& h, const Words& w) { h.queueChoice(w); },
+         L"queues an answer for the library chooser; close: its mail window closes, quit: Outlook quits"},
+        {L"chooser-think", L"MS", [](Host& h, const Words& w) { h.chooserThink_ = static_cast<DWORD>(_wtol(w[1].c_str())); },
+         L"the person takes MS ms to answer each chooser (timers fire meanwhile)"},
+        {L"autosave-while-choosing", L"",
+         [](Host& h, const Words&) { ++h.autosaveWhileChoosing_; },
+         L"Outlook saves the mail while the next chooser is open"},
         {L"attach-while-choosing", L"PATH",
          [](Host& h, const Words& w) { h.dropWhileChoosing_.push_back(windowsPath(w[1])); },
          L"dropped on the mail while the next chooser is open"},
@@ -322,6 +334,8 @@ const std::vector<Host::Step>& Host::scenarioCommands() {
              else h.say(L"  closing was cancelled");
          },
          L"closes the current window", action},
+        {L"autosave", L"", [](Host& h, const Words&) { h.ol_->autosave(h.current()); },
+         L"Outlook saves the current mail on its own", action},
         {L"show", L"", [](Host& h, const Words&) { h.showWindow(h.current()); },
          L"prints the current window: caption, text, attachments", action},
     };
@@ -433,6 +447,12 @@ const std::vector<Host::Step>& Host::expectCommands() {
         {L"chooser-owner", L"mail|none|CLASS", owner,
          L"the owner of the last chooser: the current mail's window, none, or its window class"},
         {L"settings-owner", L"mail|none|CLASS", owner, L"the owner of the last settings window, likewise"},
+        {L"late-releases", L"N",
+         [](Host& h, const Words& w) {
+             if (!h.quit_) qbx::raise(5, L"\"expect late-releases\" comes after \"quit\"");
+             h.checkCount(h.ol_->releasesAfterQuit(), w[2], L"references released after Quit returned", L"there were");
+         },
+         L"references to Outlook's objects released after a fast shutdown's Quit"},
         {L"references", L"N",
          [](Host& h, const Words& w) {
              if (!h.quit_) qbx::raise(5, L"\"expect references\" comes after \"quit\"");

@@ -156,7 +156,9 @@ private:
     std::deque<Answer> answers_;
     // A queued answer to the library chooser: "ok" (list entry `entry`, 1 =
     // first; 0 keeps the selection; `flag` ticks Default), "new" (the typed
-    // library `url`; `flag` ticks Add) or "cancel".
+    // library `url`; `flag` ticks Add), "cancel", or no answer at all:
+    // "close" (the mail window is closed while the chooser is open) or
+    // "quit" (Outlook quits meanwhile).
     struct Choice {
         std::wstring action, url;
         long entry = 0;
@@ -167,6 +169,11 @@ private:
     // Files "attach-while-choosing" drops on the current mail while the next
     // chooser is open, and choosers opened while another one was open.
     std::deque<std::wstring> dropWhileChoosing_;
+    // "autosave-while-choosing": Outlook saves the mail while the next
+    // chooser is open. "chooser-think": how long the person takes to answer
+    // each chooser (the dialog's loop runs meanwhile, timers fire).
+    long autosaveWhileChoosing_ = 0;
+    DWORD chooserThink_ = 0;
     int chooserDepth_ = 0;
     long nestedChoosers_ = 0;
     // Who owned the last chooser and settings window: "mail" (the current

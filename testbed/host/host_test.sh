@@ -24,6 +24,17 @@ for name in check-outlook2003 check-outlook2007 check-flow-2003 check-flow-2007;
   echo "=== $name"
   "$QBX_WINE" "$host" --mailbox "$work/$name.mailbox" "$scenarios/$name.txt" || rc=1
 done
+# Nested message loops, windows closing mid-flow and the end of the session:
+# Outlook 2003 (Word as the editor, in its own process), 2007 and today's
+# (fast shutdown).
+for v in 11 12 16; do
+  echo "=== check-loops on $v"
+  "$QBX_WINE" "$host" --version "$v" --mailbox "$work/loops-$v.mailbox" "$scenarios/check-loops.txt" || rc=1
+done
+for v in 11 16; do
+  echo "=== check-quit-settings on $v"
+  "$QBX_WINE" "$host" --version "$v" --mailbox "$work/quit-settings-$v.mailbox" "$scenarios/check-quit-settings.txt" || rc=1
+done
 # A new user's first run through the settings window, then a restart on the
 # same mailbox: Outlook 2000, 2003, 2007 and today's.
 for v in 9 11 12 16; do

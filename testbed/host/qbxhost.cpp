@@ -17,10 +17,34 @@
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
+#include <functional>
+#include <map>
 
 namespace qbxhost {
 
 namespace {
+
+// Actions of the person or of Outlook that come later, from whatever message
+// loop runs then (a dialog's own loop, COM's modal loop).
+std::map<UINT_PTR, std::function<void()>>& laterActions() {
+    static std::map<UINT_PTR, std::function<void()>> actions;
+    return actions;
+}
+
+void CALLBACK runLaterNow(HWND, UINT, UINT_PTR id, DWORD) {
+    KillTimer(nullptr, id);
+    auto found = laterActions().find(id);
+    if (found == laterActions().end()) return;
+    std::function<void()> action = std::move(found->second);
+    laterActions().erase(found);
+    action();
+}
+
+// Runs the action after that many milliseconds, from the message loop then running.
+void runLater(DWORD milliseconds, std::function<void()> action) {
+    const UINT_PTR id = SetTimer(nullptr, 0, std::max<DWORD>(milliseconds, USER_TIMER_MINIMUM), &runLaterNow);
+    if (id) laterActions()[id] = std::move(action);
+}
 
 Host* activeHost = nullptr;
 
@@ -285,10 +309,12 @@ void Host::quit() {
     emu::Outlook& ol = model();
     size_t before = ol.addinCalls().size();
     ol.shutdown();
+    ol.processEnds();
     emu::Outlook::pumpMessages(0);
     std::wstring calls;
     for (size_t i = before; i < ol.addinCalls().size(); ++i) calls += (calls.empty() ? L"" : L", ") + ol.addinCalls()[i];
-    say(L"  shutdown: " + (calls.empty() ? std::wstring(L"no add-in") : calls));
+    say(L"  shutdown: " + (calls.empty() ? std::wstring(L"no add-in") : calls) +
+        (emu::fastShutdownFor(ol.version()) ? L" (fast shutdown: Quit only, then the process ends)" : L""));
     afterShutdown_ = ol.references();
     summary();
 }
@@ -423,7 +449,7 @@ void Host::queueChoice(const Words& w) {
         need(w, 2);
         c.url = w[2];
         c.flag = w.size() > 3 && qbx::textEquals(w[3], L"add");
-    } else if (c.action != L"cancel") {
+ } else if (c.action != L"cancel" && c.action != L"close" && c.action != L"quit") {
         qbx::raise(5, L"choose " + std::wstring(findCommand(scenarioCommands(), L"choose")->arguments));
     }
     choices_.push_back(c);
@@ -453,6 +479,11 @@ void Host::answerChooser(HWND dialog) {
         dropWhileChoosing_.pop_front();
         say(L"  dropped " + quoted(path.substr(path.find_last_of(L'\\') + 1)) + L" while the chooser is open");
         model().attachFile(current_, path);
+    }
+    // Outlook saves the mail on its own while the chooser is open.
+    for (; autosaveWhileChoosing_ > 0 && current_ && current_->open; --autosaveWhileChoosing_) {
+        say(L"  Outlook saves the mail while the chooser is open");
+        model().autosave(current_);
     }
     auto text = [&](int id) {
         wchar_t buf[2048] = {};
@@ -511,9 +542,36 @@ void Host::answerChooser(HWND dialog) {
         button = IDOK;
         shown = L"OK on the typed library " + quoted(c.url) + (c.flag ? L", Add ticked" : L"");
     }
-    say(L"    -> " + shown + (button == IDOK ? L", address " + quoted(text(IDC_LBLRESULT)) : std::wstring()));
-    // The dialog's own loop handles the click once it runs.
-    PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(dialog, button)));
+    if (c.action == L"close" || c.action == L"quit") {
+        // No answer: the window the chooser belongs to goes, or Outlook does.
+        emu::Inspector* mail = current_;
+        const bool quitting = c.action == L"quit";
+        say(L"    -> " + std::wstring(quitting ? L"Outlook quits" : L"the mail window is closed") + L" while it is open" +
+            (chooserThink_ ? L", after " + std::to_wstring(chooserThink_) + L" ms" : std::wstring()));
+        runLater(chooserThink_, [this, mail, quitting] {
+            emu::Outlook& ol = model();
+            if (quitting) {
+                // Outlook closes its windows, then ends the session.
+                for (emu::Inspector* w : ol.openWindows()) ol.close(w, 1);
+                ol.shutdown();
+            } else if (mail && mail->open) {
+                ol.close(mail, 1);
+            }
+            if (current_ && !current_->open) current_ = nullptr;
+        });
+        return;
+    }
+    say(L"    -> " + shown + (button == IDOK ? L", address " + quoted(text(IDC_LBLRESULT)) : std::wstring()) +
+        (chooserThink_ ? L", after " + std::to_wstring(chooserThink_) + L" ms" : std::wstring()));
+    // The dialog's own loop handles the click once it runs (after the
+    // person's thinking time, while the loop delivers timers).
+    auto click = [dialog, button] {
+        if (IsWindow(dialog))
+            PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED),
+                         reinterpret_cast<LPARAM>(GetDlgItem(dialog, button)));
+    };
+    if (chooserThink_) runLater(chooserThink_, click);
+    else click();
 }
 
 void Host::summary() {
@@ -540,6 +598,8 @@ void Host::summary() {
     say(L"References held on Outlook's objects after shutdown: " + std::to_wstring(afterShutdown_.refs) +
         L", event sinks still advised: " + std::to_wstring(afterShutdown_.sinks));
     for (const auto& h : afterShutdown_.holders) say(L"  " + h);
+    if (emu::fastShutdownFor(ol.version()))
+        say(L"References released after Quit returned: " + std::to_wstring(ol.releasesAfterQuit()));
 }
 
 bool Host::libraryHolds(const std::wstring& library, const std::wstring& name) {

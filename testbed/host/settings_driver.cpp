@@ -204,6 +204,34 @@ const std::vector<Host::SettingsStep>& Host::configureCommands() {
              h.say(L"    pause " + w[2] + L" s");
          },
          L"leaves the window as it is for SECONDS (for a person or a screenshot to look)"},
+        {L"click-in", L"N",
+         [](Host& h, HWND, const Words& w) {
+             auto windows = h.ol_->openWindows();
+             const size_t n = static_cast<size_t>(_wtol(w[2].c_str()));
+             if (n < 1 || n > windows.size()) qbx::raise(9, L"no window " + w[2]);
+             h.say(L"    clicked the settings button of window " + w[2] + L" meanwhile");
+             if (!h.ol_->clickButton(windows[n - 1], L"OSAttachments"))
+                 qbx::raise(5, L"window " + w[2] + L" has no settings button");
+         },
+         L"clicks the settings button of the Nth open mail window while this window is open"},
+        {L"ribbon-in", L"N",
+         [](Host& h, HWND, const Words& w) {
+             auto windows = h.ol_->openWindows();
+             const size_t n = static_cast<size_t>(_wtol(w[2].c_str()));
+             if (n < 1 || n > windows.size()) qbx::raise(9, L"no window " + w[2]);
+             h.say(L"    clicked the settings ribbon button of window " + w[2] + L" meanwhile");
+             if (!h.ol_->clickRibbon(windows[n - 1], L"cmdShowSettings"))
+                 qbx::raise(5, L"window " + w[2] + L" has no settings ribbon button");
+         },
+         L"clicks the settings ribbon button of the Nth open mail window while this window is open"},
+        {L"quit", L"",
+         [](Host& h, HWND, const Words&) {
+             h.say(L"    Outlook quits while the settings window is open");
+             for (emu::Inspector* w : h.ol_->openWindows()) h.ol_->close(w, 1);
+             h.ol_->shutdown();
+             if (h.current_ && !h.current_->open) h.current_ = nullptr;
+         },
+         L"Outlook quits while the settings window is open (its windows close, then the shutdown)"},
         {L"ok", L"", press, L"presses OK"},
         {L"cancel", L"", press, L"presses Cancel"},
     };

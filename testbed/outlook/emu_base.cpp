@@ -231,11 +231,21 @@ void Object::finalRelease() {
     if (orphaned_) delete this;
 }
 
+ULONG Object::Release() {
+    if (ol_) ol_->noteRelease();
+    return DispatchObject::Release();
+}
+
 void Object::beforeCall(DISPID id, WORD flags) {
     if (!ol_) fail(errors::kServerGone, L"The RPC server is unavailable.");
     std::wstring name = memberName(id);
     bool put = (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) != 0;
     ol_->logCall(className() + L"." + name + (put ? L"=" : L""));
+    if (wordSide_ && ol_->version() < 12 && ol_->knobs().wordCallDelay > 0) {
+        // The call waits for Word's reply in COM's modal loop.
+        Outlook::pumpMessages(static_cast<DWORD>(ol_->knobs().wordCallDelay));
+        if (!ol_) fail(errors::kServerGone, L"The RPC server is unavailable.");
+    }
     if (gone_) fail(goneNumber_, goneText_);
     ol_->checkFailure(className(), name, flags);
 }
@@ -271,6 +281,16 @@ bool Object::fireOn(std::initializer_list<IID> diids, DISPID id, const std::vect
 
 bool Object::fireWhere(const std::function<bool(const IID&)>& which, DISPID id, const std::vector<qbx::Variant>& args,
                        bool withCancel, bool cancel) {
+    // While an event runs, the handlers it reached are on the thread's stack.
+    struct Running {
+        Outlook* ol;
+        explicit Running(Outlook* o) : ol(o) {
+            if (ol) ++ol->eventsRunning;
+        }
+        ~Running() {
+            if (ol) --ol->eventsRunning;
+        }
+    } running(ol_);
     // Every chosen connection point takes part; the event's DISPID is the same
     // on all the interfaces that declare it. The sinks are taken first, with a
     // reference each, so that one unadvising (or releasing everything) during

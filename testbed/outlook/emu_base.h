@@ -106,6 +106,9 @@ public:
     void kill(long number, const std::wstring& text);
     bool gone() const noexcept { return gone_; }
 
+    // Counts releases after a fast shutdown's Quit (Outlook::releasesAfterQuit).
+    ULONG STDMETHODCALLTYPE Release() override;
+
     // Fires an event on every sink of every connection point of this object
     // that offers the given DISPID, in the order the sinks were advised. The
     // arguments are in declaration order; with withCancel a by-reference
@@ -148,6 +151,10 @@ protected:
     HRESULT queryOther(REFIID iid, void** out) override;
     void finalRelease() override;
     void beforeCall(DISPID id, WORD flags) override;
+    // An object of Word's, the editor of Word mail windows: with the knob
+    // wordCallDelay on Outlook 2002 and 2003 every call into it waits in
+    // COM's modal loop, as a call into another process does.
+    void wordSide() noexcept { wordSide_ = true; }
 
 private:
     friend class ConnectionPoint;
@@ -180,6 +187,7 @@ private:
     DISPID default_ = DISPID_UNKNOWN;
     bool gone_ = false;
     bool orphaned_ = false;
+    bool wordSide_ = false;
     long goneNumber_ = 0;
     std::wstring goneText_;
 };

@@ -330,6 +330,7 @@ namespace {
 class WordSelection final : public Object {
 public:
     WordSelection(Outlook& o, Item& it) : Object(o, L"Selection"), item_(it) {
+        wordSide();
         auto text = [this] {
             size_t a = std::min(item_.selStart, item_.selEnd), b = std::max(item_.selStart, item_.selEnd);
             return item_.body.substr(std::min(a, item_.body.size()), b - a);
@@ -390,6 +391,7 @@ private:
 class WordApplication final : public Object {
 public:
     explicit WordApplication(Outlook& o) : Object(o, L"Application") {
+        wordSide();
         property(L"Name", [](Args&) { return Variant(L"Microsoft Word"); });
         property(L"Selection", [this](Args&) { return active()->selection->var(); });
         property(L"ActiveDocument", [this](Args&) { return active()->var(); });
@@ -408,6 +410,7 @@ private:
 class WordWindow final : public Object {
 public:
     WordWindow(Outlook& o, WordDocument& doc) : Object(o, L"Window") {
+        wordSide();
         property(L"Selection", [&doc](Args&) { return doc.selection->var(); });
         property(L"Document", [&doc](Args&) { return doc.var(); });
     }
@@ -417,6 +420,7 @@ public:
 class WordRange final : public Object {
 public:
     WordRange(Outlook& o, Item& it) : Object(o, L"Range"), item_(it) {
+        wordSide();
         DISPID textId = property(L"Text", [this](Args&) { return Variant(item_.body); });
         setDefault(textId);
         property(L"Start", [](Args&) { return Variant(0L); });
@@ -513,6 +517,7 @@ public:
 }  // namespace
 
 WordDocument::WordDocument(Outlook& o, Item& it) : Object(o, L"Document"), item(it) {
+    wordSide();
     if (!o.wordApplication) o.wordApplication = o.make<WordApplication>();
     selection = o.make<WordSelection>(it);
     auto* window = o.make<WordWindow>(*this);

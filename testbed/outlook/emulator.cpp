@@ -272,6 +272,21 @@ bool Outlook::fireItemSend(Item* item) { return app_->fire(qbx::dispid::ItemSend
 void Outlook::shutdown() {
     if (shutDown_) return;
     shutDown_ = true;
+    if (fastShutdownFor(knobs_.version)) {
+        fireQuit();
+        quitPending_ = true;
+        if (eventsRunning == 0) quitReturned_ = true;
+        // The process ends here: no add-in hears more, none is released.
+        for (auto& s : addins_) {
+            if (!s.connected) continue;
+            s.connected = false;
+            s.object->connect = false;
+            s.object->object.detach();
+            s.ext.detach();
+            s.disp.detach();
+        }
+        return;
+    }
     for (auto& s : addins_)
         if (s.connected) callAddin(s, L"OnBeginShutdown", 5, 0);
     fireQuit();
@@ -568,6 +583,20 @@ Attachment* Outlook::attachFile(Inspector* w, const std::wstring& path) {
 bool Outlook::send(Inspector* w) {
     if (!w || !w->open) qbx::raise(errors::kFailed, L"The window is not open.");
     return w->item->send();
+}
+
+void Outlook::autosave(Inspector* w) {
+    if (!w || !w->open) return;
+    Item& item = *w->item;
+    // Taken first: a handler may remove attachments meanwhile.
+    std::vector<Attachment*> unsaved;
+    for (Attachment* a : item.attachments->list)
+        if (!a->saved) unsaved.push_back(a);
+    for (Attachment* a : unsaved) {
+        if (a->gone() || !w->open) continue;
+        if (!item.fire(qbx::dispid::BeforeAttachmentSave, {a->handle()}, true) && !a->gone()) a->saved = true;
+    }
+    if (w->open) item.save();
 }
 
 bool Outlook::close(Inspector* w, long saveMode) {

@@ -51,7 +51,20 @@ struct Knobs {
     // instead of the vtable.
     bool addinThroughDispatch = false;
     std::wstring userName = L"Test User";
+    // Word as the editor of Outlook 2002 and 2003 runs in a process of its
+    // own: every call into Word's objects waits in COM's modal loop, which
+    // delivers window timers and posted messages meanwhile. This many
+    // milliseconds per call, for Word windows of versions below 12 (from
+    // 2007 on Word is loaded into Outlook's process); 0: no loop.
+    long wordCallDelay = 0;
 };
+
+// How Outlook ends a session: up to 2007 (and 2010 with the fast shutdown
+// turned off) the add-ins hear OnBeginShutdown and OnDisconnection and are
+// released; from 2010 (version 14) on only Quit is raised, and then the
+// process ends with COM already torn down: the add-ins are never released,
+// their DLLs are unloaded under the loader lock.
+inline bool fastShutdownFor(int version) { return version >= 14; }
 
 // A balloon of the Office Assistant (DoAlert), with the answer it got.
 struct Balloon {
@@ -144,9 +157,29 @@ public:
     void fireStartup();
     void fireQuit();
     bool fireItemSend(Item* item);  // true when a sink cancelled
-    // Ends the session as Outlook does: OnBeginShutdown, the Quit event,
-    // OnDisconnection (host shutdown) and the release of every add-in.
+    // Ends the session as Outlook does: up to version 13 OnBeginShutdown, the
+    // Quit event, OnDisconnection (host shutdown) and the release of every
+    // add-in; from 14 on (fastShutdownFor) the Quit event only, after which
+    // the process ends: the add-ins are never released, and a reference to
+    // Outlook's objects released from then on (releasesAfterQuit) would be
+    // released with COM torn down.
     void shutdown();
+    // References to Outlook's objects released after the Quit event of a
+    // fast shutdown had returned.
+    long releasesAfterQuit() const noexcept { return releasesAfterQuit_; }
+    void noteRelease() noexcept {
+        if (quitReturned_) ++releasesAfterQuit_;
+    }
+    // A fast shutdown raised from inside another event's handler (Outlook
+    // quitting while a dialog of the add-in is open) ends the process only
+    // once that handler has returned to Outlook: what it releases on the way
+    // back goes with COM still up. The driver calls this when the user's
+    // action is over; a fast shutdown outside any event ends it at once.
+    void processEnds() noexcept {
+        if (quitPending_) quitReturned_ = true;
+    }
+    // Events being raised right now.
+    int eventsRunning = 0;
     // Ribbon documents loaded so far (ribbon id -> what was loaded).
     const std::map<std::wstring, RibbonLoad>& ribbons() const noexcept { return ribbons_; }
     const std::vector<CallbackCall>& callbacks() const noexcept { return callbacks_; }
@@ -180,6 +213,10 @@ public:
     bool send(Inspector* w);
     // Closes a window (olSave 0, olDiscard 1, olPromptForSave 2).
     bool close(Inspector* w, long saveMode = 1);
+    // Outlook saves the window's mail on its own (the autosave of a mail
+    // being written): BeforeAttachmentSave for every attachment not yet
+    // written into the item, then the save.
+    void autosave(Inspector* w);
     // Clicks a button of the window's "Standard" bar, found by tag or caption.
     bool clickButton(Inspector* w, const std::wstring& tagOrCaption);
     bool clickButton(CommandBarButton* b);
@@ -289,6 +326,9 @@ private:
     long entryId_ = 0;
     bool loading_ = false;
     bool shutDown_ = false;
+    bool quitReturned_ = false;
+    bool quitPending_ = false;
+    long releasesAfterQuit_ = 0;
 };
 
 }  // namespace emu

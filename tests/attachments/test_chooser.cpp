@@ -194,3 +194,23 @@ TEST_CASE_FIXTURE(Mailbox, "chooser: a load that fails is reported and asks noth
     REQUIRE(prompts.prompts().size() == 1);
     CHECK(prompts.prompts()[0].text.find(L"Form_Load") != std::wstring::npos);
 }
+
+TEST_CASE_FIXTURE(Mailbox, "chooser: the action trails of loading, the mode switches, the address and OK") {
+    qbxtest::TrailLog trail;
+    chooseModally(kFile, [](frmChooseSite& form) {
+        click(form, IDC_OPTNEW);
+        click(form, IDC_OPTPREDEFINED);
+        selectEntry(form, 1);
+        click(form, IDOK, true);
+    });
+    CHECK(qbxtest::narrow(trail.firstMissing({
+              L"Opening settings form",
+              L"Setting captions on form controls",
+              L"Handlling optPreDefined_Click",
+              L"Trying to make sure the form appears in the Activity bar",
+              L"Handlling optNew_Click",
+              L"Handlling optPreDefined_Click",
+              L"Building string to the site",
+              L"Saving settings chosen on form",
+          })) == "");
+}

@@ -518,3 +518,286 @@ TEST_CASE("a new object per access: an attachment is tried once per event, and o
         }
     }
 }
+
+// ---------------------------------------------------------------- nested message loops, windows going, shutdown
+
+namespace {
+
+// Something that happens later, from whatever message loop runs then (the
+// chooser's own loop): a thread timer with a callback.
+std::function<void()>& laterAction() {
+    static std::function<void()> action;
+    return action;
+}
+
+void CALLBACK runLaterAction(HWND, UINT, UINT_PTR id, DWORD) {
+    KillTimer(nullptr, id);
+    std::function<void()> action = std::move(laterAction());
+    laterAction() = {};
+    if (action) action();
+}
+
+void later(DWORD milliseconds, std::function<void()> action) {
+    laterAction() = std::move(action);
+    SetTimer(nullptr, 0, milliseconds, &runLaterAction);
+}
+
+// A person who takes that long to answer: the chooser's loop runs meanwhile.
+void think(DWORD milliseconds) { emu::Outlook::pumpMessages(milliseconds); }
+
+// Reopens the flow's window with Word as its editor.
+void useWord(Flow& f, long callDelay) {
+    f.ol->close(f.w);
+    f.ol->knobs().editor = emu::EditorKind::Word;
+    f.ol->knobs().wordCallDelay = callDelay;
+    f.w = f.ol->openCompose();
+    f.ol->typeText(f.w, L"Hello world");
+    f.ol->moveCursor(f.w, 6);
+}
+
+}  // namespace
+
+TEST_CASE("a chooser that ends without OK moves nothing: its mail window closed, or Outlook quitting, while it is open") {
+    for (int version : {11, 12, 16}) {
+        for (bool quitting : {false, true}) {
+            CAPTURE(version);
+            CAPTURE(quitting);
+            Flow f(version);
+            // The default is picked in the list when the chooser opens, but
+            // nobody confirmed it.
+            f.useLibraries(f.base + kLibA + L"\r\n" + f.base + kLibB, f.base + kLibA, false);
+            qbxtest::PromptRecorder prompts;
+            subSetChooserOpenedHook([&](frmChooseSite&) {
+                later(100, [&] {
+                    if (quitting) {
+                        for (emu::Inspector* w : f.ol->openWindows()) f.ol->close(w);
+                        f.ol->shutdown();
+                    } else {
+                        f.ol->close(f.w);
+                    }
+                });
+            });
+            f.attach(L"unconfirmed.txt");
+            subSetChooserOpenedHook({});
+            CHECK(f.puts() == 0);
+            CHECK(f.ol->saveTargets().empty());
+            CHECK(f.inLibrary(kLibA, L"unconfirmed.txt").empty());
+            CHECK(prompts.prompts().empty());
+        }
+    }
+}
+
+namespace {
+
+// The safe inspector as installed, which also notes whether a removal was
+// already on its way when the link was written.
+class WatchingSafeInspector final : public qbx::DispatchObject {
+public:
+    WatchingSafeInspector() : DispatchObject(L"SafeInspector"), real_(qbx::makeObject<cSafeInspector>()) {
+        property(L"Item", [this](qbx::Args&) { return qbx::Variant(item_); },
+                 [this](qbx::Args&, const qbx::Variant& v) {
+                     item_ = v.isObject() ? v.toDisp() : qbx::Disp();
+                     qbx::Disp(static_cast<IDispatch*>(real_.get())).putRef(L"Item", item_);
+                 });
+        method(L"InsertText", [this](qbx::Args& a) {
+            if (watched) removalArmedAtLink |= watched->objDeleteAttTimer != nullptr ||
+                                               static_cast<bool>(cMailInspectorTesting::pendingRemoval(*watched));
+            real_->InsertText(a.str(0));
+            return qbx::Variant();
+        });
+    }
+    static inline cMailInspector* watched = nullptr;
+    static inline bool removalArmedAtLink = false;
+
+private:
+    qbx::ComPtr<cSafeInspector> real_;
+    qbx::Disp item_;
+};
+
+HRESULT createWatchingSafeInspector(const wchar_t* progId, IDispatch** out) {
+    if (qbx::textEquals(progId, kSafeInspectorProgId)) {
+        *out = static_cast<IDispatch*>(qbx::makeObject<WatchingSafeInspector>().detach());
+        return S_OK;
+    }
+    return qbx::createByProgId(progId, out);
+}
+
+}  // namespace
+
+TEST_CASE("Word in its own process (Outlook 2003): timers fire inside the link's calls, yet nothing leaves before its link") {
+    SUBCASE("the removal is armed only once the link is in") {
+        Flow f(11);
+        f.ol->close(f.w);
+        qbx::setCreateHook(&createWatchingSafeInspector);
+        WatchingSafeInspector::removalArmedAtLink = false;
+        f.w = f.ol->openCompose();
+        WatchingSafeInspector::watched = objOutlookReactions->colInspectors.back().get();
+        f.attach(L"a.txt");
+        WatchingSafeInspector::watched = nullptr;
+        CHECK_FALSE(WatchingSafeInspector::removalArmedAtLink);
+        CHECK(f.attachments().empty());
+        CHECK(f.text() == f.link(kLibA, L"a.txt") + L" \r\n");
+    }
+    SUBCASE("Word refuses the text after its calls ran the modal loop for over a second") {
+        for (bool refused : {false, true}) {
+            CAPTURE(refused);
+            Flow f(11, refused);
+            useWord(f, 300);
+            f.ol->failNext(L"Selection.InsertAfter", 1, static_cast<long>(0x80010001L), L"Call was rejected by callee.");
+            qbxtest::PromptRecorder prompts;
+            f.attach(L"a.txt");
+            think(700);
+            CHECK(f.attachments() == std::vector<std::wstring>{L"a.txt"});
+            CHECK(f.text() == L"Hello world");
+            CHECK(prompts.prompts().size() == 1);
+        }
+    }
+    SUBCASE("Word takes its time and writes the link") {
+        Flow f(11, true);
+        useWord(f, 300);
+        f.attach(L"a.txt");
+        think(700);
+        CHECK(f.attachments().empty());
+        CHECK(f.text() == L"Hello " + f.link(kLibA, L"a.txt") + L" \r\nworld");
+        CHECK(f.puts() + static_cast<long>(f.ol->saveTargets().size()) >= 1);
+    }
+}
+
+TEST_CASE("the removal timer waits while a chooser is open, and a refused removal is tried again: nothing moved twice") {
+    Flow f(12, true);  // Outlook refuses removals while an AttachmentAdd runs
+    f.useLibraries(f.base + kLibA + L"\r\n" + f.base + kLibB, L"", false);
+    std::wstring asked;
+    subSetChooserAnswerHook([&](const std::wstring& name) {
+        asked += name + L"|";
+        think(800);  // the removal timer comes due meanwhile
+        return f.link(kLibB, name);
+    });
+    qbxtest::PromptRecorder prompts;
+    f.attach(L"a.txt");  // moved; its removal refused inside the event
+    f.now += 1 * kSecond;
+    f.attach(L"b.txt");  // moved by the walk, whose chooser is open when a's timer is due
+    f.now += 10 * kSecond;
+    f.attach(L"c.txt");
+    think(1500);
+    CHECK(qbxtest::narrow(asked) == "a.txt|b.txt|c.txt|");
+    CHECK(f.puts() == 3);
+    CHECK(f.attachments().empty());
+    CHECK(prompts.prompts().empty());
+}
+
+TEST_CASE("the walk skips an attachment removed while the chooser is open, without a report") {
+    Flow f(12);
+    f.useLibraries(f.base + kLibA, f.base + kLibA, true);  // one library: nothing happens
+    f.attach(L"x.txt");
+    f.useLibraries(f.base + kLibA + L"\r\n" + f.base + kLibB, L"", false);
+    subSetChooserAnswerHook([&](const std::wstring& name) {
+        // The user takes y off meanwhile.
+        auto& list = f.w->item->attachments->list;
+        if (name == L"x.txt" && !list.empty() && list.back()->fileName == L"y.txt") list.back()->remove();
+        return f.link(kLibB, name);
+    });
+    qbxtest::PromptRecorder prompts;
+    f.now += 1 * kSecond;  // y's event walks [x, y]
+    f.attach(L"y.txt");
+    CHECK(prompts.prompts().empty());
+    CHECK(f.inLibrary(kLibB, L"x.txt") == Flow::content(L"x.txt"));
+    CHECK(f.attachments().empty());
+}
+
+TEST_CASE("an autosave while the chooser is open asks nothing twice, and Cancel's record does not outlive its attachment") {
+    Flow f(11);  // the HTML editor: BeforeAttachmentSave comes with the add and with every save
+    f.ol->knobs().beforeSaveOnAdd = false;
+    f.useLibraries(f.base + kLibA + L"\r\n" + f.base + kLibB, L"", false);
+    std::wstring asked, answer;
+    subSetChooserAnswerHook([&](const std::wstring& name) {
+        asked += name + L"|";
+        f.ol->autosave(f.w);  // Outlook saves the mail while the chooser is open
+        return answer;
+    });
+    qbxtest::PromptRecorder prompts;
+    emu::Attachment* kept = f.attach(L"same.txt");  // Cancel: it stays
+    CHECK(qbxtest::narrow(asked) == "same.txt|");
+    f.ol->autosave(f.w);  // and is not asked about again
+    CHECK(qbxtest::narrow(asked) == "same.txt|");
+    // The user takes it off and later adds a file of the same name: that one is asked about.
+    kept->remove();
+    answer = f.link(kLibB, L"same.txt");
+    f.now += 10 * kSecond;
+    f.attach(L"same.txt");
+    CHECK(qbxtest::narrow(asked) == "same.txt|same.txt|");
+    CHECK(f.attachments().empty());
+    CHECK(f.puts() == 1);
+    CHECK(prompts.prompts().empty());
+}
+
+TEST_CASE("fast shutdown (Outlook 2010 on): at Quit everything goes, and nothing is released once Quit has returned") {
+    for (bool pending : {false, true}) {
+        CAPTURE(pending);
+        Flow f(16, pending);
+        if (pending) {
+            f.attach(L"a.txt");  // a removal still pending when Outlook quits
+            REQUIRE(f.attachments().size() == 1u);
+        }
+        f.ol->clearCallLog();
+        f.ol->shutdown();
+        // Only Quit was raised; the add-in now holds nothing of Outlook's,
+        // nor anything a static destructor would release under the loader lock.
+        CHECK(f.ol->addinCalls().back() != L"OnBeginShutdown");
+        CHECK(f.ol->references().total() == 0);
+        CHECK_FALSE(objOutlookReactions);
+        CHECK_FALSE(objPersonalSettings);
+        CHECK_FALSE(ouaOutlook);
+        think(700);
+        f.addin.reset();
+        CHECK(f.ol->releasesAfterQuit() == 0);
+    }
+}
+
+TEST_CASE("the timer's rules: 500 ms, one removal pending stops the next event's own attachment, the 5-second boundary") {
+    Flow f(12, true);
+    f.attach(L"first.txt");
+    REQUIRE(f.wrapper().objDeleteAttTimer);
+    CHECK(f.wrapper().objDeleteAttTimer->TimerInterval() == 500);
+    CHECK(f.wrapper().objDeleteAttTimer->TimerEnabled());
+    // 6 seconds on, with first.txt's removal still pending: the new file's
+    // own attachment stops before it is moved; the walk moves it, without a timer of its own.
+    f.now += 6 * kSecond;
+    f.attach(L"second.txt");
+    REQUIRE(cMailInspectorTesting::pendingRemoval(f.wrapper()));
+    CHECK(cMailInspectorTesting::pendingRemoval(f.wrapper()).get(L"FileName").toString() == L"first.txt");
+    CHECK(f.puts() == 2);
+    think(700);
+    CHECK(f.attachments().empty());
+}
+
+TEST_CASE("the 5-second rule's boundary: exactly 5 seconds is not more than 5") {
+    // Counted from the zero date, where 5 seconds come out as exactly 5.
+    Flow f(12);
+    f.now = 5 * kSecond;
+    f.attach(L"third.txt");  // the walk moves it, without a timer
+    CHECK(f.attachments().empty());
+    CHECK_FALSE(f.wrapper().objDeleteAttTimer);
+    f.now = 5.01 * kSecond;
+    f.attach(L"fourth.txt");  // the event itself, with the timer
+    CHECK(f.wrapper().objDeleteAttTimer);
+    think(700);
+    CHECK(f.attachments().empty());
+    CHECK(f.puts() == 2);
+}
+
+TEST_CASE("BeforeAttachmentSave moves the attachment in windows whose editor is not Word, and leaves Word's alone") {
+    for (bool word : {false, true}) {
+        CAPTURE(word);
+        Flow f(11);
+        f.ol->knobs().beforeSaveOnAdd = false;
+        f.ol->knobs().refuseDeleteInAttachmentAdd = false;
+        if (word) useWord(f, 0);
+        // Added without the add-in hearing it, then saved into the item.
+        f.useLibraries(f.base + kLibA, f.base + kLibA, true);
+        f.attach(L"saved.txt");
+        f.useLibraries(f.base + kLibA + L"\r\n" + f.base + kLibB, f.base + kLibA, true);
+        f.ol->autosave(f.w);
+        CHECK(f.attachments() == (word ? std::vector<std::wstring>{L"saved.txt"} : std::vector<std::wstring>{}));
+        CHECK(f.ol->saveTargets().size() == (word ? 0u : 1u));
+    }
+}

@@ -240,13 +240,18 @@ TEST_CASE("shutting down: Quit after OnBeginShutdown is harmless, and nothing is
     SUBCASE("OnBeginShutdown, then Quit") {
         CHECK(s.addin->OnBeginShutdown(nullptr) == S_OK);
         CHECK_FALSE(objOutlookReactions);
+        // OnBeginShutdown (like an error) keeps the personal settings; the
+        // add-in no longer hears Quit, OnDisconnection lets them go.
         s.ol.fireQuit();
+        CHECK(objPersonalSettings);
     }
-    SUBCASE("Quit first: the release runs twice") { s.ol.fireQuit(); }
+    SUBCASE("Quit first: the release runs twice") {
+        s.ol.fireQuit();
+        // Quit is the last disconnect: the settings and their dictionary go
+        // while COM is up, never with the DLL's static destructors.
+        CHECK_FALSE(objPersonalSettings);
+    }
     CHECK_FALSE(objOutlookReactions);
-    // Errors and OnBeginShutdown keep the personal settings; the last
-    // disconnect lets them and their dictionary go, before the DLL unloads.
-    CHECK(objPersonalSettings);
     s.ol.shutdown();
     CHECK_FALSE(objPersonalSettings);
     s.addin.reset();
@@ -254,4 +259,64 @@ TEST_CASE("shutting down: Quit after OnBeginShutdown is harmless, and nothing is
     emu::References held = s.ol.references();
     CHECK_MESSAGE(held.refs == 0, holders(held));
     CHECK_MESSAGE(held.sinks == 0, holders(held));
+}
+
+namespace {
+
+// A held object that notes when it is let go, and whether the add-in had
+// already called itself stopped by then.
+class Noted final : public qbx::DispatchObject {
+public:
+    Noted(std::vector<std::string>& log, std::string name)
+        : DispatchObject(L"Noted"), log_(log), name_(std::move(name)) {}
+    ~Noted() override { log_.push_back(name_ + (blnShuttingDown ? " (stopped)" : "")); }
+
+private:
+    std::vector<std::string>& log_;
+    std::string name_;
+};
+
+}  // namespace
+
+TEST_CASE("the release routine: reactions, settings folder, Outlook, in that order, then the flag; Quit's run is the last disconnect") {
+    qbxtest::resetAddinState();
+    std::vector<std::string> log;
+    auto hold = [&](const char* name) { return qbx::Disp(qbx::makeObject<Noted>(log, name).get()); };
+    objOutlookReactions = std::make_shared<cOutlookReactions>();
+    objOutlookReactions->ouaMyOutlook = hold("reactions");
+    objSettingsFolder = hold("folder");
+    ouaOutlook = hold("application");
+    objPersonalSettings = std::make_shared<cPersonalSettings>();
+    ReleaseOutlookObjects();
+    CHECK(log == std::vector<std::string>{"reactions", "folder", "application"});
+    CHECK(blnShuttingDown);
+    CHECK(objPersonalSettings);  // an error's release keeps them
+    // Quit runs it again as the last disconnect: the settings go too, and
+    // the rest, already gone, are not touched twice.
+    auto reactions = std::make_shared<cOutlookReactions>();
+    reactions->ouaMyOutlook_Quit();
+    CHECK_FALSE(objPersonalSettings);
+    CHECK(log.size() == 3u);
+    qbxtest::resetAddinState();
+}
+
+TEST_CASE("the action trails of start-up, a new mail window, its button and the ribbon button") {
+    qbxtest::TrailLog trail;
+    emu::Knobs k;
+    k.version = 12;
+    Session s(k);
+    s.ol.fireStartup();
+    emu::Inspector* w = s.ol.openCompose();
+    REQUIRE(s.ol.clickButton(w, L"OSAttachments"));
+    REQUIRE(s.ol.clickRibbon(w, L"cmdShowSettings"));
+    CHECK(s.opened.size() == 2);
+    CHECK(qbxtest::narrow(trail.firstMissing({
+              L"Getting List separator from computer settings!",
+              L"Creating a new object for holding buttons",
+              L"Adding the new inspector object to the collection",
+              L"Adding buttons to Outlook SharePoint Addin toolbar",
+              L"Opening settings form",  // the window's button
+              L"Opening settings form",  // the ribbon's
+              L"Getting currently selected mail item",
+          })) == "");
 }

@@ -5,6 +5,7 @@
 // faults), and large or long input stored through OK.
 #include <doctest/doctest.h>
 
+#include "host/cOutlookReactions.h"
 #include "settings_ui/modSettingsWindow.h"
 #include "support/modErroHandling.h"
 #include "support/phrases.h"
@@ -325,4 +326,60 @@ TEST_CASE("500 libraries pasted into the grid at once, then OK: all 500 stored")
     CHECK(lines(w.stored().sites) == expected);
     CHECK(objPersonalSettings->DicList.Count() == 500);
     CHECK_FALSE(blnErrorOccurred);
+}
+
+TEST_CASE("one settings window at a time: a second click while one is open brings it forward") {
+    windowtest::Session session;
+    hosttest::SpreadsheetClass spreadsheetClass;
+    REQUIRE(fncLoadSettings());
+    int opened = 0, secondReturned = 0;
+    subSetSettingsOpenedHook([&](frmSettings& form) {
+        ++opened;
+        // Another mail window's button (or ribbon) meanwhile: it comes back
+        // at once, without a window of its own.
+        if (opened == 1) {
+            subShowSettingsWindow(qbx::Disp());
+            ++secondReturned;
+        }
+        PostMessageW(form.hWnd(), WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+    });
+    subShowSettingsWindow(qbx::Disp());
+    CHECK(opened == 1);
+    CHECK(secondReturned == 1);
+    // Once it has closed, the next click opens one again.
+    const int before = opened;
+    subShowSettingsWindow(qbx::Disp());
+    CHECK(opened == before + 1);
+    subSetSettingsOpenedHook(nullptr);
+}
+
+namespace {
+bool settingsSafetyFired = false;
+void CALLBACK subSettingsSafety(HWND window, UINT, UINT_PTR id, DWORD) {
+    KillTimer(window, id);
+    settingsSafetyFired = true;
+    EndDialog(window, IDCANCEL);
+}
+}  // namespace
+
+TEST_CASE("Outlook quitting while the settings window is open ends it as a Cancel before the settings go") {
+    windowtest::Session session;
+    hosttest::SpreadsheetClass spreadsheetClass;
+    REQUIRE(fncLoadSettings());
+    settingsSafetyFired = false;
+    int opened = 0;
+    subSetSettingsOpenedHook([&](frmSettings& form) {
+        ++opened;
+        SetTimer(form.hWnd(), 0x5AFE, 3000, &subSettingsSafety);
+        // Its mail window is Word's, which does not take it along; Quit is
+        // the last the add-in hears.
+        cOutlookReactions().ouaMyOutlook_Quit();
+    });
+    qbxtest::PromptRecorder prompts;
+    subShowSettingsWindow(qbx::Disp());
+    subSetSettingsOpenedHook(nullptr);
+    CHECK(opened == 1);
+    CHECK_FALSE(settingsSafetyFired);
+    CHECK(prompts.prompts().empty());
+    CHECK_FALSE(objPersonalSettings);
 }

@@ -301,3 +301,27 @@ TEST_CASE_FIXTURE(ErrorFixture, "Outlook is looked for by its versioned names fi
     CHECK(ouaOutlook.sameAs(qbx::Disp(outlook.get())));
     ouaOutlook.reset();
 }
+
+namespace {
+
+// An Outlook that is gone by the time the report asks for its version.
+class VanishedOutlook final : public qbx::DispatchObject {
+public:
+    VanishedOutlook() : DispatchObject(L"_Application") {
+        property(L"Version", [](Args&) -> Variant { qbx::raise(static_cast<long>(0x800706BAL), L"The RPC server is unavailable."); });
+    }
+};
+
+}  // namespace
+
+TEST_CASE_FIXTURE(ErrorFixture, "the add-in stops after a report whatever becomes of it, also when Outlook's version can't be read") {
+    auto outlook = qbx::makeObject<VanishedOutlook>();
+    ouaOutlook = qbx::Disp(outlook.get());
+    objSettingsFolder = qbx::Disp(outlook.get());
+    qbxtest::PromptRecorder prompts(IDYES);
+    subHandleError(L"Type mismatch", 13, 3, L"SaveSettings");
+    CHECK(prompts.prompts().size() == 1);
+    CHECK(blnShuttingDown);
+    CHECK_FALSE(ouaOutlook);
+    CHECK_FALSE(objSettingsFolder);
+}
