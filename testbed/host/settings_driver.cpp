@@ -139,6 +139,14 @@ const std::vector<Host::SettingsStep>& Host::configureCommands() {
         h.say(std::wstring(L"    -> ") + (button == IDOK ? L"OK" : L"Cancel"));
         PostMessageW(window, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(window, button)));
     };
+    // A click in the Nth open mail window (1-based) while this one is open.
+    static const auto clickIn = [](Host& h, const std::wstring& n, const std::wstring& what, auto click) {
+        auto windows = h.ol_->openWindows();
+        const size_t index = static_cast<size_t>(_wtol(n.c_str()));
+        if (index < 1 || index > windows.size()) qbx::raise(9, L"no window " + n);
+        h.say(L"    clicked the " + what + L" of window " + n + L" meanwhile");
+        if (!click(windows[index - 1])) qbx::raise(5, L"window " + n + L" has no " + what);
+    };
     static const std::vector<SettingsStep> table = {
         {L"add", L"URL",
          [](Host& h, HWND window, const Words& w) {
@@ -206,22 +214,14 @@ const std::vector<Host::SettingsStep>& Host::configureCommands() {
          L"leaves the window as it is for SECONDS (for a person or a screenshot to look)"},
         {L"click-in", L"N",
          [](Host& h, HWND, const Words& w) {
-             auto windows = h.ol_->openWindows();
-             const size_t n = static_cast<size_t>(_wtol(w[2].c_str()));
-             if (n < 1 || n > windows.size()) qbx::raise(9, L"no window " + w[2]);
-             h.say(L"    clicked the settings button of window " + w[2] + L" meanwhile");
-             if (!h.ol_->clickButton(windows[n - 1], L"OSAttachments"))
-                 qbx::raise(5, L"window " + w[2] + L" has no settings button");
+             clickIn(h, w[2], L"settings button",
+                              [&](emu::Inspector* window) { return h.ol_->clickButton(window, L"OSAttachments"); });
          },
          L"clicks the settings button of the Nth open mail window while this window is open"},
         {L"ribbon-in", L"N",
          [](Host& h, HWND, const Words& w) {
-             auto windows = h.ol_->openWindows();
-             const size_t n = static_cast<size_t>(_wtol(w[2].c_str()));
-             if (n < 1 || n > windows.size()) qbx::raise(9, L"no window " + w[2]);
-             h.say(L"    clicked the settings ribbon button of window " + w[2] + L" meanwhile");
-             if (!h.ol_->clickRibbon(windows[n - 1], L"cmdShowSettings"))
-                 qbx::raise(5, L"window " + w[2] + L" has no settings ribbon button");
+             clickIn(h, w[2], L"settings ribbon button",
+                              [&](emu::Inspector* window) { return h.ol_->clickRibbon(window, L"cmdShowSettings"); });
          },
          L"clicks the settings ribbon button of the Nth open mail window while this window is open"},
         {L"quit", L"",
