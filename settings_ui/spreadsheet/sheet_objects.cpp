@@ -315,16 +315,16 @@ public:
     Rect rect;
 
 private:
-    static const MemberList& members() {
-        static const MemberList list = [] {
-            MemberList m;
-            m.get<Font>(L"Name", [](Font& f, Args&) { return Variant(topLeftFormat(f, f.rect).fontName); },
+    static const MemberTable& members() {
+        static const MemberTable list = [] {
+            MemberTable m;
+            m.member<Font>(L"Name", [](Font& f, Args&) { return Variant(topLeftFormat(f, f.rect).fontName); },
                         [](Font& f, Args&, const Variant& v) {
                             Format x;
                             x.fontName = v.toString();
                             f.sheet().applyFormat(f.rect, x);
                         });
-            m.get<Font>(L"Size", [](Font& f, Args&) { return Variant(topLeftFormat(f, f.rect).fontSize); },
+            m.member<Font>(L"Size", [](Font& f, Args&) { return Variant(topLeftFormat(f, f.rect).fontSize); },
                         [](Font& f, Args&, const Variant& v) {
                             double size = v.toDouble();
                             if (!(size >= 1 && size <= 409)) raise(kErrBadValue, L"A font size is 1 to 409 points");
@@ -332,7 +332,7 @@ private:
                             x.fontSize = size;
                             f.sheet().applyFormat(f.rect, x);
                         });
-            m.get<Font>(L"Bold", [](Font& f, Args&) { return Variant(topLeftFormat(f, f.rect).bold); },
+            m.member<Font>(L"Bold", [](Font& f, Args&) { return Variant(topLeftFormat(f, f.rect).bold); },
                         [](Font& f, Args&, const Variant& v) {
                             Format x;
                             x.bold = v.toBool();
@@ -350,11 +350,11 @@ public:
     Rect rect;
 
 private:
-    static const MemberList& members() {
-        static const MemberList list = [] {
-            MemberList m;
+    static const MemberTable& members() {
+        static const MemberTable list = [] {
+            MemberTable m;
             // No fill reads as white, as the grid shows it.
-            m.get<Interior>(L"Color",
+            m.member<Interior>(L"Color",
                             [](Interior& i, Args&) {
                                 COLORREF c = topLeftFormat(i, i.rect).interior;
                                 return Variant(static_cast<long>(c == CLR_INVALID ? kWhite : c));
@@ -456,16 +456,16 @@ public:
     long index;
 
 private:
-    static void part(MemberList& m, const wchar_t* name, BorderPart p) {
-        m.add(name, [p](SheetObject& o, Args&) { auto& b = static_cast<Border&>(o); return getBorder(b.sheet(), b.rect, b.index, p); },
+    static void part(MemberTable& m, const wchar_t* name, BorderPart p) {
+        m.member<SheetObject>(name, [p](SheetObject& o, Args&) { auto& b = static_cast<Border&>(o); return getBorder(b.sheet(), b.rect, b.index, p); },
               [p](SheetObject& o, Args&, const Variant& v) {
                   auto& b = static_cast<Border&>(o);
                   putBorder(b.sheet(), b.rect, b.index, p, v);
               });
     }
-    static const MemberList& members() {
-        static const MemberList list = [] {
-            MemberList m;
+    static const MemberTable& members() {
+        static const MemberTable list = [] {
+            MemberTable m;
             part(m, L"LineStyle", BorderPart::Style);
             part(m, L"Color", BorderPart::Color);
             part(m, L"Weight", BorderPart::Weight);
@@ -483,26 +483,26 @@ public:
     Rect rect;
 
 private:
-    static void part(MemberList& m, const wchar_t* name, BorderPart p) {
-        m.add(name, [p](SheetObject& o, Args&) { auto& b = static_cast<Borders&>(o); return getBorder(b.sheet(), b.rect, xlEdgeBottom, p); },
+    static void part(MemberTable& m, const wchar_t* name, BorderPart p) {
+        m.member<SheetObject>(name, [p](SheetObject& o, Args&) { auto& b = static_cast<Borders&>(o); return getBorder(b.sheet(), b.rect, xlEdgeBottom, p); },
               [p](SheetObject& o, Args&, const Variant& v) {
                   auto& b = static_cast<Borders&>(o);
                   Sheet::Batch batch(b.sheet());
                   for (long i = xlEdgeLeft; i <= xlInsideHorizontal; ++i) putBorder(b.sheet(), b.rect, i, p, v);
               });
     }
-    static const MemberList& members() {
-        static const MemberList list = [] {
-            MemberList m;
-            DISPID item = m.get<Borders>(L"Item", [](Borders& b, Args& a) {
+    static const MemberTable& members() {
+        static const MemberTable list = [] {
+            MemberTable m;
+            DISPID item = m.member<Borders>(L"Item", [](Borders& b, Args& a) {
                 long i = a.i32(0);
                 Rect unused;
                 bool right;
                 edgeCells(b.rect, i, unused, right);  // raises for an unknown index
                 return newObject<Border>(b.context(), b.rect, i);
             });
-            m.setDefault(item);
-            m.get<Borders>(L"Count", [](Borders&, Args&) { return Variant(6L); });
+            m.setDefaultMember(item);
+            m.member<Borders>(L"Count", [](Borders&, Args&) { return Variant(6L); });
             part(m, L"LineStyle", BorderPart::Style);
             part(m, L"Color", BorderPart::Color);
             part(m, L"Weight", BorderPart::Weight);
@@ -519,13 +519,13 @@ public:
     explicit ProtectionObject(Context c) : SheetObject(L"Protection", std::move(c), members()) {}
 
 private:
-    static void flag(MemberList& m, const wchar_t* name, bool Protection::*field) {
-        m.add(name, [field](SheetObject& o, Args&) { return Variant(o.sheet().protection.*field); },
+    static void flag(MemberTable& m, const wchar_t* name, bool Protection::*field) {
+        m.member<SheetObject>(name, [field](SheetObject& o, Args&) { return Variant(o.sheet().protection.*field); },
               [field](SheetObject& o, Args&, const Variant& v) { o.sheet().protection.*field = v.toBool(); });
     }
-    static const MemberList& members() {
-        static const MemberList list = [] {
-            MemberList m;
+    static const MemberTable& members() {
+        static const MemberTable list = [] {
+            MemberTable m;
             flag(m, L"Enabled", &Protection::enabled);
             flag(m, L"AllowFormattingColumns", &Protection::allowFormattingColumns);
             flag(m, L"AllowFormattingRows", &Protection::allowFormattingRows);
@@ -552,8 +552,8 @@ public:
     explicit Constants(Context c) : SheetObject(L"Constants", std::move(c), members()) {}
 
 private:
-    static const MemberList& members() {
-        static const MemberList list = [] {
+    static const MemberTable& members() {
+        static const MemberTable list = [] {
             static const std::pair<const wchar_t*, long> values[] = {
                 // Border weights are those of the cells' Border.Weight, so the
                 // thin line is 2 here (the charts' own line-weight list
@@ -573,10 +573,10 @@ private:
                 {L"xlGuess", xlGuess}, {L"xlYes", xlYes}, {L"xlNo", xlNo},
                 {L"xlDown", xlDown}, {L"xlToRight", xlToRight}, {L"xlUp", xlUp}, {L"xlToLeft", xlToLeft},
             };
-            MemberList m;
+            MemberTable m;
             for (const auto& [name, value] : values) {
                 long v = value;
-                m.add(name, [v](SheetObject&, Args&) { return Variant(v); });
+                m.member<SheetObject>(name, [v](SheetObject&, Args&) { return Variant(v); });
             }
             return m;
         }();
@@ -587,8 +587,8 @@ private:
 // ---------------------------------------------------------------- shared groups of members
 
 // Switches kept in the view settings (a change repaints).
-void viewSwitch(MemberList& m, const wchar_t* name, bool ViewSettings::*field) {
-    m.add(name, [field](SheetObject& o, Args&) { return Variant(o.sheet().settings.*field); },
+void viewSwitch(MemberTable& m, const wchar_t* name, bool ViewSettings::*field) {
+    m.member<SheetObject>(name, [field](SheetObject& o, Args&) { return Variant(o.sheet().settings.*field); },
           [field](SheetObject& o, Args&, const Variant& v) {
               o.sheet().settings.*field = v.toBool();
               o.sheet().changed();
@@ -596,26 +596,26 @@ void viewSwitch(MemberList& m, const wchar_t* name, bool ViewSettings::*field) {
 }
 
 // Range, Cells, Rows and Columns of the whole sheet (Spreadsheet and Worksheet).
-void sheetAccess(MemberList& m) {
+void sheetAccess(MemberTable& m) {
     const Rect all{1, 1, kMaxRows, kMaxColumns};
-    m.add(L"Range", [](SheetObject& o, Args& a) { return cellRange(o.context(), rangeArgs(a)); });
-    m.add(L"Cells", [all](SheetObject& o, Args& a) { return cellRange(o.context(), cellsArgs(all, a)); });
-    m.add(L"Rows", [all](SheetObject& o, Args& a) { return cellRange(o.context(), linesArgs(all, a, false), Range::Kind::Rows); });
-    m.add(L"Columns", [all](SheetObject& o, Args& a) {
+    m.member<SheetObject>(L"Range", [](SheetObject& o, Args& a) { return cellRange(o.context(), rangeArgs(a)); });
+    m.member<SheetObject>(L"Cells", [all](SheetObject& o, Args& a) { return cellRange(o.context(), cellsArgs(all, a)); });
+    m.member<SheetObject>(L"Rows", [all](SheetObject& o, Args& a) { return cellRange(o.context(), linesArgs(all, a, false), Range::Kind::Rows); });
+    m.member<SheetObject>(L"Columns", [all](SheetObject& o, Args& a) {
         return cellRange(o.context(), linesArgs(all, a, true), Range::Kind::Columns);
     });
 }
 
 // ActiveCell, Selection and ViewableRange (Spreadsheet and Window).
-void viewAccess(MemberList& m, bool rangeSelection) {
-    m.add(L"ActiveCell", [](SheetObject& o, Args&) {
+void viewAccess(MemberTable& m, bool rangeSelection) {
+    m.member<SheetObject>(L"ActiveCell", [](SheetObject& o, Args&) {
         const Sheet& s = o.sheet();
         return cellRange(o.context(), Rect{s.activeRow(), s.activeColumn(), s.activeRow(), s.activeColumn()});
     });
-    m.add(L"Selection", [](SheetObject& o, Args&) { return cellRange(o.context(), o.sheet().selection()); });
+    m.member<SheetObject>(L"Selection", [](SheetObject& o, Args&) { return cellRange(o.context(), o.sheet().selection()); });
     if (rangeSelection)
-        m.add(L"RangeSelection", [](SheetObject& o, Args&) { return cellRange(o.context(), o.sheet().selection()); });
-    m.add(L"ViewableRange", [](SheetObject& o, Args&) { return Variant(formatAddress(o.sheet().viewableRange())); },
+        m.member<SheetObject>(L"RangeSelection", [](SheetObject& o, Args&) { return cellRange(o.context(), o.sheet().selection()); });
+    m.member<SheetObject>(L"ViewableRange", [](SheetObject& o, Args&) { return Variant(formatAddress(o.sheet().viewableRange())); },
           [](SheetObject& o, Args&, const Variant& v) { o.sheet().setViewableRange(rectArg(v)); });
     viewSwitch(m, L"DisplayGridlines", &ViewSettings::displayGridlines);
     viewSwitch(m, L"DisplayColumnHeadings", &ViewSettings::displayColumnHeadings);
@@ -677,73 +677,36 @@ const MemberPolicy::Failure* MemberPolicy::failure(const std::wstring& object, c
     return it == failing_.end() ? nullptr : &it->second;
 }
 
-// ---------------------------------------------------------------- MemberList
-
-DISPID MemberList::add(std::wstring name, Get get, Put put) {
-    // Members that only say where things are (the selection polling reads
-    // them every tick) leave an entry the user is typing alone; every other
-    // member reads or changes the sheet and takes the entry in first.
-    static const std::set<std::wstring> positional = {
-        L"activewindow", L"activesheet", L"viewablerange",  L"range",   L"cells", L"rows",  L"columns",
-        L"item",         L"selection",   L"activecell",     L"rangeselection", L"address", L"row", L"column", L"count"};
-    DISPID id = static_cast<DISPID>(members_.size()) + 1;
-    const std::wstring key = folded(name);
-    byName_.emplace(key, id);
-    members_.push_back(Member{std::move(name), std::move(get), std::move(put), positional.count(key) > 0});
-    return id;
-}
-
-DISPID MemberList::find(const std::wstring& name) const {
-    auto it = byName_.find(folded(name));
-    return it == byName_.end() ? DISPID_UNKNOWN : it->second;
-}
-
-const MemberList::Member* MemberList::byId(DISPID id) const {
-    if (id == DISPID_VALUE) id = default_;
-    if (id < 1 || id > static_cast<DISPID>(members_.size())) return nullptr;
-    return &members_[static_cast<size_t>(id - 1)];
-}
-
 // ---------------------------------------------------------------- SheetObject
 
-SheetObject::SheetObject(std::wstring typeName, Context ctx, const MemberList& members)
-    : DispatchObject(std::move(typeName)), ctx_(std::move(ctx)), members_(members) {}
+SheetObject::SheetObject(std::wstring typeName, Context ctx, const MemberTable& members)
+    : DispatchObject(std::move(typeName), members), ctx_(std::move(ctx)) {}
 
-HRESULT SheetObject::GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, LCID lcid, DISPID* ids) {
-    if (!names || !ids || count == 0 || !names[0]) return E_INVALIDARG;
-    try {
-        std::wstring name = names[0];
-        if (ctx_.policy->refuses(className(), name)) {
-            for (UINT i = 0; i < count; ++i) ids[i] = DISPID_UNKNOWN;
-            return DISP_E_UNKNOWNNAME;
-        }
-        DISPID id = members_.find(name);
-        if (id == DISPID_UNKNOWN) return DispatchObject::GetIDsOfNames(iid, names, count, lcid, ids);
-        ids[0] = id;
-        for (UINT i = 1; i < count; ++i) ids[i] = DISPID_UNKNOWN;  // no named arguments
-        return count > 1 ? DISP_E_UNKNOWNNAME : S_OK;
-    } catch (...) {
-        return E_OUTOFMEMORY;
-    }
+bool SheetObject::answersName(const std::wstring& name) const { return !ctx_.policy->refuses(className(), name); }
+
+namespace {
+
+// Members that only say where things are (the selection polling reads them
+// every tick) leave an entry the user is typing alone; every other member
+// reads or changes the sheet and takes the entry in first. Names as
+// registered.
+bool positional(const std::wstring& name) {
+    static const std::set<std::wstring> names = {
+        L"ActiveWindow", L"ActiveSheet", L"ViewableRange", L"Range",          L"Cells",   L"Rows",   L"Columns",
+        L"Item",         L"Selection",   L"ActiveCell",    L"RangeSelection", L"Address", L"Row",    L"Column",
+        L"Count"};
+    return names.count(name) > 0;
 }
 
-HRESULT SheetObject::Invoke(DISPID id, REFIID iid, LCID lcid, WORD flags, DISPPARAMS* dp, VARIANT* result,
-                            EXCEPINFO* info, UINT* argErr) {
-    const MemberList::Member* m = members_.byId(id);
-    if (!m) return DispatchObject::Invoke(id, iid, lcid, flags, dp, result, info, argErr);
-    ComPtr<IDispatch> keepAlive(this);  // a member may drop the caller's last other reference
-    return answerCall(info, className(), [&]() -> HRESULT {
-        if (ctx_.policy->refuses(className(), m->name)) return DISP_E_MEMBERNOTFOUND;
-        if (const MemberPolicy::Failure* f = ctx_.policy->failure(className(), m->name))
-            raise(f->number,
-                  f->description.empty() ? L"Method '" + m->name + L"' of object '" + className() + L"' failed"
-                                         : f->description);
-        if (View* view = sheet().view(); view && !m->positional) view->settleEntry();
-        beforeCall(id, flags);
-        return callMember(
-            flags, dp, result, true, [&](Args& a) { return m->get(*this, a); }, static_cast<bool>(m->put),
-            [&](Args& a, const Variant& v) { m->put(*this, a, v); });
-    });
+}  // namespace
+
+HRESULT SheetObject::beforeMember(const std::wstring& name, DISPID, WORD) {
+    if (ctx_.policy->refuses(className(), name)) return DISP_E_MEMBERNOTFOUND;
+    if (const MemberPolicy::Failure* f = ctx_.policy->failure(className(), name))
+        raise(f->number, f->description.empty() ? L"Method '" + name + L"' of object '" + className() + L"' failed"
+                                                : f->description);
+    if (View* view = sheet().view(); view && !positional(name)) view->settleEntry();
+    return S_OK;
 }
 
 // ---------------------------------------------------------------- Range
@@ -769,72 +732,72 @@ Variant freezeAt(Range& r) {
 
 }  // namespace
 
-const MemberList& Range::members() {
-    static const MemberList list = [] {
-        MemberList m;
-        m.get<Range>(L"Value", [](Range& r, Args&) { return getValue(r.sheet(), r.rect_); },
+const MemberTable& Range::members() {
+    static const MemberTable list = [] {
+        MemberTable m;
+        m.member<Range>(L"Value", [](Range& r, Args&) { return getValue(r.sheet(), r.rect_); },
                      [](Range& r, Args&, const Variant& v) { putValue(r.sheet(), r.rect_, v); });
-        m.get<Range>(L"Value2", [](Range& r, Args&) { return getValue(r.sheet(), r.rect_); },
+        m.member<Range>(L"Value2", [](Range& r, Args&) { return getValue(r.sheet(), r.rect_); },
                      [](Range& r, Args&, const Variant& v) { putValue(r.sheet(), r.rect_, v); });
-        m.get<Range>(L"Text", [](Range& r, Args&) { return Variant(displayText(r.sheet().value(r.rect_.top, r.rect_.left))); });
-        m.get<Range>(L"Formula",
+        m.member<Range>(L"Text", [](Range& r, Args&) { return Variant(displayText(r.sheet().value(r.rect_.top, r.rect_.left))); });
+        m.member<Range>(L"Formula",
                      [](Range& r, Args&) {
                          const Sheet& s = r.sheet();
                          if (r.rect_.isCell()) return Variant(s.formula(r.rect_.top, r.rect_.left));
                          return arrayOf(r.rect_, [&](int row, int c) { return Variant(s.formula(r.rect_.top + row, r.rect_.left + c)); });
                      },
                      [](Range& r, Args&, const Variant& v) { putFormula(r.sheet(), r.rect_, v); });
-        m.get<Range>(L"Address", [](Range& r, Args& a) {
+        m.member<Range>(L"Address", [](Range& r, Args& a) {
             bool rowAbs = a.has(0) ? a.boolean(0) : true, colAbs = a.has(1) ? a.boolean(1) : true;
             return Variant(addressOf(r.rect_, rowAbs, colAbs));
         });
-        m.get<Range>(L"Row", [](Range& r, Args&) { return Variant(static_cast<long>(r.rect_.top)); });
-        m.get<Range>(L"Column", [](Range& r, Args&) { return Variant(static_cast<long>(r.rect_.left)); });
-        m.get<Range>(L"Count", [](Range& r, Args&) {
+        m.member<Range>(L"Row", [](Range& r, Args&) { return Variant(static_cast<long>(r.rect_.top)); });
+        m.member<Range>(L"Column", [](Range& r, Args&) { return Variant(static_cast<long>(r.rect_.left)); });
+        m.member<Range>(L"Count", [](Range& r, Args&) {
             double n = r.kind_ == Kind::Rows ? r.rect_.rows() : r.kind_ == Kind::Columns ? r.rect_.columns()
                                                                                              : double(r.rect_.rows()) * r.rect_.columns();
             return Variant(static_cast<long>(n));
         });
-        DISPID item = m.get<Range>(L"Item", [](Range& r, Args& a) {
+        DISPID item = m.member<Range>(L"Item", [](Range& r, Args& a) {
             if (r.kind_ == Kind::Cells || a.has(1)) return cellRange(r.context(), cellsArgs(r.rect_, a));
             return cellRange(r.context(), linesArgs(r.rect_, a, r.kind_ == Kind::Columns), r.kind_);
         });
-        m.setDefault(item);
-        m.get<Range>(L"Cells", [](Range& r, Args& a) { return cellRange(r.context(), cellsArgs(r.rect_, a)); });
-        m.get<Range>(L"Rows", [](Range& r, Args& a) { return cellRange(r.context(), linesArgs(r.rect_, a, false), Kind::Rows); });
-        m.get<Range>(L"Columns", [](Range& r, Args& a) { return cellRange(r.context(), linesArgs(r.rect_, a, true), Kind::Columns); });
-        m.get<Range>(L"EntireColumn", [](Range& r, Args&) {
+        m.setDefaultMember(item);
+        m.member<Range>(L"Cells", [](Range& r, Args& a) { return cellRange(r.context(), cellsArgs(r.rect_, a)); });
+        m.member<Range>(L"Rows", [](Range& r, Args& a) { return cellRange(r.context(), linesArgs(r.rect_, a, false), Kind::Rows); });
+        m.member<Range>(L"Columns", [](Range& r, Args& a) { return cellRange(r.context(), linesArgs(r.rect_, a, true), Kind::Columns); });
+        m.member<Range>(L"EntireColumn", [](Range& r, Args&) {
             return cellRange(r.context(), Rect{1, r.rect_.left, kMaxRows, r.rect_.right}, Kind::Columns);
         });
-        m.get<Range>(L"EntireRow", [](Range& r, Args&) {
+        m.member<Range>(L"EntireRow", [](Range& r, Args&) {
             return cellRange(r.context(), Rect{r.rect_.top, 1, r.rect_.bottom, kMaxColumns}, Kind::Rows);
         });
-        m.get<Range>(L"Clear", [](Range& r, Args&) { r.sheet().clear(r.rect_); return Variant(); });
-        m.get<Range>(L"ClearContents", [](Range& r, Args&) { r.sheet().clearContents(r.rect_); return Variant(); });
-        m.get<Range>(L"ClearFormats", [](Range& r, Args&) { r.sheet().clearFormats(r.rect_); return Variant(); });
-        m.get<Range>(L"Font", [](Range& r, Args&) { return newObject<Font>(r.context(), r.rect_); });
-        m.get<Range>(L"Interior", [](Range& r, Args&) { return newObject<Interior>(r.context(), r.rect_); });
-        m.get<Range>(L"Borders", [](Range& r, Args& a) {
+        m.member<Range>(L"Clear", [](Range& r, Args&) { r.sheet().clear(r.rect_); return Variant(); });
+        m.member<Range>(L"ClearContents", [](Range& r, Args&) { r.sheet().clearContents(r.rect_); return Variant(); });
+        m.member<Range>(L"ClearFormats", [](Range& r, Args&) { r.sheet().clearFormats(r.rect_); return Variant(); });
+        m.member<Range>(L"Font", [](Range& r, Args&) { return newObject<Font>(r.context(), r.rect_); });
+        m.member<Range>(L"Interior", [](Range& r, Args&) { return newObject<Interior>(r.context(), r.rect_); });
+        m.member<Range>(L"Borders", [](Range& r, Args& a) {
             if (a.has(0)) return newObject<Border>(r.context(), r.rect_, a.i32(0));
             return newObject<Borders>(r.context(), r.rect_);
         });
-        m.get<Range>(L"Locked", [](Range& r, Args&) { return Variant(topLeftFormat(r, r.rect_).locked); },
+        m.member<Range>(L"Locked", [](Range& r, Args&) { return Variant(topLeftFormat(r, r.rect_).locked); },
                      [](Range& r, Args&, const Variant& v) {
                          applyTo(r, [](Format& f, const Variant& x) { f.locked = x.toBool(); }, v);
                      });
-        m.get<Range>(L"HorizontalAlignment", [](Range& r, Args&) { return Variant(alignCode(topLeftFormat(r, r.rect_).align, false)); },
+        m.member<Range>(L"HorizontalAlignment", [](Range& r, Args&) { return Variant(alignCode(topLeftFormat(r, r.rect_).align, false)); },
                      [](Range& r, Args&, const Variant& v) {
                          applyTo(r, [](Format& f, const Variant& x) { f.align = alignFromCode(x.toLong(), false); }, v);
                      });
-        m.get<Range>(L"HAlignment", [](Range& r, Args&) { return Variant(alignCode(topLeftFormat(r, r.rect_).align, true)); },
+        m.member<Range>(L"HAlignment", [](Range& r, Args&) { return Variant(alignCode(topLeftFormat(r, r.rect_).align, true)); },
                      [](Range& r, Args&, const Variant& v) {
                          applyTo(r, [](Format& f, const Variant& x) { f.align = alignFromCode(x.toLong(), true); }, v);
                      });
-        m.get<Range>(L"NumberFormat", [](Range& r, Args&) { return Variant(topLeftFormat(r, r.rect_).numberFormat); },
+        m.member<Range>(L"NumberFormat", [](Range& r, Args&) { return Variant(topLeftFormat(r, r.rect_).numberFormat); },
                      [](Range& r, Args&, const Variant& v) {
                          applyTo(r, [](Format& f, const Variant& x) { f.numberFormat = x.toString(); }, v);
                      });
-        m.get<Range>(L"ColumnWidth",
+        m.member<Range>(L"ColumnWidth",
                      [](Range& r, Args&) {
                          double w = r.sheet().columnWidth(r.rect_.left);
                          for (int c = r.rect_.left + 1; c <= r.rect_.right; ++c)
@@ -846,19 +809,19 @@ const MemberList& Range::members() {
                          double w = v.toDouble();
                          for (int c = r.rect_.left; c <= r.rect_.right; ++c) r.sheet().setColumnWidth(c, w);
                      });
-        m.get<Range>(L"AutoFit", [](Range& r, Args&) { r.sheet().autoFit(r.rect_.left, r.rect_.right); return Variant(); });
-        m.get<Range>(L"AutoFitColumns", [](Range& r, Args&) { r.sheet().autoFit(r.rect_.left, r.rect_.right); return Variant(); });
-        m.get<Range>(L"Select", [](Range& r, Args&) { r.sheet().select(r.rect_); return Variant(true); });
+        m.member<Range>(L"AutoFit", [](Range& r, Args&) { r.sheet().autoFit(r.rect_.left, r.rect_.right); return Variant(); });
+        m.member<Range>(L"AutoFitColumns", [](Range& r, Args&) { r.sheet().autoFit(r.rect_.left, r.rect_.right); return Variant(); });
+        m.member<Range>(L"Select", [](Range& r, Args&) { r.sheet().select(r.rect_); return Variant(true); });
         // Activate: the cell becomes the active one; a selection that holds
         // it stays, otherwise the cell alone is selected.
-        m.get<Range>(L"Activate", [](Range& r, Args&) {
+        m.member<Range>(L"Activate", [](Range& r, Args&) {
             Sheet& s = r.sheet();
             Rect cell{r.rect_.top, r.rect_.left, r.rect_.top, r.rect_.left};
             s.select(s.selection().contains(cell.top, cell.left) && !r.rect_.isCell() ? s.selection() : r.rect_);
             return Variant(true);
         });
-        m.get<Range>(L"HTMLData", [](Range& r, Args&) { return Variant(htmlTable(r.sheet(), r.rect_)); });
-        m.get<Range>(L"AutoFilter", [](Range& r, Args&) {
+        m.member<Range>(L"HTMLData", [](Range& r, Args&) { return Variant(htmlTable(r.sheet(), r.rect_)); });
+        m.member<Range>(L"AutoFilter", [](Range& r, Args&) {
             r.sheet().settings.autoFilter = true;
             r.sheet().changed();
             return Variant();
@@ -867,7 +830,7 @@ const MemberList& Range::members() {
         // (its number within the range, its letters, or a cell or range in
         // it); order xlAscending (1, the default) or xlDescending (2); header
         // xlYes (1) leaves the first row, xlNo (2) and xlGuess (0) sort all.
-        m.get<Range>(L"Sort", [](Range& r, Args& a) {
+        m.member<Range>(L"Sort", [](Range& r, Args& a) {
             int key = 1;
             if (a.has(0)) {
                 Variant k = a.value(0);
@@ -885,7 +848,7 @@ const MemberList& Range::members() {
             r.sheet().sort(r.rect_, key, order == xlAscending, header);
             return Variant();
         });
-        m.get<Range>(L"FreezePanes", [](Range& r, Args&) { return freezeAt(r); },
+        m.member<Range>(L"FreezePanes", [](Range& r, Args&) { return freezeAt(r); },
                      [](Range& r, Args&, const Variant& v) {
                          if (v.toBool()) {
                              freezeAt(r);
@@ -903,25 +866,25 @@ const MemberList& Range::members() {
 
 Worksheet::Worksheet(Context ctx) : SheetObject(L"Worksheet", std::move(ctx), members()) {}
 
-const MemberList& Worksheet::members() {
-    static const MemberList list = [] {
-        MemberList m;
+const MemberTable& Worksheet::members() {
+    static const MemberTable list = [] {
+        MemberTable m;
         sheetAccess(m);
-        m.get<Worksheet>(L"UsedRange", [](Worksheet& w, Args&) { return cellRange(w.context(), w.sheet().usedRange()); });
-        m.get<Worksheet>(L"Protection", [](Worksheet& w, Args&) { return newObject<ProtectionObject>(w.context()); });
-        m.get<Worksheet>(L"Calculate", [](Worksheet& w, Args&) { w.sheet().calculate(); return Variant(); });
-        m.get<Worksheet>(L"EnableAutoFilter", [](Worksheet& w, Args&) { return Variant(w.sheet().protection.enableAutoFilter); },
+        m.member<Worksheet>(L"UsedRange", [](Worksheet& w, Args&) { return cellRange(w.context(), w.sheet().usedRange()); });
+        m.member<Worksheet>(L"Protection", [](Worksheet& w, Args&) { return newObject<ProtectionObject>(w.context()); });
+        m.member<Worksheet>(L"Calculate", [](Worksheet& w, Args&) { w.sheet().calculate(); return Variant(); });
+        m.member<Worksheet>(L"EnableAutoFilter", [](Worksheet& w, Args&) { return Variant(w.sheet().protection.enableAutoFilter); },
                          [](Worksheet& w, Args&, const Variant& v) { w.sheet().protection.enableAutoFilter = v.toBool(); });
-        m.get<Worksheet>(L"AutoFilter", [](Worksheet& w, Args&) { return Variant(w.sheet().settings.autoFilter); },
+        m.member<Worksheet>(L"AutoFilter", [](Worksheet& w, Args&) { return Variant(w.sheet().settings.autoFilter); },
                          [](Worksheet& w, Args&, const Variant& v) {
                              w.sheet().settings.autoFilter = v.toBool();
                              w.sheet().changed();
                          });
-        m.get<Worksheet>(L"Protect", [](Worksheet& w, Args&) { w.sheet().protection.enabled = true; return Variant(); });
-        m.get<Worksheet>(L"Unprotect", [](Worksheet& w, Args&) { w.sheet().protection.enabled = false; return Variant(); });
-        m.get<Worksheet>(L"ProtectContents", [](Worksheet& w, Args&) { return Variant(w.sheet().protection.enabled); });
-        m.get<Worksheet>(L"Name", [](Worksheet&, Args&) { return Variant(L"Sheet1"); });
-        m.get<Worksheet>(L"Activate", [](Worksheet&, Args&) { return Variant(); });
+        m.member<Worksheet>(L"Protect", [](Worksheet& w, Args&) { w.sheet().protection.enabled = true; return Variant(); });
+        m.member<Worksheet>(L"Unprotect", [](Worksheet& w, Args&) { w.sheet().protection.enabled = false; return Variant(); });
+        m.member<Worksheet>(L"ProtectContents", [](Worksheet& w, Args&) { return Variant(w.sheet().protection.enabled); });
+        m.member<Worksheet>(L"Name", [](Worksheet&, Args&) { return Variant(L"Sheet1"); });
+        m.member<Worksheet>(L"Activate", [](Worksheet&, Args&) { return Variant(); });
         return m;
     }();
     return list;
@@ -931,13 +894,13 @@ const MemberList& Worksheet::members() {
 
 Window::Window(Context ctx) : SheetObject(L"Window", std::move(ctx), members()) {}
 
-const MemberList& Window::members() {
-    static const MemberList list = [] {
-        MemberList m;
+const MemberTable& Window::members() {
+    static const MemberTable list = [] {
+        MemberTable m;
         viewAccess(m, true);
         // FreezePanes True freezes the rows above and the columns left of
         // the active cell; False thaws them.
-        m.get<Window>(L"FreezePanes",
+        m.member<Window>(L"FreezePanes",
                       [](Window& w, Args&) {
                           const ViewSettings& s = w.sheet().settings;
                           return Variant(s.frozenRows > 0 || s.frozenColumns > 0);
@@ -973,15 +936,15 @@ void Spreadsheet::repaint() {
     if (View* v = sheet().view()) v->invalidate();
 }
 
-const MemberList& Spreadsheet::members() {
-    static const MemberList list = [] {
-        MemberList m;
-        DISPID caption = m.get<Spreadsheet>(L"Caption", [](Spreadsheet& s, Args&) { return Variant(s.caption); },
+const MemberTable& Spreadsheet::members() {
+    static const MemberTable list = [] {
+        MemberTable m;
+        DISPID caption = m.member<Spreadsheet>(L"Caption", [](Spreadsheet& s, Args&) { return Variant(s.caption); },
                                             [](Spreadsheet& s, Args&, const Variant& v) { s.caption = v.toString(); });
-        m.setDefault(caption);
-        m.get<Spreadsheet>(L"ActiveSheet", [](Spreadsheet& s, Args&) { return Variant(static_cast<IDispatch*>(s.worksheet_.get())); });
-        m.get<Spreadsheet>(L"ActiveWindow", [](Spreadsheet& s, Args&) { return Variant(static_cast<IDispatch*>(s.window_.get())); });
-        m.get<Spreadsheet>(L"Constants", [](Spreadsheet& s, Args&) { return newObject<Constants>(s.context()); });
+        m.setDefaultMember(caption);
+        m.member<Spreadsheet>(L"ActiveSheet", [](Spreadsheet& s, Args&) { return Variant(static_cast<IDispatch*>(s.worksheet_.get())); });
+        m.member<Spreadsheet>(L"ActiveWindow", [](Spreadsheet& s, Args&) { return Variant(static_cast<IDispatch*>(s.window_.get())); });
+        m.member<Spreadsheet>(L"Constants", [](Spreadsheet& s, Args&) { return newObject<Constants>(s.context()); });
         sheetAccess(m);
         viewAccess(m, false);
         viewSwitch(m, L"AllowPropertyToolbox", &ViewSettings::allowPropertyToolbox);
@@ -992,7 +955,7 @@ const MemberList& Spreadsheet::members() {
         // Turning screen updating back on repaints what changed meanwhile.
         viewSwitch(m, L"ScreenUpdating", &ViewSettings::screenUpdating);
         // MoveAfterReturn(Direction) also switches it on in that direction.
-        m.get<Spreadsheet>(L"MoveAfterReturn",
+        m.member<Spreadsheet>(L"MoveAfterReturn",
                            [](Spreadsheet& s, Args& a) {
                                ViewSettings& v = s.sheet().settings;
                                if (a.has(0)) {
@@ -1002,7 +965,7 @@ const MemberList& Spreadsheet::members() {
                                return Variant(v.moveAfterReturn);
                            },
                            [](Spreadsheet& s, Args&, const Variant& v) { s.sheet().settings.moveAfterReturn = v.toBool(); });
-        m.get<Spreadsheet>(L"MoveAfterReturnDirection",
+        m.member<Spreadsheet>(L"MoveAfterReturnDirection",
                            [](Spreadsheet& s, Args&) {
                                static const long codes[] = {xlDown, xlToRight, xlUp, xlToLeft};
                                return Variant(codes[s.sheet().settings.moveAfterReturnDirection & 3]);
@@ -1010,9 +973,9 @@ const MemberList& Spreadsheet::members() {
                            [](Spreadsheet& s, Args&, const Variant& v) {
                                s.sheet().settings.moveAfterReturnDirection = directionIndex(v.toLong());
                            });
-        m.get<Spreadsheet>(L"HTMLData", [](Spreadsheet& s, Args&) { return Variant(htmlTable(s.sheet(), s.sheet().usedRange())); });
-        m.get<Spreadsheet>(L"Calculate", [](Spreadsheet& s, Args&) { s.sheet().calculate(); return Variant(); });
-        m.get<Spreadsheet>(L"Repaint", [](Spreadsheet& s, Args&) { s.repaint(); return Variant(); });
+        m.member<Spreadsheet>(L"HTMLData", [](Spreadsheet& s, Args&) { return Variant(htmlTable(s.sheet(), s.sheet().usedRange())); });
+        m.member<Spreadsheet>(L"Calculate", [](Spreadsheet& s, Args&) { s.sheet().calculate(); return Variant(); });
+        m.member<Spreadsheet>(L"Repaint", [](Spreadsheet& s, Args&) { s.repaint(); return Variant(); });
         return m;
     }();
     return list;
