@@ -732,131 +732,152 @@ Variant freezeAt(Range& r) {
 
 }  // namespace
 
+namespace {
+
+using Kind = Range::Kind;
+
+// Value, Formula, Address and the cells, rows and columns in a range.
+void rangeCells(MemberTable& m) {
+    m.member<Range>(L"Value", [](Range& r, Args&) { return getValue(r.sheet(), r.rect()); },
+                 [](Range& r, Args&, const Variant& v) { putValue(r.sheet(), r.rect(), v); });
+    m.member<Range>(L"Value2", [](Range& r, Args&) { return getValue(r.sheet(), r.rect()); },
+                 [](Range& r, Args&, const Variant& v) { putValue(r.sheet(), r.rect(), v); });
+    m.member<Range>(L"Text", [](Range& r, Args&) { return Variant(displayText(r.sheet().value(r.rect().top, r.rect().left))); });
+    m.member<Range>(L"Formula",
+                 [](Range& r, Args&) {
+                     const Sheet& s = r.sheet();
+                     if (r.rect().isCell()) return Variant(s.formula(r.rect().top, r.rect().left));
+                     return arrayOf(r.rect(), [&](int row, int c) { return Variant(s.formula(r.rect().top + row, r.rect().left + c)); });
+                 },
+                 [](Range& r, Args&, const Variant& v) { putFormula(r.sheet(), r.rect(), v); });
+    m.member<Range>(L"Address", [](Range& r, Args& a) {
+        bool rowAbs = a.has(0) ? a.boolean(0) : true, colAbs = a.has(1) ? a.boolean(1) : true;
+        return Variant(addressOf(r.rect(), rowAbs, colAbs));
+    });
+    m.member<Range>(L"Row", [](Range& r, Args&) { return Variant(static_cast<long>(r.rect().top)); });
+    m.member<Range>(L"Column", [](Range& r, Args&) { return Variant(static_cast<long>(r.rect().left)); });
+    m.member<Range>(L"Count", [](Range& r, Args&) {
+        double n = r.kind() == Kind::Rows ? r.rect().rows() : r.kind() == Kind::Columns ? r.rect().columns()
+                                                                                         : double(r.rect().rows()) * r.rect().columns();
+        return Variant(static_cast<long>(n));
+    });
+    DISPID item = m.member<Range>(L"Item", [](Range& r, Args& a) {
+        if (r.kind() == Kind::Cells || a.has(1)) return cellRange(r.context(), cellsArgs(r.rect(), a));
+        return cellRange(r.context(), linesArgs(r.rect(), a, r.kind() == Kind::Columns), r.kind());
+    });
+    m.setDefaultMember(item);
+    m.member<Range>(L"Cells", [](Range& r, Args& a) { return cellRange(r.context(), cellsArgs(r.rect(), a)); });
+    m.member<Range>(L"Rows", [](Range& r, Args& a) { return cellRange(r.context(), linesArgs(r.rect(), a, false), Kind::Rows); });
+    m.member<Range>(L"Columns", [](Range& r, Args& a) { return cellRange(r.context(), linesArgs(r.rect(), a, true), Kind::Columns); });
+    m.member<Range>(L"EntireColumn", [](Range& r, Args&) {
+        return cellRange(r.context(), Rect{1, r.rect().left, kMaxRows, r.rect().right}, Kind::Columns);
+    });
+    m.member<Range>(L"EntireRow", [](Range& r, Args&) {
+        return cellRange(r.context(), Rect{r.rect().top, 1, r.rect().bottom, kMaxColumns}, Kind::Rows);
+    });
+}
+
+// Clearing, formats and column widths.
+void rangeFormats(MemberTable& m) {
+    m.member<Range>(L"Clear", [](Range& r, Args&) { r.sheet().clear(r.rect()); return Variant(); });
+    m.member<Range>(L"ClearContents", [](Range& r, Args&) { r.sheet().clearContents(r.rect()); return Variant(); });
+    m.member<Range>(L"ClearFormats", [](Range& r, Args&) { r.sheet().clearFormats(r.rect()); return Variant(); });
+    m.member<Range>(L"Font", [](Range& r, Args&) { return newObject<Font>(r.context(), r.rect()); });
+    m.member<Range>(L"Interior", [](Range& r, Args&) { return newObject<Interior>(r.context(), r.rect()); });
+    m.member<Range>(L"Borders", [](Range& r, Args& a) {
+        if (a.has(0)) return newObject<Border>(r.context(), r.rect(), a.i32(0));
+        return newObject<Borders>(r.context(), r.rect());
+    });
+    m.member<Range>(L"Locked", [](Range& r, Args&) { return Variant(topLeftFormat(r, r.rect()).locked); },
+                 [](Range& r, Args&, const Variant& v) {
+                     applyTo(r, [](Format& f, const Variant& x) { f.locked = x.toBool(); }, v);
+                 });
+    m.member<Range>(L"HorizontalAlignment", [](Range& r, Args&) { return Variant(alignCode(topLeftFormat(r, r.rect()).align, false)); },
+                 [](Range& r, Args&, const Variant& v) {
+                     applyTo(r, [](Format& f, const Variant& x) { f.align = alignFromCode(x.toLong(), false); }, v);
+                 });
+    m.member<Range>(L"HAlignment", [](Range& r, Args&) { return Variant(alignCode(topLeftFormat(r, r.rect()).align, true)); },
+                 [](Range& r, Args&, const Variant& v) {
+                     applyTo(r, [](Format& f, const Variant& x) { f.align = alignFromCode(x.toLong(), true); }, v);
+                 });
+    m.member<Range>(L"NumberFormat", [](Range& r, Args&) { return Variant(topLeftFormat(r, r.rect()).numberFormat); },
+                 [](Range& r, Args&, const Variant& v) {
+                     applyTo(r, [](Format& f, const Variant& x) { f.numberFormat = x.toString(); }, v);
+                 });
+    m.member<Range>(L"ColumnWidth",
+                 [](Range& r, Args&) {
+                     double w = r.sheet().columnWidth(r.rect().left);
+                     for (int c = r.rect().left + 1; c <= r.rect().right; ++c)
+                         if (r.sheet().columnWidth(c) != w) return Variant::null();
+                     return Variant(w);
+                 },
+                 [](Range& r, Args&, const Variant& v) {
+                     Sheet::Batch batch(r.sheet());
+                     double w = v.toDouble();
+                     for (int c = r.rect().left; c <= r.rect().right; ++c) r.sheet().setColumnWidth(c, w);
+                 });
+    m.member<Range>(L"AutoFit", [](Range& r, Args&) { r.sheet().autoFit(r.rect().left, r.rect().right); return Variant(); });
+    m.member<Range>(L"AutoFitColumns", [](Range& r, Args&) { r.sheet().autoFit(r.rect().left, r.rect().right); return Variant(); });
+}
+
+// Selecting, HTML, filtering, sorting and freezing.
+void rangeActions(MemberTable& m) {
+    m.member<Range>(L"Select", [](Range& r, Args&) { r.sheet().select(r.rect()); return Variant(true); });
+    // Activate: the cell becomes the active one; a selection that holds
+    // it stays, otherwise the cell alone is selected.
+    m.member<Range>(L"Activate", [](Range& r, Args&) {
+        Sheet& s = r.sheet();
+        Rect cell{r.rect().top, r.rect().left, r.rect().top, r.rect().left};
+        s.select(s.selection().contains(cell.top, cell.left) && !r.rect().isCell() ? s.selection() : r.rect());
+        return Variant(true);
+    });
+    m.member<Range>(L"HTMLData", [](Range& r, Args&) { return Variant(htmlTable(r.sheet(), r.rect())); });
+    m.member<Range>(L"AutoFilter", [](Range& r, Args&) {
+        r.sheet().settings.autoFilter = true;
+        r.sheet().changed();
+        return Variant();
+    });
+    // Sort(ColumnKey, Order, Header): the key is a column of the range
+    // (its number within the range, its letters, or a cell or range in
+    // it); order xlAscending (1, the default) or xlDescending (2); header
+    // xlYes (1) leaves the first row, xlNo (2) and xlGuess (0) sort all.
+    m.member<Range>(L"Sort", [](Range& r, Args& a) {
+        int key = 1;
+        if (a.has(0)) {
+            Variant k = a.value(0);
+            if (k.isObject() || (k.type() == VT_BSTR && !k.isNumeric())) {
+                Rect kr = k.isObject() ? rectArg(k) : linesArgs(Rect{1, 1, kMaxRows, kMaxColumns}, a, true);
+                key = kr.left - r.rect().left + 1;
+            } else {
+                key = static_cast<int>(k.toLong());
+            }
+        }
+        long order = a.has(1) ? a.i32(1) : xlAscending;
+        if (order != xlAscending && order != xlDescending)
+            raise(kErrBadValue, L"The sort order is 1 (ascending) or 2 (descending), not " + std::to_wstring(order));
+        bool header = a.has(2) && a.i32(2) == xlYes;
+        r.sheet().sort(r.rect(), key, order == xlAscending, header);
+        return Variant();
+    });
+    m.member<Range>(L"FreezePanes", [](Range& r, Args&) { return freezeAt(r); },
+                 [](Range& r, Args&, const Variant& v) {
+                     if (v.toBool()) {
+                         freezeAt(r);
+                     } else {
+                         r.sheet().settings.frozenRows = r.sheet().settings.frozenColumns = 0;
+                         r.sheet().changed();
+                     }
+                 });
+}
+
+}  // namespace
+
 const MemberTable& Range::members() {
     static const MemberTable list = [] {
         MemberTable m;
-        m.member<Range>(L"Value", [](Range& r, Args&) { return getValue(r.sheet(), r.rect_); },
-                     [](Range& r, Args&, const Variant& v) { putValue(r.sheet(), r.rect_, v); });
-        m.member<Range>(L"Value2", [](Range& r, Args&) { return getValue(r.sheet(), r.rect_); },
-                     [](Range& r, Args&, const Variant& v) { putValue(r.sheet(), r.rect_, v); });
-        m.member<Range>(L"Text", [](Range& r, Args&) { return Variant(displayText(r.sheet().value(r.rect_.top, r.rect_.left))); });
-        m.member<Range>(L"Formula",
-                     [](Range& r, Args&) {
-                         const Sheet& s = r.sheet();
-                         if (r.rect_.isCell()) return Variant(s.formula(r.rect_.top, r.rect_.left));
-                         return arrayOf(r.rect_, [&](int row, int c) { return Variant(s.formula(r.rect_.top + row, r.rect_.left + c)); });
-                     },
-                     [](Range& r, Args&, const Variant& v) { putFormula(r.sheet(), r.rect_, v); });
-        m.member<Range>(L"Address", [](Range& r, Args& a) {
-            bool rowAbs = a.has(0) ? a.boolean(0) : true, colAbs = a.has(1) ? a.boolean(1) : true;
-            return Variant(addressOf(r.rect_, rowAbs, colAbs));
-        });
-        m.member<Range>(L"Row", [](Range& r, Args&) { return Variant(static_cast<long>(r.rect_.top)); });
-        m.member<Range>(L"Column", [](Range& r, Args&) { return Variant(static_cast<long>(r.rect_.left)); });
-        m.member<Range>(L"Count", [](Range& r, Args&) {
-            double n = r.kind_ == Kind::Rows ? r.rect_.rows() : r.kind_ == Kind::Columns ? r.rect_.columns()
-                                                                                             : double(r.rect_.rows()) * r.rect_.columns();
-            return Variant(static_cast<long>(n));
-        });
-        DISPID item = m.member<Range>(L"Item", [](Range& r, Args& a) {
-            if (r.kind_ == Kind::Cells || a.has(1)) return cellRange(r.context(), cellsArgs(r.rect_, a));
-            return cellRange(r.context(), linesArgs(r.rect_, a, r.kind_ == Kind::Columns), r.kind_);
-        });
-        m.setDefaultMember(item);
-        m.member<Range>(L"Cells", [](Range& r, Args& a) { return cellRange(r.context(), cellsArgs(r.rect_, a)); });
-        m.member<Range>(L"Rows", [](Range& r, Args& a) { return cellRange(r.context(), linesArgs(r.rect_, a, false), Kind::Rows); });
-        m.member<Range>(L"Columns", [](Range& r, Args& a) { return cellRange(r.context(), linesArgs(r.rect_, a, true), Kind::Columns); });
-        m.member<Range>(L"EntireColumn", [](Range& r, Args&) {
-            return cellRange(r.context(), Rect{1, r.rect_.left, kMaxRows, r.rect_.right}, Kind::Columns);
-        });
-        m.member<Range>(L"EntireRow", [](Range& r, Args&) {
-            return cellRange(r.context(), Rect{r.rect_.top, 1, r.rect_.bottom, kMaxColumns}, Kind::Rows);
-        });
-        m.member<Range>(L"Clear", [](Range& r, Args&) { r.sheet().clear(r.rect_); return Variant(); });
-        m.member<Range>(L"ClearContents", [](Range& r, Args&) { r.sheet().clearContents(r.rect_); return Variant(); });
-        m.member<Range>(L"ClearFormats", [](Range& r, Args&) { r.sheet().clearFormats(r.rect_); return Variant(); });
-        m.member<Range>(L"Font", [](Range& r, Args&) { return newObject<Font>(r.context(), r.rect_); });
-        m.member<Range>(L"Interior", [](Range& r, Args&) { return newObject<Interior>(r.context(), r.rect_); });
-        m.member<Range>(L"Borders", [](Range& r, Args& a) {
-            if (a.has(0)) return newObject<Border>(r.context(), r.rect_, a.i32(0));
-            return newObject<Borders>(r.context(), r.rect_);
-        });
-        m.member<Range>(L"Locked", [](Range& r, Args&) { return Variant(topLeftFormat(r, r.rect_).locked); },
-                     [](Range& r, Args&, const Variant& v) {
-                         applyTo(r, [](Format& f, const Variant& x) { f.locked = x.toBool(); }, v);
-                     });
-        m.member<Range>(L"HorizontalAlignment", [](Range& r, Args&) { return Variant(alignCode(topLeftFormat(r, r.rect_).align, false)); },
-                     [](Range& r, Args&, const Variant& v) {
-                         applyTo(r, [](Format& f, const Variant& x) { f.align = alignFromCode(x.toLong(), false); }, v);
-                     });
-        m.member<Range>(L"HAlignment", [](Range& r, Args&) { return Variant(alignCode(topLeftFormat(r, r.rect_).align, true)); },
-                     [](Range& r, Args&, const Variant& v) {
-                         applyTo(r, [](Format& f, const Variant& x) { f.align = alignFromCode(x.toLong(), true); }, v);
-                     });
-        m.member<Range>(L"NumberFormat", [](Range& r, Args&) { return Variant(topLeftFormat(r, r.rect_).numberFormat); },
-                     [](Range& r, Args&, const Variant& v) {
-                         applyTo(r, [](Format& f, const Variant& x) { f.numberFormat = x.toString(); }, v);
-                     });
-        m.member<Range>(L"ColumnWidth",
-                     [](Range& r, Args&) {
-                         double w = r.sheet().columnWidth(r.rect_.left);
-                         for (int c = r.rect_.left + 1; c <= r.rect_.right; ++c)
-                             if (r.sheet().columnWidth(c) != w) return Variant::null();
-                         return Variant(w);
-                     },
-                     [](Range& r, Args&, const Variant& v) {
-                         Sheet::Batch batch(r.sheet());
-                         double w = v.toDouble();
-                         for (int c = r.rect_.left; c <= r.rect_.right; ++c) r.sheet().setColumnWidth(c, w);
-                     });
-        m.member<Range>(L"AutoFit", [](Range& r, Args&) { r.sheet().autoFit(r.rect_.left, r.rect_.right); return Variant(); });
-        m.member<Range>(L"AutoFitColumns", [](Range& r, Args&) { r.sheet().autoFit(r.rect_.left, r.rect_.right); return Variant(); });
-        m.member<Range>(L"Select", [](Range& r, Args&) { r.sheet().select(r.rect_); return Variant(true); });
-        // Activate: the cell becomes the active one; a selection that holds
-        // it stays, otherwise the cell alone is selected.
-        m.member<Range>(L"Activate", [](Range& r, Args&) {
-            Sheet& s = r.sheet();
-            Rect cell{r.rect_.top, r.rect_.left, r.rect_.top, r.rect_.left};
-            s.select(s.selection().contains(cell.top, cell.left) && !r.rect_.isCell() ? s.selection() : r.rect_);
-            return Variant(true);
-        });
-        m.member<Range>(L"HTMLData", [](Range& r, Args&) { return Variant(htmlTable(r.sheet(), r.rect_)); });
-        m.member<Range>(L"AutoFilter", [](Range& r, Args&) {
-            r.sheet().settings.autoFilter = true;
-            r.sheet().changed();
-            return Variant();
-        });
-        // Sort(ColumnKey, Order, Header): the key is a column of the range
-        // (its number within the range, its letters, or a cell or range in
-        // it); order xlAscending (1, the default) or xlDescending (2); header
-        // xlYes (1) leaves the first row, xlNo (2) and xlGuess (0) sort all.
-        m.member<Range>(L"Sort", [](Range& r, Args& a) {
-            int key = 1;
-            if (a.has(0)) {
-                Variant k = a.value(0);
-                if (k.isObject() || (k.type() == VT_BSTR && !k.isNumeric())) {
-                    Rect kr = k.isObject() ? rectArg(k) : linesArgs(Rect{1, 1, kMaxRows, kMaxColumns}, a, true);
-                    key = kr.left - r.rect_.left + 1;
-                } else {
-                    key = static_cast<int>(k.toLong());
-                }
-            }
-            long order = a.has(1) ? a.i32(1) : xlAscending;
-            if (order != xlAscending && order != xlDescending)
-                raise(kErrBadValue, L"The sort order is 1 (ascending) or 2 (descending), not " + std::to_wstring(order));
-            bool header = a.has(2) && a.i32(2) == xlYes;
-            r.sheet().sort(r.rect_, key, order == xlAscending, header);
-            return Variant();
-        });
-        m.member<Range>(L"FreezePanes", [](Range& r, Args&) { return freezeAt(r); },
-                     [](Range& r, Args&, const Variant& v) {
-                         if (v.toBool()) {
-                             freezeAt(r);
-                         } else {
-                             r.sheet().settings.frozenRows = r.sheet().settings.frozenColumns = 0;
-                             r.sheet().changed();
-                         }
-                     });
+        rangeCells(m);
+        rangeFormats(m);
+        rangeActions(m);
         return m;
     }();
     return list;
