@@ -654,14 +654,9 @@ MemberPolicy MemberPolicy::product() {
     return p;
 }
 
+std::wstring MemberPolicy::key(const std::wstring& name) { return folded(name); }
+
 void MemberPolicy::refuse(const std::wstring& name) { refused_.insert(folded(name)); }
-void MemberPolicy::answer(const std::wstring& name) { refused_.erase(folded(name)); }
-
-void MemberPolicy::fail(const std::wstring& name, long number, std::wstring description) {
-    failing_[folded(name)] = Failure{number, std::move(description)};
-}
-
-void MemberPolicy::stopFailing(const std::wstring& name) { failing_.erase(folded(name)); }
 
 bool MemberPolicy::refuses(const std::wstring& object, const std::wstring& member) const {
     if (refused_.empty()) return false;

@@ -15,7 +15,8 @@
 // Which names an instance answers is decided by its MemberPolicy: refused
 // names are unknown to GetIDsOfNames (a late-bound caller sees error 438),
 // failing names raise when called. The product's control refuses the first
-// generation's names; the test bed makes stand-ins with other policies.
+// generation's names; the test bed makes stand-ins with other policies, and
+// makes members fail through sheet_objects_testing.h.
 #pragma once
 
 #include "settings_ui/spreadsheet/sheet_model.h"
@@ -53,15 +54,17 @@ public:
     static const std::vector<std::wstring>& firstGenerationNames();
 
     void refuse(const std::wstring& name);
-    void answer(const std::wstring& name);  // takes a name off the refused list
-    void fail(const std::wstring& name, long number = kErrMemberFailed, std::wstring description = {});
-    void stopFailing(const std::wstring& name);
 
     bool refuses(const std::wstring& object, const std::wstring& member) const;
-    // The failure set for the member, or null.
+    // The failure set for the member, or null (members are made to fail
+    // through sheet_objects_testing.h).
     const Failure* failure(const std::wstring& object, const std::wstring& member) const;
 
 private:
+    friend struct MemberPolicyTesting;  // sheet_objects_testing.h
+    // A name as the lists keep it (letter case folded).
+    static std::wstring key(const std::wstring& name);
+
     std::set<std::wstring> refused_;           // lower case
     std::map<std::wstring, Failure> failing_;  // lower case
 };
