@@ -5,10 +5,6 @@
 #include <algorithm>
 #include <cstring>
 
-using qbx::sheet::CellFormat;
-using qbx::sheet::HAlign;
-using qbx::sheet::kMaxColumns;
-using qbx::sheet::kMaxRows;
 using qbx::sheet::Rect;
 
 void cSpreadsheetControl::copySelection() {

@@ -9,10 +9,6 @@
 #include <atomic>
 #include <cmath>
 
-using qbx::sheet::CellFormat;
-using qbx::sheet::HAlign;
-using qbx::sheet::kMaxColumns;
-using qbx::sheet::kMaxRows;
 using qbx::sheet::Rect;
 
 // {3A7C5E21-9D4B-4F6A-8C12-5B0E7D93A6F4}

@@ -215,6 +215,17 @@ void setScrollInfoIfChanged(HWND window, int bar, const SCROLLINFO& wanted) {
     SetScrollInfo(window, bar, &wanted, TRUE);
 }
 
+void setScrollBar(HWND window, int bar, int first, int last, int page, int position) {
+    SCROLLINFO si{};
+    si.cbSize = sizeof(si);
+    si.fMask = SIF_RANGE | SIF_PAGE | SIF_POS | SIF_DISABLENOSCROLL;
+    si.nMin = first;
+    si.nMax = last;
+    si.nPage = static_cast<UINT>(page);
+    si.nPos = position;
+    setScrollInfoIfChanged(window, bar, si);
+}
+
 }  // namespace
 
 void cSpreadsheetControl::updateScrollBars() {
@@ -232,25 +243,15 @@ void cSpreadsheetControl::updateScrollBars() {
     const Rect& vr = sheet_->viewableRange();
     if (verticalBar_) {
         const int page = fullyVisibleRows();
-        SCROLLINFO si{};
-        si.cbSize = sizeof(si);
-        si.fMask = SIF_RANGE | SIF_PAGE | SIF_POS | SIF_DISABLENOSCROLL;
-        si.nMin = std::max(s.frozenRows + 1, vr.top);
-        si.nMax = std::min(vr.bottom, std::max({used.bottom, topRow_ + page, sheet_->activeRow()}) + page);
-        si.nPage = static_cast<UINT>(page);
-        si.nPos = topRow_;
-        setScrollInfoIfChanged(window_, SB_VERT, si);
+        setScrollBar(window_, SB_VERT, std::max(s.frozenRows + 1, vr.top),
+                     std::min(vr.bottom, std::max({used.bottom, topRow_ + page, sheet_->activeRow()}) + page), page,
+                     topRow_);
     }
     if (horizontalBar_) {
         const int page = fullyVisibleColumns();
-        SCROLLINFO si{};
-        si.cbSize = sizeof(si);
-        si.fMask = SIF_RANGE | SIF_PAGE | SIF_POS | SIF_DISABLENOSCROLL;
-        si.nMin = std::max(s.frozenColumns + 1, vr.left);
-        si.nMax = std::min(vr.right, std::max({used.right, leftColumn_ + page, sheet_->activeColumn()}) + page);
-        si.nPage = static_cast<UINT>(page);
-        si.nPos = leftColumn_;
-        setScrollInfoIfChanged(window_, SB_HORZ, si);
+        setScrollBar(window_, SB_HORZ, std::max(s.frozenColumns + 1, vr.left),
+                     std::min(vr.right, std::max({used.right, leftColumn_ + page, sheet_->activeColumn()}) + page),
+                     page, leftColumn_);
     }
 }
 

@@ -10,9 +10,6 @@
 #include <algorithm>
 
 using qbx::sheet::CellFormat;
-using qbx::sheet::HAlign;
-using qbx::sheet::kMaxColumns;
-using qbx::sheet::kMaxRows;
 using qbx::sheet::Rect;
 
 bool cSpreadsheetControl::startEdit(const std::wstring& text, EditMode mode) {

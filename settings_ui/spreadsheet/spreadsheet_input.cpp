@@ -5,10 +5,7 @@
 
 #include <algorithm>
 
-using qbx::sheet::CellFormat;
-using qbx::sheet::HAlign;
 using qbx::sheet::kMaxColumns;
-using qbx::sheet::kMaxRows;
 using qbx::sheet::Rect;
 
 namespace {
