@@ -15,7 +15,8 @@
 // Which names an instance answers is decided by its MemberPolicy: refused
 // names are unknown to GetIDsOfNames (a late-bound caller sees error 438),
 // failing names raise when called. The product's control refuses the first
-// generation's names; the test bed makes stand-ins with other policies.
+// generation's names; the test bed makes stand-ins with other policies, and
+// makes members fail through sheet_objects_testing.h.
 #pragma once
 
 #include "settings_ui/spreadsheet/sheet_model.h"
@@ -25,7 +26,6 @@
 #include <memory>
 #include <set>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace qbx::sheet {
@@ -54,53 +54,19 @@ public:
     static const std::vector<std::wstring>& firstGenerationNames();
 
     void refuse(const std::wstring& name);
-    void answer(const std::wstring& name);  // takes a name off the refused list
-    void fail(const std::wstring& name, long number = kErrMemberFailed, std::wstring description = {});
-    void stopFailing(const std::wstring& name);
 
     bool refuses(const std::wstring& object, const std::wstring& member) const;
-    // The failure set for the member, or null.
+    // The failure set for the member, or null (members are made to fail
+    // through sheet_objects_testing.h).
     const Failure* failure(const std::wstring& object, const std::wstring& member) const;
 
 private:
+    friend struct MemberPolicyTesting;  // sheet_objects_testing.h
+    // A name as the lists keep it (letter case folded).
+    static std::wstring key(const std::wstring& name);
+
     std::set<std::wstring> refused_;           // lower case
     std::map<std::wstring, Failure> failing_;  // lower case
-};
-
-class SheetObject;
-
-// The members of one class of object, built once per class and shared by
-// all its instances (a Range object is made for nearly every late-bound
-// call, so it must cost little to make).
-class MemberList {
-public:
-    using Get = std::function<Variant(SheetObject&, Args&)>;
-    using Put = std::function<void(SheetObject&, Args&, const Variant&)>;
-    struct Member {
-        std::wstring name;
-        Get get;
-        Put put;  // null: read-only (or a method)
-        bool positional = false;  // only says where cells are; an open entry stays open
-    };
-
-    // Adds a member; returns its DISPID (1, 2, ... in order of adding).
-    DISPID add(std::wstring name, Get get, Put put = nullptr);
-    void setDefault(DISPID id) { default_ = id; }
-    DISPID find(const std::wstring& name) const;  // DISPID_UNKNOWN when absent
-    const Member* byId(DISPID id) const;
-
-    // Typed helpers for a class T derived from SheetObject.
-    template <class T>
-    DISPID get(std::wstring name, Variant (*g)(T&, Args&), void (*p)(T&, Args&, const Variant&) = nullptr) {
-        Put put;
-        if (p) put = [p](SheetObject& o, Args& a, const Variant& v) { p(static_cast<T&>(o), a, v); };
-        return add(std::move(name), [g](SheetObject& o, Args& a) { return g(static_cast<T&>(o), a); }, put);
-    }
-
-private:
-    std::vector<Member> members_;
-    std::unordered_map<std::wstring, DISPID> byName_;  // lower case
-    DISPID default_ = DISPID_UNKNOWN;
 };
 
 // What every object of one spreadsheet shares.
@@ -109,27 +75,26 @@ struct Context {
     std::shared_ptr<MemberPolicy> policy;
 };
 
-// The base of every object of the model: members from a per-class
-// MemberList, the member policy applied to names and calls, and the shared
-// Sheet. Members a derived class registers through DispatchObject's own
-// method()/property() are answered too (after the list's).
+// The base of every object of the model: members from its class's shared
+// MemberTable, the member policy applied to names and calls, and the shared
+// Sheet.
 class SheetObject : public DispatchObject {
 public:
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, LCID lcid,
-                                            DISPID* ids) override;
-    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID iid, LCID lcid, WORD flags, DISPPARAMS* dp,
-                                     VARIANT* result, EXCEPINFO* info, UINT* argErr) override;
-
     Sheet& sheet() const noexcept { return *ctx_.sheet; }
     const Context& context() const noexcept { return ctx_; }
     MemberPolicy& policy() const noexcept { return *ctx_.policy; }
 
 protected:
-    SheetObject(std::wstring typeName, Context ctx, const MemberList& members);
+    SheetObject(std::wstring typeName, Context ctx, const MemberTable& members);
+
+    // Refused names are unknown.
+    bool answersName(const std::wstring& name) const override;
+    // A refused member is not found, a failing one raises; any member that
+    // reads or changes the sheet first takes in an entry the user is typing.
+    HRESULT beforeMember(const std::wstring& name, DISPID id, WORD flags) override;
 
 private:
     Context ctx_;
-    const MemberList& members_;
 };
 
 // A rectangle of cells. Rows and Columns give the same cells but count and
@@ -142,7 +107,7 @@ public:
     Kind kind() const noexcept { return kind_; }
 
 private:
-    static const MemberList& members();
+    static const MemberTable& members();
     Rect rect_;
     Kind kind_;
 };
@@ -152,7 +117,7 @@ public:
     explicit Worksheet(Context ctx);
 
 private:
-    static const MemberList& members();
+    static const MemberTable& members();
 };
 
 class Window final : public SheetObject {
@@ -160,7 +125,7 @@ public:
     explicit Window(Context ctx);
 
 private:
-    static const MemberList& members();
+    static const MemberTable& members();
 };
 
 // The spreadsheet itself: the control's IDispatch. The control's window
@@ -184,7 +149,7 @@ protected:
     virtual void repaint();
 
 private:
-    static const MemberList& members();
+    static const MemberTable& members();
     ComPtr<Worksheet> worksheet_;
     ComPtr<Window> window_;
 };

@@ -109,6 +109,10 @@ private:
     LRESULT handle(UINT message, WPARAM w, LPARAM l);
     void paint(HDC target, const RECT& client);
     void render(HDC dc, const RECT& client);
+    void drawLines(HDC dc, const Layout& lay);
+    void drawBorders(HDC dc, const Layout& lay);
+    void drawSelection(HDC dc, const Layout& lay);
+    void drawHeadings(HDC dc, const RECT& client, const Layout& lay);
     void drawCell(HDC dc, const RECT& cell, int row, int column, const Layout& lay);
     void drawCheckBox(HDC dc, const RECT& cell, bool checked, qbx::sheet::HAlign align);
     HFONT font(const std::wstring& name, double points, bool bold) const;
@@ -122,6 +126,16 @@ private:
     void scrollRows(int delta);
     void scrollColumns(int delta);
     bool onKey(UINT key);
+    // Window messages of the keyboard and the mouse.
+    static POINT pointOf(LPARAM l);
+    LRESULT dialogCode(const MSG* m) const;
+    bool onKeyDown(WPARAM w, LPARAM l);
+    void onChar(WPARAM w, LPARAM l);
+    void onMouseDown(POINT p, bool doubleClick, bool shift);
+    bool selectHeading(POINT p);
+    void onMouseMove(POINT p, bool buttonDown);
+    void endDrag();
+    void onScroll(bool vertical, WORD request);
     void nextControl(bool previous);
     // The grid or its cell editor has the keyboard.
     bool hasFocus() const;
@@ -131,6 +145,7 @@ private:
     void announceValue(int row, int column);
 
     // ---- editing
+    static constexpr UINT kCommitLater = WM_APP + 0x51;  // the cell editor lost the focus to another window
     enum class EditMode { None, Enter, Edit };  // Enter: started by typing; Edit: F2 or double click
     bool startEdit(const std::wstring& text, EditMode mode);
     bool commitEdit();

@@ -158,29 +158,62 @@ HRESULT nameOnlyTypeInfo(const std::wstring& name, ITypeInfo** out) {
 
 // ---------------------------------------------------------------- members
 
-DISPID MemberTable::method(const std::wstring& name, Getter fn, DISPID id) {
+namespace {
+
+// A member name folded to lower case when it is plain ASCII (as every name
+// registered here is); false for any other name.
+bool asciiFolded(const std::wstring& name, std::wstring& out) {
+    out = name;
+    for (wchar_t& c : out) {
+        if (c >= 128) return false;
+        if (c >= L'A' && c <= L'Z') c = static_cast<wchar_t>(c + 32);
+    }
+    return true;
+}
+
+}  // namespace
+
+DISPID MemberTable::add(const std::wstring& name, ObjectGetter get, ObjectSetter put, DISPID id) {
     if (id == DISPID_UNKNOWN) id = nextId_++;
-    members_.push_back(Member{name, id, std::move(fn), nullptr});
+    members_.push_back(Member{name, id, std::move(get), std::move(put)});
+    std::wstring key;
+    if (asciiFolded(name, key)) byAsciiName_.emplace(std::move(key), id);
     return id;
+}
+
+DISPID MemberTable::method(const std::wstring& name, Getter fn, DISPID id) {
+    return add(name, [fn = std::move(fn)](DispatchObject*, Args& a) { return fn(a); }, nullptr, id);
 }
 
 DISPID MemberTable::property(const std::wstring& name, Getter get, Setter put, DISPID id) {
-    if (id == DISPID_UNKNOWN) id = nextId_++;
-    members_.push_back(Member{name, id, std::move(get), std::move(put)});
-    return id;
+    ObjectSetter p;
+    if (put) p = [put = std::move(put)](DispatchObject*, Args& a, const Variant& v) { put(a, v); };
+    return add(name, [get = std::move(get)](DispatchObject*, Args& a) { return get(a); }, std::move(p), id);
 }
 
 DISPID MemberTable::find(const std::wstring& name) const {
-    for (const auto& m : members_)
-        if (CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, m.name.c_str(), -1, name.c_str(), -1) == CSTR_EQUAL)
-            return m.id;
+    std::wstring key;
+    if (asciiFolded(name, key)) {
+        // Plain ASCII names compare without regard to case as the system's
+        // comparison would; the look-up costs one hash for any table size.
+        if (auto it = byAsciiName_.find(key); it != byAsciiName_.end()) return it->second;
+    } else {
+        for (const auto& m : members_)
+            if (CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, m.name.c_str(), -1, name.c_str(), -1) == CSTR_EQUAL)
+                return m.id;
+    }
     if (enumerate_ && CompareStringW(LOCALE_INVARIANT, NORM_IGNORECASE, name.c_str(), -1, L"_NewEnum", -1) == CSTR_EQUAL)
         return DISPID_NEWENUM;
     return DISPID_UNKNOWN;
 }
 
+const std::wstring* MemberTable::nameOf(DISPID id) const {
+    const Member* m = byId(id);
+    return m ? &m->name : nullptr;
+}
+
 HRESULT MemberTable::getIDsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const {
-    if (!names || !ids || count == 0) return E_INVALIDARG;
+    if (!names || !ids || count == 0 || !names[0]) return E_INVALIDARG;
     HRESULT hr = S_OK;
     ids[0] = find(names[0]);
     if (ids[0] == DISPID_UNKNOWN) hr = DISP_E_UNKNOWNNAME;
@@ -199,7 +232,7 @@ const MemberTable::Member* MemberTable::byId(DISPID id) const {
 }
 
 HRESULT MemberTable::invoke(DISPID id, WORD flags, DISPPARAMS* dp, VARIANT* result, EXCEPINFO* info,
-                            const std::wstring& source) const {
+                            const std::wstring& source, DispatchObject* self) const {
     return answerCall(info, source, [&]() -> HRESULT {
         if (id == DISPID_NEWENUM && enumerate_) {
             if (result) {
@@ -211,13 +244,18 @@ HRESULT MemberTable::invoke(DISPID id, WORD flags, DISPPARAMS* dp, VARIANT* resu
         }
         const Member* m = byId(id);
         if (!m) return DISP_E_MEMBERNOTFOUND;
-        return callMember(flags, dp, result, static_cast<bool>(m->get), m->get, static_cast<bool>(m->put), m->put);
+        return callMember(
+            flags, dp, result, static_cast<bool>(m->get), [&](Args& a) { return m->get(self, a); },
+            static_cast<bool>(m->put), [&](Args& a, const Variant& v) { m->put(self, a, v); });
     });
 }
 
 // ---------------------------------------------------------------- object
 
 DispatchObject::DispatchObject(std::wstring typeName) : typeName_(std::move(typeName)) {}
+
+DispatchObject::DispatchObject(std::wstring typeName, const MemberTable& classMembers)
+    : typeName_(std::move(typeName)), table_(&classMembers) {}
 
 HRESULT DispatchObject::QueryInterface(REFIID iid, void** out) {
     if (!out) return E_POINTER;
@@ -252,7 +290,14 @@ HRESULT DispatchObject::GetTypeInfoCount(UINT* n) { return answerTypeInfoCount(n
 HRESULT DispatchObject::GetTypeInfo(UINT i, LCID, ITypeInfo** out) { return answerTypeInfo(i, typeName_, out); }
 
 HRESULT DispatchObject::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) {
-    return members_.getIDsOfNames(names, count, ids);
+    if (!names || !ids || count == 0 || !names[0]) return E_INVALIDARG;
+    const HRESULT hr = answerCall(nullptr, typeName_, [&] { return answersName(names[0]) ? S_OK : S_FALSE; });
+    if (hr == S_FALSE) {
+        for (UINT i = 0; i < count; ++i) ids[i] = DISPID_UNKNOWN;
+        return DISP_E_UNKNOWNNAME;
+    }
+    if (FAILED(hr)) return hr;
+    return table_->getIDsOfNames(names, count, ids);
 }
 
 HRESULT DispatchObject::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* dp, VARIANT* result,
@@ -260,10 +305,11 @@ HRESULT DispatchObject::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* 
     ComPtr<IDispatch> keepAlive(this);  // a member may drop the caller's last other reference
     const HRESULT hr = answerCall(info, typeName_, [&] {
         beforeCall(id, flags);
-        return S_OK;
+        const std::wstring* name = table_->nameOf(id);
+        return name ? beforeMember(*name, id, flags) : S_OK;
     });
     if (FAILED(hr)) return hr;
-    return members_.invoke(id, flags, dp, result, info, typeName_);
+    return table_->invoke(id, flags, dp, result, info, typeName_, this);
 }
 
 }  // namespace qbx

@@ -12,9 +12,12 @@
 #include <new>
 #include <functional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace qbx {
+
+class DispatchObject;
 
 // The arguments of an incoming call or event, in declaration order (rgvarg
 // reversed); named arguments (a property put's value) are not counted.
@@ -46,6 +49,11 @@ private:
 // A table of members reached by name: the IDispatch logic shared by every
 // object this project implements (DispatchObject, and classes that must offer
 // several dual interfaces with different member sets).
+//
+// A table belongs to one object (its members capture what they work on), or
+// is built once for a class and shared by all its objects (objects made for
+// nearly every call must cost little to make): such members are called with
+// the object, see member<T>().
 class MemberTable {
 public:
     using Getter = std::function<Variant(Args&)>;
@@ -56,6 +64,16 @@ public:
     // Registers a property; without a setter it is read-only. The setter
     // answers both Let and Set.
     DISPID property(const std::wstring& name, Getter get, Setter put = nullptr, DISPID id = DISPID_UNKNOWN);
+    // Registers a member of a class's shared table: get (a method or a
+    // property get) and put (null: read-only) are called with the object of
+    // class T the call is made on.
+    template <class T>
+    DISPID member(const std::wstring& name, std::function<Variant(T&, Args&)> get,
+                  std::function<void(T&, Args&, const Variant&)> put = nullptr) {
+        ObjectSetter p;
+        if (put) p = [put](DispatchObject* o, Args& a, const Variant& v) { put(static_cast<T&>(*o), a, v); };
+        return add(name, [get](DispatchObject* o, Args& a) { return get(static_cast<T&>(*o), a); }, std::move(p));
+    }
     // Makes a registered member the default one (DISPID_VALUE).
     void setDefaultMember(DISPID id) { defaultMember_ = id; }
     // Gives the object a _NewEnum that walks the values the function returns.
@@ -63,23 +81,33 @@ public:
 
     // Looks a member up by name (case-insensitive); DISPID_UNKNOWN if absent.
     DISPID find(const std::wstring& name) const;
+    // The name a member was registered with (DISPID_VALUE: the default
+    // member's); null when there is no such member.
+    const std::wstring* nameOf(DISPID id) const;
     HRESULT getIDsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const;
     // Runs a member; an Error it raises becomes DISP_E_EXCEPTION with the
     // EXCEPINFO filled (source = the object's type name), and no other C++
-    // exception leaves.
+    // exception leaves. A shared table's members are called with self,
+    // which must then be the object of their class.
     HRESULT invoke(DISPID id, WORD flags, DISPPARAMS* dp, VARIANT* result, EXCEPINFO* info,
-                   const std::wstring& source) const;
+                   const std::wstring& source, DispatchObject* self = nullptr) const;
 
 private:
+    // Called with the object the call is made on (a shared table's members
+    // need it; an object's own table's members ignore it).
+    using ObjectGetter = std::function<Variant(DispatchObject*, Args&)>;
+    using ObjectSetter = std::function<void(DispatchObject*, Args&, const Variant&)>;
     struct Member {
         std::wstring name;
         DISPID id;
-        Getter get;
-        Setter put;
+        ObjectGetter get;
+        ObjectSetter put;
     };
+    DISPID add(const std::wstring& name, ObjectGetter get, ObjectSetter put, DISPID id = DISPID_UNKNOWN);
     const Member* byId(DISPID id) const;
 
     std::vector<Member> members_;
+    std::unordered_map<std::wstring, DISPID> byAsciiName_;  // names folded to lower case
     DISPID nextId_ = 1000;
     DISPID defaultMember_ = DISPID_UNKNOWN;
     std::function<std::vector<Variant>()> enumerate_;
@@ -156,6 +184,9 @@ public:
 
 protected:
     explicit DispatchObject(std::wstring typeName);
+    // An object whose members are its class's shared table (built once,
+    // living as long as the program); it registers none of its own.
+    DispatchObject(std::wstring typeName, const MemberTable& classMembers);
     ~DispatchObject() override = default;
 
     DISPID method(const std::wstring& name, Getter fn, DISPID id = DISPID_UNKNOWN) {
@@ -172,10 +203,18 @@ protected:
     virtual HRESULT queryOther(REFIID iid, void** out);
     // Hook before every incoming call (the test bed injects failures here).
     virtual void beforeCall(DISPID, WORD) {}
+    // Whether GetIDsOfNames answers a name at all: a refused name is unknown
+    // (a late-bound caller sees error 438) even where the table has it.
+    virtual bool answersName(const std::wstring&) const { return true; }
+    // Hook before a call of a member the table has, with the name it was
+    // registered with. A failure it returns (or an Error it raises) is the
+    // call's answer, and the member is not run.
+    virtual HRESULT beforeMember(const std::wstring&, DISPID, WORD) { return S_OK; }
 
 private:
     std::wstring typeName_;
     MemberTable members_;
+    const MemberTable* table_ = &members_;  // members_, or the class's shared table
 };
 
 // Makes a new object of a DispatchObject class and hands out the first reference.

@@ -13,7 +13,7 @@
 // unregistered class does. The shipped DLL registers none of the three.
 #pragma once
 
-#include "settings_ui/spreadsheet/sheet_objects.h"
+#include "settings_ui/spreadsheet/sheet_objects_testing.h"
 
 #include <memory>
 #include <string>
@@ -53,7 +53,7 @@ struct ComponentKnobs {
     bool brokenFactory = false;
     // Which names the instances answer, and members that fail
     // (policy.fail("Protection.Enabled") ...).
-    qbx::sheet::MemberPolicy policy;
+    qbx::sheet::FaultyMemberPolicy policy;
 };
 
 struct Knobs {

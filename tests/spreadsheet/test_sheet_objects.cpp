@@ -2,6 +2,7 @@
 // drives it: addresses, values in every shape, the count formula, sorting,
 // clearing, protection, the HTML print-out and the member policy.
 #include "settings_ui/spreadsheet/sheet_model_testing.h"
+#include "settings_ui/spreadsheet/sheet_objects_testing.h"
 #include "tests/spreadsheet/sheet_fixture.h"
 
 #include <chrono>
@@ -259,7 +260,7 @@ TEST_CASE("the member policy: refused names are unknown (438), failing names rai
         CHECK(g.sheet.format(1, 2).align == qbx::sheet::HAlign::Center);
     }
     SUBCASE("a stand-in refusing newer names and failing chosen members") {
-        qbx::sheet::MemberPolicy p;
+        qbx::sheet::FaultyMemberPolicy p;
         p.refuse(L"DisplayColumnHeadings");
         p.fail(L"Range.Sort", 1004, L"Sort failed");
         p.fail(L"calculate", 91);
@@ -272,8 +273,8 @@ TEST_CASE("the member policy: refused names are unknown (438), failing names rai
         CHECK(errorOf([&] { g.ss.call(L"CALCULATE"); }).number() == 91);
         CHECK(errorOf([&] { g.range(L"a1").call(L"ClearContents"); }).number() == 0);
 
-        g.control->policy().stopFailing(L"calculate");
-        g.control->policy().answer(L"DisplayColumnHeadings");
+        qbx::sheet::MemberPolicyTesting::stopFailing(g.control->policy(), L"calculate");
+        qbx::sheet::MemberPolicyTesting::answer(g.control->policy(), L"DisplayColumnHeadings");
         g.ss.call(L"Calculate");
         g.ss.put(L"DisplayColumnHeadings", true);
         CHECK(g.sheet.settings.displayColumnHeadings);
