@@ -1,6 +1,7 @@
 // Helpers shared by the test programs.
 #pragma once
 
+#include "support/com/error.h"
 #include "support/prompt.h"
 #include "support/prompt_testing.h"
 
@@ -34,6 +35,17 @@ private:
 
 // Puts the error handling and the shared state back as at load time.
 void resetAddinState();
+
+// The number of the Error a step raises; 0 when it raises none.
+template <class F>
+long errorOf(F step) {
+    try {
+        step();
+    } catch (const qbx::Error& e) {
+        return e.number();
+    }
+    return 0;
+}
 
 // UTF-8 text of a wide string, for doctest's messages.
 std::string narrow(const std::wstring& w);

@@ -53,16 +53,7 @@ TEST_CASE("an empty sheet's used range is A1; a formula reading itself gives 0, 
 
 namespace {
 
-// The number of the Error a step raises; 0 when it raises none.
-template <class F>
-long errorOf(F f) {
-    try {
-        f();
-    } catch (const qbx::Error& e) {
-        return e.number();
-    }
-    return 0;
-}
+using qbxtest::errorOf;
 
 CellValue text(const wchar_t* s) { return CellValue{std::wstring(s)}; }
 

@@ -5,6 +5,7 @@
 
 #include "support/com/disp.h"
 #include "support/com/dispatch_object.h"
+#include "tests/test_support.h"
 
 #include <set>
 
@@ -50,16 +51,7 @@ protected:
     }
 };
 
-// The number of the Error a call raises; 0 when it raises none.
-template <class F>
-long errorOf(F f) {
-    try {
-        f();
-    } catch (const qbx::Error& e) {
-        return e.number();
-    }
-    return 0;
-}
+using qbxtest::errorOf;
 
 // The HRESULT of a call by DISPID, and its exception's number.
 HRESULT invokeId(IDispatch* d, DISPID id, WORD flags, EXCEPINFO& info) {
