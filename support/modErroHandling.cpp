@@ -50,7 +50,7 @@ void (*reportHook)() = nullptr;
 
 // The report when memory has run out: fixed texts and the action trail as it
 // stands, put together in a static buffer, so nothing is allocated. The
-// add-in stops as after any report.
+// caller stops the add-in afterwards, as after any report.
 constexpr wchar_t kOutOfMemoryText[] =
     L"Quillbox ran out of memory and has stopped until Outlook starts it again. It was busy with:";
 
@@ -62,10 +62,6 @@ void subReportOutOfMemory() noexcept {
         _snwprintf(text, 2047, L"%ls\r\n%ls", kOutOfMemoryText, strCurrentAction.c_str());
         text[2047] = L'\0';
         qbx::fncMsgBoxFixed(text, MB_OK | MB_ICONSTOP, kProductName);
-    }
-    try {
-        ReleaseOutlookObjects();
-    } catch (...) {
     }
 }
 
@@ -80,6 +76,7 @@ void subHandleCaught(const wchar_t* procedure) noexcept {
     } catch (...) {
         // Not even the procedure's name could be kept.
         subReportOutOfMemory();
+        ReleaseOutlookObjects();
     }
 }
 
