@@ -15,7 +15,7 @@
 // fncChooseSite below does exactly that.
 #pragma once
 
-#include "settings_ui/cDialogForm.h"
+#include "support/cDialogForm.h"
 
 #include <windows.h>
 

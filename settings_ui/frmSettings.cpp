@@ -6,7 +6,7 @@
 #include "settings/modSettingsStore.h"
 #include "settings_ui/cListHandler.h"
 #include "settings_ui/cTabs.h"
-#include "settings_ui/modAccessibility.h"
+#include "support/modAccessibility.h"
 #include "settings_ui/modControlHost.h"
 #include "settings_ui/modXPlooks.h"
 #include "settings_ui/settings_dialogs.h"

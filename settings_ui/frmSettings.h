@@ -13,7 +13,7 @@
 //     form.Show(owner);                      // modal
 #pragma once
 
-#include "settings_ui/cDialogForm.h"
+#include "support/cDialogForm.h"
 #include "support/com.h"
 
 #include <memory>

@@ -2,7 +2,7 @@
 // oleacc's AccessibleObjectFromWindow hands out, and names of its parts.
 #pragma once
 
-#include "settings_ui/modAccessibility.h"
+#include "support/modAccessibility.h"
 #include "support/com.h"
 
 #include <doctest/doctest.h>

@@ -1,6 +1,6 @@
 #include "settings_ui/spreadsheet/grid_accessible.h"
 
-#include "settings_ui/modAccessibility.h"
+#include "support/modAccessibility.h"
 #include "settings_ui/spreadsheet/spreadsheet_control.h"
 
 using qbx::sheet::Rect;

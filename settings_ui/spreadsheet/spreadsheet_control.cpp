@@ -1,6 +1,6 @@
 #include "settings_ui/spreadsheet/spreadsheet_control.h"
 
-#include "settings_ui/modAccessibility.h"
+#include "support/modAccessibility.h"
 #include "support/modGlobals.h"
 
 #include <commctrl.h>

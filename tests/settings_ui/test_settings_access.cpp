@@ -5,7 +5,7 @@
 // works, a name for every other control (its label), and decoration left out.
 #include <doctest/doctest.h>
 
-#include "settings_ui/modAccessibility.h"
+#include "support/modAccessibility.h"
 #include "support/modErroHandling.h"
 #include "support/modLanguage.h"
 #include "support/phrases.h"

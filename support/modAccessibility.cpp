@@ -1,4 +1,4 @@
-#include "settings_ui/modAccessibility.h"
+#include "support/modAccessibility.h"
 
 #include "support/com.h"
 

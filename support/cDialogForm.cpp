@@ -1,4 +1,4 @@
-#include "settings_ui/cDialogForm.h"
+#include "support/cDialogForm.h"
 
 #include "support/modGlobals.h"
 #include "support/com.h"
