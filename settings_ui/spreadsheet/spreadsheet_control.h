@@ -29,7 +29,7 @@
 // shows the last picture again.
 #pragma once
 
-#include "settings_ui/cOleControl.h"
+#include "settings_ui/spreadsheet/cOleControl.h"
 #include "settings_ui/spreadsheet/grid_accessible.h"
 #include "settings_ui/spreadsheet/sheet_objects.h"
 #include "support/com/win_handles.h"

@@ -2,8 +2,8 @@
 // Caption is its window's text, once freely creatable and once demanding a
 // run-time licence through IClassFactory2. (The add-in's own pages are
 // proved on the settings window.)
-#include "settings_ui/cOleControl.h"
-#include "settings_ui/cOleControl_testing.h"
+#include "settings_ui/spreadsheet/cOleControl.h"
+#include "settings_ui/spreadsheet/cOleControl_testing.h"
 #include "settings_ui/modControlHost.h"
 #include "support/com/dispatch_object.h"
 #include "tests/control_host/control_host_util.h"

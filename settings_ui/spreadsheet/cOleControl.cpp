@@ -1,4 +1,4 @@
-#include "settings_ui/cOleControl.h"
+#include "settings_ui/spreadsheet/cOleControl.h"
 
 HRESULT cOleControl::queryOleInterface(REFIID iid, void** out) {
     if (!out) return E_POINTER;
