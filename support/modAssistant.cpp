@@ -29,39 +29,38 @@ qbx::Disp fncVisibleAssistant(const qbx::Disp& application) {
     return assistant;
 }
 
-}  // namespace
-
-long fncAssistantAlert(const qbx::Disp& application, const std::wstring& text) {
+// Shows text in the Assistant's balloon with the given buttons and icon and
+// returns the button the user chose (0 when the balloon could not be shown).
+long fncAssistantBalloon(const qbx::Disp& application, const std::wstring& text, const wchar_t* procedure,
+                         long buttons, long icon) {
     long result = 0;
-    subActivateOutlook(application);
-    if (!application) {
-        return qbx::fncMsgBox(text, MB_ICONINFORMATION, kProductName);
-    }
     subSetAction(L"Creating Assistant to display message " + text);
-    qbx::guarded(L"fncAssistantAlert", [&] {
+    qbx::guarded(procedure, [&] {
         using namespace qbx::assistant;
         qbx::Disp assistant = fncVisibleAssistant(application);
         result = assistant
-                     .get(L"DoAlert", kProductName, text, msoButtonSetOK, msoIconAlertCritical, msoAlertDefaultFirst,
-                           msoAlertCancelDefault, false)
+                     .get(L"DoAlert", kProductName, text, buttons, icon, msoAlertDefaultFirst, msoAlertCancelDefault,
+                          false)
                      .toLong();
     });
     return result;
 }
 
-long fncAssistantAsk(const qbx::Disp& application, const std::wstring& text) {
-    long result = 0;
+}  // namespace
+
+long fncAssistantAlert(const qbx::Disp& application, const std::wstring& text) {
     subActivateOutlook(application);
-    subSetAction(L"Creating Assistant to display message " + text);
-    qbx::guarded(L"fncAssistantAsk", [&] {
-        using namespace qbx::assistant;
-        qbx::Disp assistant = fncVisibleAssistant(application);
-        result = assistant
-                     .get(L"DoAlert", kProductName, text, msoButtonSetYesNo, msoIconAlertQuery, msoAlertDefaultFirst,
-                           msoAlertCancelDefault, false)
-                     .toLong();
-    });
-    return result;
+    if (!application) {
+        return qbx::fncMsgBox(text, MB_ICONINFORMATION, kProductName);
+    }
+    return fncAssistantBalloon(application, text, L"fncAssistantAlert", qbx::assistant::msoButtonSetOK,
+                               qbx::assistant::msoIconAlertCritical);
+}
+
+long fncAssistantAsk(const qbx::Disp& application, const std::wstring& text) {
+    subActivateOutlook(application);
+    return fncAssistantBalloon(application, text, L"fncAssistantAsk", qbx::assistant::msoButtonSetYesNo,
+                               qbx::assistant::msoIconAlertQuery);
 }
 
 void subAssistantWorking(const qbx::Disp& application) {
