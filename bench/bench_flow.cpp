@@ -13,6 +13,7 @@
 #include "attachments/modAttachmentFlow.h"
 #include "attachments/modAttachmentFlow_testing.h"
 #include "bench/bench_common.h"
+#include "bench/bench_prompts.h"
 #include "host/QBXOutlookConnect.h"
 #include "support/com.h"
 #include "support/prompt.h"
@@ -26,7 +27,6 @@
 namespace {
 
 double secondsInSend = 0;
-long prompts = 0;
 
 // Stands in front of the request object and times its send (the whole
 // synchronous HTTP exchange); every call is handed through unchanged.
@@ -106,13 +106,7 @@ int wmain(int argc, wchar_t** argv) {
     const std::wstring file = argv[2];
     const int attachments = argc > 5 ? _wtoi(argv[5]) : 5;
     OleInitialize(nullptr);
-    qbx::setPromptHandler([](const qbx::Prompt& p) {
-        ++prompts;
-        std::fprintf(stderr, "prompt: %s\n", qbx::toUtf8(p.text).c_str());
-        qbx::PromptAnswer a;
-        a.button = IDNO;
-        return a;
-    });
+    bench::answerPromptsWith(IDNO);
     qbx::setCreateHook(&createTimed);
     double clock = 45000.5;
     subSetFlowClock([&clock] { return clock; });
@@ -146,8 +140,8 @@ int wmain(int argc, wchar_t** argv) {
         ol.shutdown();
         addin.reset();
     }
-    ok = ok && prompts == 0;
-    std::printf(" prompts=%ld ok=%d\n", prompts, ok ? 1 : 0);
+    ok = ok && bench::prompts == 0;
+    std::printf(" prompts=%ld ok=%d\n", bench::prompts, ok ? 1 : 0);
     std::fflush(stdout);
     subSetFlowClock({});
     qbx::setCreateHook(nullptr);

@@ -18,6 +18,7 @@
 // are made of are timed alone as well (piece_...).
 //   bench_settings.exe [ROUNDS [pieces]]
 #include "bench/bench_common.h"
+#include "bench/bench_prompts.h"
 #include "support/modGlobals.h"
 #include "settings/cListControl.h"
 #include "settings/cPersonalSettings.h"
@@ -53,7 +54,6 @@
 namespace {
 
 constexpr int kLibraries = 2000;
-long prompts = 0;
 
 // The libraries: realistic addresses, in an order that is not sorted (the
 // grid sorts when it reads back).
@@ -350,13 +350,7 @@ int wmain(int argc, wchar_t** argv) {
     const int rounds = std::max(1, argc > 1 ? _wtoi(argv[1]) : 5);
     const bool pieces = argc > 2 && _wcsicmp(argv[2], L"pieces") == 0;
     OleInitialize(nullptr);
-    qbx::setPromptHandler([](const qbx::Prompt& p) {
-        ++prompts;
-        std::fprintf(stderr, "prompt: %s\n", qbx::toUtf8(p.text).c_str());
-        qbx::PromptAnswer a;
-        a.button = IDCANCEL;
-        return a;
-    });
+    bench::answerPromptsWith(IDCANCEL);
 
     // The phrases, as start-up loads them (the grid's header is one).
     subSetPhrases(fncGetLanguageColumn());
@@ -492,13 +486,13 @@ int wmain(int argc, wchar_t** argv) {
         ReleaseOutlookObjects();
         ol.shutdown();
     }
-    if (prompts) fail("prompts");
+    if (bench::prompts) fail("prompts");
 
     std::printf("rounds=%d libraries=%d", rounds, kLibraries);
     for (const auto& [name, values] : f.series) std::printf(" %s=%.3f", name.c_str(), median(values));
     std::printf(" repaints_in_writes=%ld renders_in_writes=%ld repaints_mode_switch=%ld renders_after=%ld",
                 repaintsInWrites, rendersInWrites, repaintsOfModeSwitch, rendersAfter);
-    std::printf(" prompts=%ld ok=%d%s%s\n", prompts, ok ? 1 : 0, ok ? "" : " failure=", failure.c_str());
+    std::printf(" prompts=%ld ok=%d%s%s\n", bench::prompts, ok ? 1 : 0, ok ? "" : " failure=", failure.c_str());
     std::fflush(stdout);
     OleUninitialize();
     return ok ? 0 : 1;
