@@ -238,6 +238,21 @@ if [ "$what" = guide ] || [ "$what" = all ]; then
   [ "$what" = guide ] && exit 0
 fi
 
+# shown_area: WIDTHxHEIGHT+X+Y of the smallest rectangle holding every window
+# shown on the display (Wine's helpers, windows of a pixel or two or as large
+# as the screen, left out).
+shown_area() {
+  local id X Y WIDTH HEIGHT screen
+  screen=$(xdotool getdisplaygeometry 2>/dev/null | tr ' ' x)
+  for id in $(xdotool search --onlyvisible --name '' 2>/dev/null); do
+    eval "$(xdotool getwindowgeometry --shell "$id" 2>/dev/null | grep -E '^(X|Y|WIDTH|HEIGHT)=')" || continue
+    [ "${WIDTH:-0}x${HEIGHT:-0}" = "$screen" ] && continue
+    [ "${WIDTH:-0}" -gt 2 ] && [ "${HEIGHT:-0}" -gt 2 ] && echo "$X $Y $WIDTH $HEIGHT"
+  done | awk 'NR == 1 || $1 < l { l = $1 } NR == 1 || $2 < t { t = $2 }
+              NR == 1 || $1 + $3 > r { r = $1 + $3 } NR == 1 || $2 + $4 > b { b = $2 + $4 }
+              END { if (NR) printf "%dx%d+%d+%d\n", r - l, b - t, l, t }'
+}
+
 # walk: the settings window driven by keys only, a picture after each step.
 walk() {
   local exe=$tests/test_settings_ui.exe wid="" pid step=0
@@ -259,7 +274,10 @@ walk() {
     [ $# -gt 0 ] && xdotool "$@"
     sleep 1
     step=$((step + 1))
-    import -window "$wid" "$out/walk-$step-$name.png"
+    # The screen, cut to every window shown: an open drop-down list is a
+    # window of its own, which a picture of the dialog's window alone leaves
+    # black. The display is this run's own, so all it shows is ours.
+    import -window root -crop "$(shown_area)" +repage "$out/walk-$step-$name.png"
     echo "screenshots: $out/walk-$step-$name.png"
   }
   picture grid key Tab ctrl+End Down                              # the empty row under the libraries
