@@ -459,14 +459,11 @@ void cMailInspector::subInsertLink(const std::wstring& strTarget) {
     if (!ouiMyInspector_) setOuiMyInspector(ouiMailItem_.getObj(L"GetInspector"));
     // The helper lets go of the window whatever happens, so that nothing
     // holds it once closed.
-    struct LetGo {
-        const qbx::Disp& helper;
-        ~LetGo() {
-            qbx::Err err;
-            err.resume([&] { helper.putRef(L"Item", qbx::Disp()); });
-            err.clear();
-        }
-    } letGo{objSafeInspector_};
+    const auto letGo = qbx::scopeExit([&helper = objSafeInspector_] {
+        qbx::Err err;
+        err.resume([&] { helper.putRef(L"Item", qbx::Disp()); });
+        err.clear();
+    });
     objSafeInspector_.putRef(L"Item", ouiMyInspector_);
     ouiMyInspector_.call(L"Activate");
     objSafeInspector_.call(L"InsertText", strTarget + L" " + L"\r\n");

@@ -12,7 +12,7 @@
 #include "support/modHtml.h"
 #include "support/modTaskbar.h"
 #include "support/phrases.h"
-#include "support/com/win_handles.h"
+#include "support/com/win_window.h"
 
 #include <algorithm>
 
@@ -83,8 +83,8 @@ INT_PTR frmChooseSite::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lPar
             SetTimer(hwnd_, kTimer1, kTimer1Interval, nullptr);
             if (openedHook()) {
                 openedHook()(*this);
-            } else if (auto opened = reinterpret_cast<ChooserOpenedExport>(reinterpret_cast<void*>(
-                           GetProcAddress(GetModuleHandleW(nullptr), kChooserOpenedExportName)))) {
+            } else if (auto opened = qbx::procAddress<ChooserOpenedExport>(GetModuleHandleW(nullptr),
+                                                                               kChooserOpenedExportName)) {
                 opened(hwnd_);
             }
             // The list has the focus (the dialog starts in list mode).
@@ -153,11 +153,8 @@ INT_PTR frmChooseSite::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lPar
             }
             return FALSE;
         case WM_CTLCOLORSTATIC:
-        case WM_CTLCOLORBTN: {
-            INT_PTR brush = 0;
-            if (fncAnswerCtlColor(reinterpret_cast<HWND>(lParam), reinterpret_cast<HDC>(wParam), brush)) return brush;
-            return FALSE;
-        }
+        case WM_CTLCOLORBTN:
+            return fncDialogCtlColor(wParam, lParam);
         case WM_DESTROY:
             KillTimer(hwnd_, kTimer1);
             return FALSE;

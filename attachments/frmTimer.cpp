@@ -36,15 +36,14 @@ void subUnregisterClass() noexcept {
 }  // namespace
 
 frmTimer::frmTimer() {
-    subRegisterClass(&frmTimer::windowProc);
+    subRegisterClass(&qbx::WindowProcedures::window<frmTimer, &frmTimer::windowMessage>);
     window_.reset(
-        CreateWindowExW(0, kWindowClass, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, fncAddinModule(), nullptr));
+        CreateWindowExW(0, kWindowClass, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, fncAddinModule(), this));
     if (!window_) {
         DWORD code = GetLastError();
         subUnregisterClass();
         qbx::raise(static_cast<long>(code), L"The timer window could not be created");
     }
-    SetWindowLongPtrW(window_.get(), GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
 }
 
 frmTimer::~frmTimer() {
@@ -52,7 +51,7 @@ frmTimer::~frmTimer() {
     if (window_) {
         // The window forgets this object first: a destruction that runs inside
         // this form's own tick must not let the tick touch it afterwards.
-        SetWindowLongPtrW(window_.get(), GWLP_USERDATA, 0);
+        qbx::WindowProcedures::cutOff(window_.get(), GWLP_USERDATA);
         if (running_) KillTimer(window_.get(), kTimerId);
         window_.reset();
     }
@@ -90,19 +89,10 @@ void frmTimer::timTimer_Timer() {
     receiver_.run(listener);
 }
 
-LRESULT CALLBACK frmTimer::windowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    if (message == WM_TIMER && wParam == kTimerId) {
-        if (auto* form = reinterpret_cast<frmTimer*>(GetWindowLongPtrW(window, GWLP_USERDATA))) {
-            try {
-                form->timTimer_Timer();
-            } catch (...) {
-                // The holder's handler reports its own failures; none may
-                // cross the message loop.
-            }
-        }
-        return 0;
-    }
-    return DefWindowProcW(window, message, wParam, lParam);
+std::optional<LRESULT> frmTimer::windowMessage(UINT message, WPARAM wParam, LPARAM) {
+    if (message != WM_TIMER || wParam != kTimerId) return std::nullopt;
+    timTimer_Timer();
+    return 0;
 }
 
 qbx::ComPtr<IPictureDisp> frmTimer::imgQBXToolbar() {

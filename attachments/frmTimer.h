@@ -14,9 +14,10 @@
 
 #include "support/com.h"
 #include "support/com/events.h"
-#include "support/com/win_handles.h"
+#include "support/com/win_window.h"
 
 #include <functional>
+#include <optional>
 
 class frmTimer {
 public:
@@ -53,7 +54,8 @@ public:
 private:
     friend struct frmTimerTesting;  // frmTimer_testing.h
 
-    static LRESULT CALLBACK windowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    friend struct qbx::WindowProcedures;
+    std::optional<LRESULT> windowMessage(UINT message, WPARAM wParam, LPARAM lParam);
     void subApply();  // sets or kills the window timer to match the properties
     void timTimer_Timer();
 

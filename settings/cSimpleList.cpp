@@ -76,13 +76,10 @@ void cSimpleList::AddToComboOrList(cListControl& control, std::wstring& textToSe
         // One redraw for the whole fill, not one per entry (a long list
         // otherwise repaints its box thousands of times).
         SendMessageW(control.hWnd(), WM_SETREDRAW, FALSE, 0);
-        struct Redraw {
-            HWND window;
-            ~Redraw() {
-                SendMessageW(window, WM_SETREDRAW, TRUE, 0);
-                InvalidateRect(window, nullptr, TRUE);
-            }
-        } redraw{control.hWnd()};
+        const auto redraw = qbx::scopeExit([window = control.hWnd()] {
+            SendMessageW(window, WM_SETREDRAW, TRUE, 0);
+            InvalidateRect(window, nullptr, TRUE);
+        });
         control.Clear();
         for (const std::wstring& item : Items())
             if (!qbx::trimSpaces(item).empty()) control.AddItem(item);
@@ -150,12 +147,12 @@ qbx::Variant cSimpleList::ToArray() const {
     SAFEARRAY* raw = SafeArrayCreate(VT_BSTR, 2, bounds);
     if (!raw) qbx::raiseVb(qbx::vbErrOutOfMemory);
     qbx::SafeArray array(raw);
-    BSTR* cells = nullptr;
-    SafeArrayAccessData(raw, reinterpret_cast<void**>(&cells));
-    // With one column, storage order is row order.
-    for (size_t r = 0; r < items.size(); ++r)
-        cells[r] = SysAllocStringLen(items[r].data(), static_cast<UINT>(items[r].size()));
-    SafeArrayUnaccessData(raw);
+    {
+        qbx::ArrayData<BSTR> cells(raw);
+        // With one column, storage order is row order.
+        for (size_t r = 0; r < items.size(); ++r)
+            cells[r] = SysAllocStringLen(items[r].data(), static_cast<UINT>(items[r].size()));
+    }
     return std::move(array).toVariant(VT_BSTR);
 }
 

@@ -16,6 +16,7 @@
 #include "support/modShell.h"
 #include "support/modTaskbar.h"
 #include "support/phrases.h"
+#include "support/com/win_window.h"
 
 #include <commctrl.h>
 
@@ -77,8 +78,8 @@ INT_PTR frmSettings::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam
             }
             if (openedHook()) {
                 openedHook()(*this);
-            } else if (auto opened = reinterpret_cast<SettingsOpenedExport>(reinterpret_cast<void*>(
-                           GetProcAddress(GetModuleHandleW(nullptr), kSettingsOpenedExportName)))) {
+            } else if (auto opened = qbx::procAddress<SettingsOpenedExport>(GetModuleHandleW(nullptr),
+                                                                                kSettingsOpenedExportName)) {
                 opened(hwnd_);
             }
             return TRUE;

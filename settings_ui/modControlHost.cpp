@@ -9,7 +9,7 @@
 #include "settings_ui/modControlHost.h"
 
 #include "support/com/dispatch_object.h"
-#include "support/com/win_handles.h"
+#include "support/com/win_window.h"
 
 #include <ocidl.h>
 
@@ -33,9 +33,8 @@ const AtlApi& atl() {
         AtlApi a;
         HMODULE module = LoadLibraryW(L"atl.dll");
         if (!module) return a;
-        a.winInit = reinterpret_cast<BOOL(WINAPI*)()>(reinterpret_cast<void*>(GetProcAddress(module, "AtlAxWinInit")));
-        a.attachControl = reinterpret_cast<HRESULT(WINAPI*)(IUnknown*, HWND, IUnknown**)>(
-            reinterpret_cast<void*>(GetProcAddress(module, "AtlAxAttachControl")));
+        a.winInit = qbx::procAddress<BOOL WINAPI()>(module, "AtlAxWinInit");
+        a.attachControl = qbx::procAddress<HRESULT WINAPI(IUnknown*, HWND, IUnknown**)>(module, "AtlAxAttachControl");
         if (!a.winInit || !a.attachControl) return a;
         WNDCLASSEXW existing{};
         existing.cbSize = sizeof(existing);
@@ -46,19 +45,6 @@ const AtlApi& atl() {
     return api;
 }
 
-// ---------------------------------------------------------------- DPI
-
-UINT fncWindowDpi(HWND window, bool horizontal) {
-    using GetDpiForWindowFn = UINT(WINAPI*)(HWND);
-    static const auto getDpiForWindow = reinterpret_cast<GetDpiForWindowFn>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"user32.dll"), "GetDpiForWindow")));
-    if (window && getDpiForWindow) {
-        if (UINT dpi = getDpiForWindow(window)) return dpi;
-    }
-    qbx::WindowDc dc(window);
-    int dpi = dc ? GetDeviceCaps(dc.get(), horizontal ? LOGPIXELSX : LOGPIXELSY) : 0;
-    return dpi > 0 ? static_cast<UINT>(dpi) : 96;
-}
 
 std::wstring fncKey(const std::wstring& name) { return qbx::toLower(name); }
 
@@ -325,6 +311,6 @@ bool cFormControls::TranslateAccelerator(MSG* message) const {
     return false;
 }
 
-double fncTwipsPerPixelX(HWND window) { return 1440.0 / fncWindowDpi(window, true); }
+double fncTwipsPerPixelX(HWND window) { return 1440.0 / qbx::windowDpi(window, true); }
 
-double fncTwipsPerPixelY(HWND window) { return 1440.0 / fncWindowDpi(window, false); }
+double fncTwipsPerPixelY(HWND window) { return 1440.0 / qbx::windowDpi(window, false); }

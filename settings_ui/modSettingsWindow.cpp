@@ -37,12 +37,8 @@ void subShowSettingsWindow(const qbx::Disp& mailItem) {
             return;
         }
         frmSettings form;
-        struct Open {
-            explicit Open(frmSettings& f) { openWindow = &f; }
-            ~Open() { openWindow = nullptr; }
-            Open(const Open&) = delete;
-            Open& operator=(const Open&) = delete;
-        } open(form);
+        openWindow = &form;
+        const auto closed = qbx::scopeExit([] { openWindow = nullptr; });
         form.blnEndWithClose = false;
         form.blnSetOutlookParent = true;
         form.blnOutlookInspectorParent = true;

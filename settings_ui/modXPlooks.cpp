@@ -1,18 +1,29 @@
 #include "settings_ui/modXPlooks.h"
 
 #include "support/modErroHandling.h"
-#include "support/com/win_handles.h"
+#include "support/com/win_window.h"
 
 #include <commctrl.h>
 
 #include <cmath>
 #include <map>
+#include <optional>
 
 namespace {
 
+void subForget(HWND control) noexcept;
+
 struct KeptColour {
-    COLORREF colour;
+    COLORREF colour = CLR_INVALID;
     qbx::Brush brush;
+    qbx::WindowSubclass watch;
+
+    // Watches the coloured control so that its colour goes with it: a later
+    // window that gets the same handle must not inherit it.
+    std::optional<LRESULT> watchMessage(HWND window, UINT message, WPARAM, LPARAM) {
+        if (message == WM_NCDESTROY) subForget(window);  // this entry (and the watch) end here
+        return std::nullopt;
+    }
 };
 
 // Every coloured control of the process (all on the user-interface thread).
@@ -28,17 +39,6 @@ void subForget(HWND control) noexcept {
     auto found = colours.find(control);
     if (found == colours.end()) return;
     colours.erase(found);
-}
-
-// Watches a coloured control so that its colour goes with it: a later window
-// that gets the same handle must not inherit it.
-LRESULT CALLBACK fncControlWatch(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR id,
-                                 DWORD_PTR) {
-    if (message == WM_NCDESTROY) {
-        subForget(window);
-        RemoveWindowSubclass(window, &fncControlWatch, id);
-    }
-    return DefSubclassProc(window, message, wParam, lParam);
 }
 
 // The control's centre in its parent's client coordinates, rounded to whole pixels.
@@ -65,14 +65,16 @@ COLORREF fncGetControlBackColor(HWND hControl) {
 void subSetControlBackColor(HWND hControl, COLORREF colour) {
     if (colour == CLR_INVALID) {
         subForget(hControl);
-        if (IsWindow(hControl)) RemoveWindowSubclass(hControl, &fncControlWatch, kSubclassId);
     } else {
         if (!IsWindow(hControl)) qbx::raise(qbx::vbErrInvalidCall, L"The control is not a window");
         qbx::Brush brush(CreateSolidBrush(colour));
         if (!brush) qbx::raiseLastError(L"No brush for the control's colour");
-        subForget(hControl);
-        keptColours()[hControl] = {colour, std::move(brush)};
-        SetWindowSubclass(hControl, &fncControlWatch, kSubclassId, 0);
+        KeptColour& kept = keptColours()[hControl];
+        kept.colour = colour;
+        kept.brush = std::move(brush);
+        if (!kept.watch)
+            kept.watch = qbx::WindowSubclass(hControl, &qbx::WindowProcedures::subclass<KeptColour, &KeptColour::watchMessage>,
+                                             kSubclassId, reinterpret_cast<DWORD_PTR>(&kept));
     }
     if (IsWindow(hControl)) InvalidateRect(hControl, nullptr, TRUE);
 }
@@ -83,6 +85,12 @@ bool fncAnswerCtlColor(HWND hControl, HDC hdcControl, INT_PTR& brush) {
     SetBkColor(hdcControl, found->second.colour);
     brush = reinterpret_cast<INT_PTR>(found->second.brush.get());
     return true;
+}
+
+INT_PTR fncDialogCtlColor(WPARAM wParam, LPARAM lParam) {
+    INT_PTR brush = FALSE;
+    fncAnswerCtlColor(reinterpret_cast<HWND>(lParam), reinterpret_cast<HDC>(wParam), brush);
+    return brush;
 }
 
 void subSetBackColorFromWindow(HDC hdcWindow, HWND hControl) {

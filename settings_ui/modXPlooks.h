@@ -8,12 +8,8 @@
 // when they ask for their colours:
 //
 //     case WM_CTLCOLORSTATIC:
-//     case WM_CTLCOLORBTN: {
-//         INT_PTR brush = 0;
-//         if (fncAnswerCtlColor(reinterpret_cast<HWND>(lParam), reinterpret_cast<HDC>(wParam), brush))
-//             return brush;
-//         break;
-//     }
+//     case WM_CTLCOLORBTN:
+//         return fncDialogCtlColor(wParam, lParam);
 //
 // A colour is forgotten when its control is destroyed.
 #pragma once
@@ -39,6 +35,9 @@ void subSetControlBackColor(HWND hControl, COLORREF colour);
 // background of the control's device context, puts the brush to answer with in
 // brush and returns true; false leaves the message to its default handling.
 bool fncAnswerCtlColor(HWND hControl, HDC hdcControl, INT_PTR& brush);
+// A dialog procedure's answer to WM_CTLCOLORSTATIC / WM_CTLCOLORBTN: the kept
+// colour's brush, or FALSE for the default colours.
+INT_PTR fncDialogCtlColor(WPARAM wParam, LPARAM lParam);
 
 // What a window shows beneath its controls, before it is on screen: a memory
 // device context of the window's client size on which the window has painted

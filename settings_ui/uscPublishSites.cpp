@@ -34,19 +34,6 @@ cSimpleList& scratchList() {
     return list;
 }
 
-// The hourglass while the window waits for a server (the request blocks the
-// window's thread, so nothing else would show that it is busy).
-class cBusyCursor {
-public:
-    cBusyCursor() : previous_(SetCursor(LoadCursorW(nullptr, IDC_WAIT))) {}
-    ~cBusyCursor() { SetCursor(previous_); }
-    cBusyCursor(const cBusyCursor&) = delete;
-    cBusyCursor& operator=(const cBusyCursor&) = delete;
-
-private:
-    HCURSOR previous_;
-};
-
 cListHandler& grid() {
     if (!objListHandler) qbx::raiseVb(qbx::vbErrObjectNotSet);
     return *objListHandler;
@@ -78,57 +65,36 @@ uscPublishSites::uscPublishSites(HWND form) : DispatchObject(L"uscPublishSites")
     method(L"subSaveSettings", [this](qbx::Args&) { subSaveSettings(); return qbx::Variant(); });
     method(L"fncGetListsFromSite", [this](qbx::Args& a) { return qbx::Variant(fncGetListsFromSite(a.str(0))); });
 
-    hwnd_.reset(CreateDialogParamW(fncAddinModule(), MAKEINTRESOURCEW(IDD_PUBLISHSITES), form,
-                                   &uscPublishSites::dialogProc, reinterpret_cast<LPARAM>(this)));
+    hwnd_ = CreateDialogParamW(fncAddinModule(), MAKEINTRESOURCEW(IDD_PUBLISHSITES), form,
+                               &qbx::WindowProcedures::dialog<uscPublishSites, &uscPublishSites::dialogMessage>,
+                               reinterpret_cast<LPARAM>(this));
     if (!hwnd_) qbx::raiseLastError(L"The document library page could not be made");
 }
 
-uscPublishSites::~uscPublishSites() {
-    if (hwnd_ && IsWindow(hwnd_.get())) {
-        SetWindowLongPtrW(hwnd_.get(), DWLP_USER, 0);
-        hwnd_.reset();
-    }
-}
+uscPublishSites::~uscPublishSites() { qbx::WindowProcedures::cutOff(hwnd_, DWLP_USER); }
 
-INT_PTR CALLBACK uscPublishSites::dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    if (message == WM_INITDIALOG) {
-        SetWindowLongPtrW(window, DWLP_USER, lParam);
-        return FALSE;
-    }
-    auto* page = reinterpret_cast<uscPublishSites*>(GetWindowLongPtrW(window, DWLP_USER));
-    if (!page) return FALSE;
-    try {
-        switch (message) {
-            case WM_SHOWWINDOW:
-                // Shown by the window (not because an owner reopened): the
-                // page fills itself from the settings.
-                if (wParam && lParam == 0) page->UserControl_Show();
-                return FALSE;
-            case WM_COMMAND:
-                if (LOWORD(wParam) == IDC_CMDBROWSE && HIWORD(wParam) == BN_CLICKED) {
-                    page->cmdBrowse_Click();
-                    return TRUE;
-                }
-                if (LOWORD(wParam) == IDC_CMBDEFAULT && HIWORD(wParam) == CBN_DROPDOWN) {
-                    page->cmbDefault_DropDown();
-                    return TRUE;
-                }
-                return FALSE;
-            case WM_CTLCOLORSTATIC:
-            case WM_CTLCOLORBTN: {
-                INT_PTR brush = 0;
-                if (fncAnswerCtlColor(reinterpret_cast<HWND>(lParam), reinterpret_cast<HDC>(wParam), brush)) return brush;
-                return FALSE;
+INT_PTR uscPublishSites::dialogMessage(UINT message, WPARAM wParam, LPARAM lParam) {
+    switch (message) {
+        case WM_SHOWWINDOW:
+            // Shown by the window (not because an owner reopened): the
+            // page fills itself from the settings.
+            if (wParam && lParam == 0) UserControl_Show();
+            return FALSE;
+        case WM_COMMAND:
+            if (LOWORD(wParam) == IDC_CMDBROWSE && HIWORD(wParam) == BN_CLICKED) {
+                cmdBrowse_Click();
+                return TRUE;
             }
-            case WM_NCDESTROY:
-                page->hwnd_.release();
-                return FALSE;
-            default:
-                return FALSE;
-        }
-    } catch (...) {
-        // Every handler reports its own failures; nothing crosses the loop.
-        return FALSE;
+            if (LOWORD(wParam) == IDC_CMBDEFAULT && HIWORD(wParam) == CBN_DROPDOWN) {
+                cmbDefault_DropDown();
+                return TRUE;
+            }
+            return FALSE;
+        case WM_CTLCOLORSTATIC:
+        case WM_CTLCOLORBTN:
+            return fncDialogCtlColor(wParam, lParam);
+        default:
+            return FALSE;
     }
 }
 
@@ -142,11 +108,11 @@ void uscPublishSites::UserControl_Show() {
     if (objListHandler) objListHandler->EditMode(false);
     // The check box and its label take the page's width.
     RECT page{};
-    GetClientRect(hwnd_.get(), &page);
+    GetClientRect(hwnd_, &page);
     for (int id : {IDC_CHKALWAYSDEFAULT, IDC_LBLDEFAULT}) {
         RECT r{};
         GetWindowRect(control(id), &r);
-        MapWindowPoints(nullptr, hwnd_.get(), reinterpret_cast<POINT*>(&r), 2);
+        MapWindowPoints(nullptr, hwnd_, reinterpret_cast<POINT*>(&r), 2);
         MoveWindow(control(id), r.left, r.top, page.right - r.left, r.bottom - r.top, TRUE);
     }
 }
@@ -164,15 +130,15 @@ void uscPublishSites::subSetCaptions() {
         // The grid ends just above the page's button.
         RECT button{};
         GetWindowRect(control(IDC_CMDBROWSE), &button);
-        MapWindowPoints(nullptr, hwnd_.get(), reinterpret_cast<POINT*>(&button), 2);
-        const double twipsY = fncTwipsPerPixelY(hwnd_.get());
+        MapWindowPoints(nullptr, hwnd_, reinterpret_cast<POINT*>(&button), 2);
+        const double twipsY = fncTwipsPerPixelY(hwnd_);
         const long height = std::lround((button.top - 6) * twipsY);
         if (list.objHostedControl) list.objHostedControl.put(L"Height", height);
         list.Height = static_cast<short>(height);
         // ... and is as wide as the page's controls under it.
         RECT page{};
-        GetClientRect(hwnd_.get(), &page);
-        list.Width(static_cast<short>(std::lround(page.right * fncTwipsPerPixelX(hwnd_.get()))));
+        GetClientRect(hwnd_, &page);
+        list.Width(static_cast<short>(std::lround(page.right * fncTwipsPerPixelX(hwnd_))));
         list.EditMode(true);
         list.DisplayHorizontalScroll(false);
         list.DisplayVerticalScroll(true);
@@ -185,7 +151,7 @@ void uscPublishSites::subSetCaptions() {
         // The default box has no caption of its own: a screen reader names it by its label.
         subSetAccessibleName(control(IDC_CMBDEFAULT), LNGDEFAULT);
 
-        cWindowSurface surface(hwnd_.get());
+        cWindowSurface surface(hwnd_);
         subSetBackColorFromWindow(surface.hDC(), control(IDC_CHKALWAYSDEFAULT));
     });
 }
@@ -201,7 +167,7 @@ void uscPublishSites::subGetSettings() {
             std::wstring selected = s.strDefaultSite;
             s.DicList.AddToComboOrList(combo, selected);
         }
-        CheckDlgButton(hwnd_.get(), IDC_CHKALWAYSDEFAULT, s.blnAlwaysDefault ? BST_CHECKED : BST_UNCHECKED);
+        CheckDlgButton(hwnd_, IDC_CHKALWAYSDEFAULT, s.blnAlwaysDefault ? BST_CHECKED : BST_UNCHECKED);
     });
 }
 
@@ -221,7 +187,7 @@ void uscPublishSites::subSaveSettings() {
         cListControl combo(control(IDC_CMBDEFAULT));
         const std::wstring chosen = combo.Text();
         if (!chosen.empty()) s.strDefaultSite = chosen;
-        s.blnAlwaysDefault = IsDlgButtonChecked(hwnd_.get(), IDC_CHKALWAYSDEFAULT) == BST_CHECKED;
+        s.blnAlwaysDefault = IsDlgButtonChecked(hwnd_, IDC_CHKALWAYSDEFAULT) == BST_CHECKED;
     });
 }
 
@@ -256,7 +222,11 @@ void uscPublishSites::cmdBrowse_Click() {
         const long before = list.Count();
         qbx::Disp found;
         {
-            cBusyCursor busy;
+            // The hourglass while the window waits for the server (the
+            // request blocks the window's thread, so nothing else would show
+            // that it is busy).
+            const HCURSOR previous = SetCursor(LoadCursorW(nullptr, IDC_WAIT));
+            const auto restore = qbx::scopeExit([previous] { SetCursor(previous); });
             found = fncGetListsFromSite(site);
         }
         if (found && found.get(L"Count").toLong() > 0) {

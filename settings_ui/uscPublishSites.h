@@ -10,7 +10,7 @@
 #pragma once
 
 #include "support/com/dispatch_object.h"
-#include "support/com/win_handles.h"
+#include "support/com/win_window.h"
 
 #include <string>
 
@@ -22,8 +22,8 @@ public:
     explicit uscPublishSites(HWND form);
     ~uscPublishSites() override;
 
-    HWND hWnd() const noexcept { return hwnd_.get(); }
-    HWND control(int id) const noexcept { return GetDlgItem(hwnd_.get(), id); }
+    HWND hWnd() const noexcept { return hwnd_; }
+    HWND control(int id) const noexcept { return GetDlgItem(hwnd_, id); }
 
     void subSetCaptions();
     void subGetSettings();
@@ -40,11 +40,15 @@ public:
     static constexpr double kColumnWidth = 76;
 
 private:
-    static INT_PTR CALLBACK dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    friend struct qbx::WindowProcedures;
+    INT_PTR dialogMessage(UINT message, WPARAM wParam, LPARAM lParam);
+    void windowDetached() noexcept { hwnd_ = nullptr; }
     // The grid's column A under the header, as a list (empty when no row is used).
     void subReadGrid(class cSimpleList& list);
 
-    qbx::OwnedWindow hwnd_;  // forgotten when the settings window destroys it first
+    // The page's window while it lives; the form's controls own it (it goes
+    // with the form, or when the page is removed from it).
+    HWND hwnd_ = nullptr;
 };
 
 // Puts the settings pages into the window's table of page classes (once).

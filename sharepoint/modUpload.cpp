@@ -73,16 +73,16 @@ qbx::Variant fncReadFileBytes(const std::wstring& strPath) {
     qbx::SafeArray bytes(SafeArrayCreateVector(VT_UI1, 0, total));
     if (!bytes.get()) qbx::raiseVb(qbx::vbErrOutOfMemory);
     if (total) {
-        void* data = nullptr;
-        SafeArrayAccessData(bytes.get(), &data);
         ULONG done = 0;
-        while (done < total) {
-            DWORD got = 0;
-            DWORD want = std::min<ULONG>(total - done, 16u << 20);
-            if (!ReadFile(file.get(), static_cast<char*>(data) + done, want, &got, nullptr) || got == 0) break;
-            done += got;
+        {
+            qbx::ArrayData<char> data(bytes.get());
+            while (done < total) {
+                DWORD got = 0;
+                DWORD want = std::min<ULONG>(total - done, 16u << 20);
+                if (!ReadFile(file.get(), data.get() + done, want, &got, nullptr) || got == 0) break;
+                done += got;
+            }
         }
-        SafeArrayUnaccessData(bytes.get());
         if (done != total) qbx::raiseVb(qbx::adErrOpeningFile);
     }
     return std::move(bytes).toVariant(VT_UI1);

@@ -21,16 +21,18 @@ void subSetCaptionsWithMnemonics(const std::vector<std::pair<HWND, std::wstring>
 }
 
 cDialogForm::~cDialogForm() {
-    if (hwnd_ && IsWindow(hwnd_)) {
-        SetWindowLongPtrW(hwnd_, DWLP_USER, 0);
-        DestroyWindow(hwnd_);
-    }
+    qbx::WindowProcedures::cutOff(hwnd_, DWLP_USER);
+    Unload();
+}
+
+DLGPROC cDialogForm::procedure() noexcept {
+    return &qbx::WindowProcedures::dialog<cDialogForm, &cDialogForm::fncHandleMessage>;
 }
 
 void cDialogForm::Show(HWND owner) {
     modal_ = true;
     ended_ = false;
-    INT_PTR rc = DialogBoxParamW(fncAddinModule(), MAKEINTRESOURCEW(templateId_), owner, &cDialogForm::dialogProc,
+    INT_PTR rc = DialogBoxParamW(fncAddinModule(), MAKEINTRESOURCEW(templateId_), owner, procedure(),
                                  reinterpret_cast<LPARAM>(this));
     modal_ = false;
     if (rc == -1) qbx::raiseLastError(what_ + L" could not be shown");
@@ -40,7 +42,7 @@ HWND cDialogForm::Load(HWND owner, bool visible) {
     Unload();
     modal_ = false;
     ended_ = false;
-    HWND window = CreateDialogParamW(fncAddinModule(), MAKEINTRESOURCEW(templateId_), owner, &cDialogForm::dialogProc,
+    HWND window = CreateDialogParamW(fncAddinModule(), MAKEINTRESOURCEW(templateId_), owner, procedure(),
                                      reinterpret_cast<LPARAM>(this));
     if (!window) qbx::raiseLastError(what_ + L" could not be loaded");
     if (visible && hwnd_) ShowWindow(hwnd_, SW_SHOW);
@@ -58,29 +60,4 @@ void cDialogForm::End(int button) {
         EndDialog(hwnd_, button);
     else
         ShowWindow(hwnd_, SW_HIDE);
-}
-
-INT_PTR CALLBACK cDialogForm::dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    cDialogForm* form = nullptr;
-    if (message == WM_INITDIALOG) {
-        form = reinterpret_cast<cDialogForm*>(lParam);
-        SetWindowLongPtrW(window, DWLP_USER, lParam);
-        form->hwnd_ = window;
-    } else {
-        form = reinterpret_cast<cDialogForm*>(GetWindowLongPtrW(window, DWLP_USER));
-    }
-    if (!form) return FALSE;
-    INT_PTR result = FALSE;
-    try {
-        result = form->fncHandleMessage(message, wParam, lParam);
-    } catch (...) {
-        // Every handler reports its own failures; nothing crosses the loop.
-        result = FALSE;
-    }
-    if (message == WM_NCDESTROY) {
-        SetWindowLongPtrW(window, DWLP_USER, 0);
-        form->hwnd_ = nullptr;
-        form->ended_ = true;
-    }
-    return result;
 }

@@ -8,6 +8,8 @@
 
 #include <windows.h>
 
+#include "support/com/win_window.h"
+
 #include <string>
 #include <vector>
 
@@ -50,7 +52,13 @@ protected:
     HWND hwnd_ = nullptr;  // the window while it is loaded
 
 private:
-    static INT_PTR CALLBACK dialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    friend struct qbx::WindowProcedures;
+    static DLGPROC procedure() noexcept;
+    void windowAttached(HWND window) noexcept { hwnd_ = window; }
+    void windowDetached() noexcept {
+        hwnd_ = nullptr;
+        ended_ = true;
+    }
 
     int templateId_;
     std::wstring what_;

@@ -1,10 +1,12 @@
 #include "support/modAccessibility.h"
 
 #include "support/com.h"
+#include "support/com/win_window.h"
 
 #include <commctrl.h>
 
 #include <map>
+#include <optional>
 
 // {618736E0-3C3D-11CF-810C-00AA00389B71}
 const IID kIID_IAccessible = {0x618736e0, 0x3c3d, 0x11cf, {0x81, 0x0c, 0x00, 0xaa, 0x00, 0x38, 0x9b, 0x71}};
@@ -13,10 +15,9 @@ const cOleacc& cOleacc::get() {
     static const cOleacc o = [] {
         cOleacc r;
         if (HMODULE m = LoadLibraryW(L"oleacc.dll")) {
-            r.lresultFromObject = reinterpret_cast<decltype(r.lresultFromObject)>(
-                reinterpret_cast<void*>(GetProcAddress(m, "LresultFromObject")));
-            r.createStdAccessibleObject = reinterpret_cast<decltype(r.createStdAccessibleObject)>(
-                reinterpret_cast<void*>(GetProcAddress(m, "CreateStdAccessibleObject")));
+            r.lresultFromObject = qbx::procAddress<decltype(r.lresultFromObject)>(m, "LresultFromObject");
+            r.createStdAccessibleObject =
+                qbx::procAddress<decltype(r.createStdAccessibleObject)>(m, "CreateStdAccessibleObject");
         }
         return r;
     }();
@@ -114,47 +115,53 @@ private:
     cReading reading_;
 };
 
+// A control given a reading: it answers the screen reader's question for its
+// object with the named one, until its window goes.
+struct cNamedControl {
+    cReading reading;
+    qbx::WindowSubclass subclass;
+
+    std::optional<LRESULT> controlMessage(HWND window, UINT message, WPARAM w, LPARAM l);
+};
+
 // What was given, by control; a control's entry goes with its window.
-std::map<HWND, cReading>& names() {
-    static std::map<HWND, cReading> m;
+std::map<HWND, cNamedControl>& names() {
+    static std::map<HWND, cNamedControl> m;
     return m;
 }
 
-LRESULT CALLBACK namedProc(HWND window, UINT message, WPARAM w, LPARAM l, UINT_PTR, DWORD_PTR) {
+// A failure (out of memory) leaves the standard answer.
+std::optional<LRESULT> cNamedControl::controlMessage(HWND window, UINT message, WPARAM w, LPARAM l) {
     if (message == WM_GETOBJECT && static_cast<LONG>(l) == OBJID_CLIENT) {
         const cOleacc& oleacc = cOleacc::get();
-        auto it = names().find(window);
-        if (it != names().end() && oleacc.createStdAccessibleObject && oleacc.lresultFromObject) {
+        if (oleacc.createStdAccessibleObject && oleacc.lresultFromObject) {
             qbx::ComPtr<IAccessible> standard;
             if (SUCCEEDED(oleacc.createStdAccessibleObject(window, OBJID_CLIENT, kIID_IAccessible,
                                                            reinterpret_cast<void**>(standard.put()))) &&
                 standard) {
-                try {
-                    qbx::ComPtr<cNamedAccessible> named(new cNamedAccessible(std::move(standard), it->second));
-                    return fncAnswerGetObject(w, named.get());
-                } catch (...) {
-                    // Out of memory: the standard answer follows.
-                }
+                qbx::ComPtr<cNamedAccessible> named(new cNamedAccessible(std::move(standard), reading));
+                return fncAnswerGetObject(w, named.get());
             }
         }
     }
-    if (message == WM_NCDESTROY) {
-        names().erase(window);
-        RemoveWindowSubclass(window, &namedProc, 0);
-    }
-    return DefSubclassProc(window, message, w, l);
+    if (message == WM_NCDESTROY) names().erase(window);  // this entry (and its subclass) end here
+    return std::nullopt;
+}
+
+void subRead(HWND control, cReading reading) {
+    if (!control) return;
+    cNamedControl& entry = names()[control];
+    entry.reading = std::move(reading);
+    if (!entry.subclass)
+        entry.subclass = qbx::WindowSubclass(
+            control, &qbx::WindowProcedures::subclass<cNamedControl, &cNamedControl::controlMessage>, 0,
+            reinterpret_cast<DWORD_PTR>(&entry));
 }
 
 }  // namespace
 
 void subSetAccessibleName(HWND control, const std::wstring& name) {
-    if (!control) return;
-    names()[control] = cReading{fncWithoutMnemonic(name), false};
-    SetWindowSubclass(control, &namedProc, 0, 0);
+    subRead(control, cReading{fncWithoutMnemonic(name), false});
 }
 
-void subHideFromScreenReaders(HWND control) {
-    if (!control) return;
-    names()[control] = cReading{{}, true};
-    SetWindowSubclass(control, &namedProc, 0, 0);
-}
+void subHideFromScreenReaders(HWND control) { subRead(control, cReading{{}, true}); }

@@ -2,6 +2,7 @@
 #include "prompt_testing.h"
 
 #include "support/phrases.h"
+#include "support/com/win_window.h"
 
 #include <cstring>
 #include <vector>
@@ -62,35 +63,32 @@ private:
     std::vector<WORD> words_;
 };
 
-struct InputBoxState {
+struct InputBox {
     const Prompt* prompt;
     PromptAnswer answer;
-};
 
-INT_PTR CALLBACK inputBoxProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) {
-    if (message == WM_INITDIALOG) {
-        SetWindowLongPtrW(dialog, DWLP_USER, lParam);
-        const auto* state = reinterpret_cast<InputBoxState*>(lParam);
-        HWND edit = GetDlgItem(dialog, kInputEdit);
-        SetWindowTextW(edit, state->prompt->defaultText.c_str());
-        SendMessageW(edit, EM_SETSEL, 0, -1);
-        SetFocus(edit);
-        return FALSE;  // the focus is set
-    }
-    if (message == WM_COMMAND && (LOWORD(wParam) == IDOK || LOWORD(wParam) == IDCANCEL)) {
-        auto* state = reinterpret_cast<InputBoxState*>(GetWindowLongPtrW(dialog, DWLP_USER));
-        state->answer.button = LOWORD(wParam);
-        if (state->answer.button == IDOK) {
+    INT_PTR dialogMessage(HWND dialog, UINT message, WPARAM wParam, LPARAM) {
+        if (message == WM_INITDIALOG) {
             HWND edit = GetDlgItem(dialog, kInputEdit);
-            std::wstring text(static_cast<size_t>(GetWindowTextLengthW(edit)) + 1, L'\0');
-            text.resize(static_cast<size_t>(GetWindowTextW(edit, text.data(), static_cast<int>(text.size()))));
-            state->answer.text = std::move(text);
+            SetWindowTextW(edit, prompt->defaultText.c_str());
+            SendMessageW(edit, EM_SETSEL, 0, -1);
+            SetFocus(edit);
+            return FALSE;  // the focus is set
         }
-        EndDialog(dialog, state->answer.button);
-        return TRUE;
+        if (message == WM_COMMAND && (LOWORD(wParam) == IDOK || LOWORD(wParam) == IDCANCEL)) {
+            answer.button = LOWORD(wParam);
+            if (answer.button == IDOK) {
+                HWND edit = GetDlgItem(dialog, kInputEdit);
+                std::wstring text(static_cast<size_t>(GetWindowTextLengthW(edit)) + 1, L'\0');
+                text.resize(static_cast<size_t>(GetWindowTextW(edit, text.data(), static_cast<int>(text.size()))));
+                answer.text = std::move(text);
+            }
+            EndDialog(dialog, answer.button);
+            return TRUE;
+        }
+        return FALSE;
     }
-    return FALSE;
-}
+};
 
 PromptAnswer showInputBox(const Prompt& p) {
     DialogTemplate t(p.title, 4);
@@ -99,11 +97,12 @@ PromptAnswer showInputBox(const Prompt& p) {
     t.item(BS_PUSHBUTTON | WS_TABSTOP, 186, 25, 57, 14, IDCANCEL, kButtonClass,
            LNGCANCEL.empty() ? L"Cancel" : LNGCANCEL);
     t.item(ES_AUTOHSCROLL | WS_BORDER | WS_TABSTOP, 7, 62, 236, 13, kInputEdit, kEditClass, L"");
-    InputBoxState state{&p, {}};
+    InputBox state{&p, {}};
     state.answer.button = IDCANCEL;
     // Owned by the window the question is about (the settings window), so it
     // stays in front of it and that window waits for the answer.
-    if (DialogBoxIndirectParamW(GetModuleHandleW(nullptr), t.get(), GetActiveWindow(), &inputBoxProc,
+    if (DialogBoxIndirectParamW(GetModuleHandleW(nullptr), t.get(), GetActiveWindow(),
+                                &qbx::WindowProcedures::dialog<InputBox, &InputBox::dialogMessage>,
                                 reinterpret_cast<LPARAM>(&state)) <= 0)
         return PromptAnswer{IDCANCEL, {}};
     return state.answer;
@@ -117,8 +116,7 @@ PromptHandler& handler() {
 PromptAnswer ask(const Prompt& p) {
     if (handler()) return handler()(p);
     // A host program that answers prompts for its scenarios exports this.
-    if (auto fn = reinterpret_cast<PromptExport>(
-            reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(nullptr), kPromptExportName)))) {
+    if (auto fn = qbx::procAddress<PromptExport>(GetModuleHandleW(nullptr), kPromptExportName)) {
         std::vector<wchar_t> buf(4096, L'\0');
         PromptAnswer a;
         a.button = fn(static_cast<int>(p.kind), p.text.c_str(), p.title.c_str(), p.style, p.defaultText.c_str(),
@@ -161,8 +159,7 @@ int fncMsgBoxFixed(const wchar_t* text, UINT style, const wchar_t* title) noexce
             return IDNO;
         }
     }
-    if (auto fn = reinterpret_cast<PromptExport>(
-            reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(nullptr), kPromptExportName)))) {
+    if (auto fn = qbx::procAddress<PromptExport>(GetModuleHandleW(nullptr), kPromptExportName)) {
         wchar_t none[1] = {};
         return fn(static_cast<int>(PromptKind::Message), text, title, style, L"", none, 1);
     }

@@ -195,14 +195,14 @@ Variant arrayOf(const Rect& r, F cell) {
     b[1].lLbound = 1;
     SafeArray a(SafeArrayCreate(VT_VARIANT, 2, b));
     if (!a.get()) raiseVb(vbErrOutOfMemory);
-    VARIANT* data = nullptr;
-    SafeArrayAccessData(a.get(), reinterpret_cast<void**>(&data));
-    // Storage runs down the first dimension (rows) first.
-    for (int c = 0; c < r.columns(); ++c)
-        for (int row = 0; row < r.rows(); ++row)
-            data[static_cast<size_t>(c) * static_cast<size_t>(r.rows()) + static_cast<size_t>(row)] =
-                cell(row, c).detach();
-    SafeArrayUnaccessData(a.get());
+    {
+        ArrayData<VARIANT> data(a.get());
+        // Storage runs down the first dimension (rows) first.
+        for (int c = 0; c < r.columns(); ++c)
+            for (int row = 0; row < r.rows(); ++row)
+                data[static_cast<size_t>(c) * static_cast<size_t>(r.rows()) + static_cast<size_t>(row)] =
+                    cell(row, c).detach();
+    }
     return std::move(a).toVariant(VT_VARIANT);
 }
 

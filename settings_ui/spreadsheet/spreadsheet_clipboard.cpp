@@ -21,19 +21,18 @@ void cSpreadsheetControl::copySelection() {
         }
         text += L"\r\n";
     }
-    if (!OpenClipboard(window_)) return;
+    const qbx::OpenedClipboard clipboard(window_);
+    if (!clipboard) return;
     EmptyClipboard();
     const size_t bytes = (text.size() + 1) * sizeof(wchar_t);
-    if (HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE, bytes)) {
-        if (void* p = GlobalLock(memory)) {
-            memcpy(p, text.c_str(), bytes);
-            GlobalUnlock(memory);
-            if (!::SetClipboardData(CF_UNICODETEXT, memory)) GlobalFree(memory);
-        } else {
-            GlobalFree(memory);
-        }
+    qbx::GlobalMemory memory(GlobalAlloc(GMEM_MOVEABLE, bytes));
+    {
+        const qbx::GlobalLocked locked(memory.get());
+        if (!locked) return;
+        memcpy(locked.get(), text.c_str(), bytes);
     }
-    CloseClipboard();
+    // The clipboard owns the memory once it took it.
+    if (::SetClipboardData(CF_UNICODETEXT, memory.get())) memory.release();
 }
 
 // Pastes tab and line separated text from the active cell on: each line
@@ -41,14 +40,12 @@ void cSpreadsheetControl::copySelection() {
 // when any cell it would change is locked on a protected sheet.
 void cSpreadsheetControl::paste() {
     std::wstring text;
-    if (!OpenClipboard(window_)) return;
-    if (HANDLE data = ::GetClipboardData(CF_UNICODETEXT)) {
-        if (const auto* p = static_cast<const wchar_t*>(GlobalLock(data))) {
-            text = p;
-            GlobalUnlock(data);
-        }
+    {
+        const qbx::OpenedClipboard clipboard(window_);
+        if (!clipboard) return;
+        const qbx::GlobalLocked data(::GetClipboardData(CF_UNICODETEXT));
+        if (data) text = static_cast<const wchar_t*>(data.get());
     }
-    CloseClipboard();
     text = qbx::replaceAll(text, L"\r\n", L"\n");
     std::vector<std::wstring> lines = qbx::split(text, L"\n");
     if (!lines.empty() && lines.back().empty()) lines.pop_back();

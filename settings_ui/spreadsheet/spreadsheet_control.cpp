@@ -46,9 +46,10 @@ cSpreadsheetControl::~cSpreadsheetControl() {
     // The window outlives no object: it is taken down here, cut off from
     // this object first, so its last messages go to DefWindowProc.
     accessLink_->control = nullptr;  // a screen reader's objects now answer "gone"
-    if (window_) SetWindowLongPtrW(window_, 0, 0);
+    qbx::WindowProcedures::cutOff(window_, 0);
     window_ = nullptr;
-    edit_ = nullptr;
+    editSubclass_.reset();
+    edit_.reset();
     destroyControlWindow();
     sheet_->setView(nullptr);  // objects of the model may outlive the control
     --live;
@@ -65,37 +66,29 @@ HWND cSpreadsheetControl::createControlWindow(HWND parent, const RECT& r) {
         wc.hCursor = LoadCursorW(nullptr, IDC_ARROW);
         wc.lpszClassName = kWindowClass;
         wc.cbWndExtra = sizeof(void*);
-        wc.lpfnWndProc = &windowProc;  // answers DefWindowProc until the window knows its object
+        wc.lpfnWndProc = &qbx::WindowProcedures::window<cSpreadsheetControl, &cSpreadsheetControl::windowMessage, 0>;
         return RegisterClassExW(&wc) != 0 || GetLastError() == ERROR_CLASS_ALREADY_EXISTS;
     }();
     if (!registered) return nullptr;
     HWND w = CreateWindowExW(0, kWindowClass, L"", WS_CHILD | WS_VISIBLE | WS_TABSTOP | WS_CLIPCHILDREN, r.left,
-                             r.top, r.right - r.left, r.bottom - r.top, parent, nullptr, fncAddinModule(), nullptr);
+                             r.top, r.right - r.left, r.bottom - r.top, parent, nullptr, fncAddinModule(), this);
     if (!w) return nullptr;
-    window_ = w;
-    SetWindowLongPtrW(w, 0, reinterpret_cast<LONG_PTR>(this));
     updateScrollBars();
     return w;
 }
 
-LRESULT CALLBACK cSpreadsheetControl::windowProc(HWND window, UINT message, WPARAM w, LPARAM l) {
-    auto* self = reinterpret_cast<cSpreadsheetControl*>(GetWindowLongPtrW(window, 0));
-    if (!self) return DefWindowProcW(window, message, w, l);
-    if (message == WM_NCDESTROY) {
-        SetWindowLongPtrW(window, 0, 0);
-        self->window_ = nullptr;
-        self->edit_ = nullptr;
-        self->editMode_ = EditMode::None;
-        return DefWindowProcW(window, message, w, l);
-    }
+void cSpreadsheetControl::windowDetached() noexcept {
+    window_ = nullptr;
+    // The cell editor, a child, is gone already.
+    editSubclass_.reset();
+    edit_.reset();
+    editMode_ = EditMode::None;
+}
+
+std::optional<LRESULT> cSpreadsheetControl::windowMessage(UINT message, WPARAM w, LPARAM l) {
     // The object stays alive through a message that may drop its last reference.
-    qbx::ComPtr<IDispatch> keep(static_cast<IDispatch*>(static_cast<Spreadsheet*>(self)));
-    try {
-        return self->handle(message, w, l);
-    } catch (...) {
-        // Nothing leaves a window procedure; a failed step leaves the grid as it was.
-        return DefWindowProcW(window, message, w, l);
-    }
+    qbx::ComPtr<IDispatch> keep(static_cast<IDispatch*>(static_cast<Spreadsheet*>(this)));
+    return handle(message, w, l);
 }
 
 // The window's messages: painting, size and focus here; the keyboard and
@@ -115,7 +108,7 @@ LRESULT cSpreadsheetControl::handle(UINT message, WPARAM w, LPARAM l) {
         case WM_SIZE:
             if (edit_) {
                 const RECT c = cellRect(editRow_, editColumn_);
-                MoveWindow(edit_, c.left, c.top, c.right - c.left, c.bottom - c.top, TRUE);
+                MoveWindow(edit_.get(), c.left, c.top, c.right - c.left, c.bottom - c.top, TRUE);
             }
             updateScrollBars();
             refresh();
@@ -123,7 +116,7 @@ LRESULT cSpreadsheetControl::handle(UINT message, WPARAM w, LPARAM l) {
         case WM_GETDLGCODE:
             return dialogCode(reinterpret_cast<const MSG*>(l));
         case WM_SETFOCUS:
-            if (edit_) SetFocus(edit_);
+            if (edit_) SetFocus(edit_.get());
             refresh();
             announceActiveCell(true);
             return 0;
@@ -137,7 +130,7 @@ LRESULT cSpreadsheetControl::handle(UINT message, WPARAM w, LPARAM l) {
             refresh();
             return 0;
         case WM_MOUSEACTIVATE:
-            if (GetFocus() != self && GetFocus() != edit_) SetFocus(self);
+            if (GetFocus() != self && GetFocus() != edit_.get()) SetFocus(self);
             return MA_ACTIVATE;
         case WM_KEYDOWN:
             if (onKeyDown(w, l)) return 0;
@@ -186,7 +179,7 @@ void cSpreadsheetControl::invalidate() {
 
 bool cSpreadsheetControl::hasFocus() const {
     HWND focus = GetFocus();
-    return window_ && (focus == window_ || (edit_ && focus == edit_));
+    return window_ && (focus == window_ || (edit_ && focus == edit_.get()));
 }
 
 void cSpreadsheetControl::announceActiveCell(bool always) {

@@ -32,10 +32,11 @@
 #include "settings_ui/spreadsheet/cOleControl.h"
 #include "settings_ui/spreadsheet/grid_accessible.h"
 #include "settings_ui/spreadsheet/sheet_objects.h"
-#include "support/com/win_handles.h"
+#include "support/com/win_window.h"
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 extern const CLSID CLSID_QuillboxSpreadsheet;
@@ -105,7 +106,10 @@ private:
     bool hitTest(POINT p, int& row, int& column) const;
 
     // ---- drawing
-    static LRESULT CALLBACK windowProc(HWND window, UINT message, WPARAM w, LPARAM l);
+    friend struct qbx::WindowProcedures;
+    std::optional<LRESULT> windowMessage(UINT message, WPARAM w, LPARAM l);
+    void windowAttached(HWND window) noexcept { window_ = window; }
+    void windowDetached() noexcept;
     LRESULT handle(UINT message, WPARAM w, LPARAM l);
     void paint(HDC target, const RECT& client);
     void render(HDC dc, const RECT& client);
@@ -151,14 +155,15 @@ private:
     bool commitEdit();
     void cancelEdit();
     bool editKey(UINT key);
-    static LRESULT CALLBACK editProc(HWND window, UINT message, WPARAM w, LPARAM l, UINT_PTR id, DWORD_PTR data);
+    std::optional<LRESULT> editMessage(UINT message, WPARAM w, LPARAM l);
     void clearSelection();
     void copySelection();
     void paste();
 
     std::shared_ptr<qbx::sheet::Sheet> sheet_;
-    HWND window_ = nullptr;
-    HWND edit_ = nullptr;
+    HWND window_ = nullptr;  // the window cOleControl owns, while it lives
+    qbx::OwnedWindow edit_;  // the cell editor while an entry is open
+    qbx::WindowSubclass editSubclass_;
     EditMode editMode_ = EditMode::None;
     bool settling_ = false;
     std::shared_ptr<cGridAccessLink> accessLink_ = std::make_shared<cGridAccessLink>();

@@ -8,7 +8,7 @@ struct cSpreadsheetControlTesting {
     // How often the grid was drawn.
     static uint64_t renderCount(const cSpreadsheetControl* control) noexcept { return control->renders_; }
     // The cell editor while one is open.
-    static HWND editWindow(const cSpreadsheetControl* control) noexcept { return control->edit_; }
+    static HWND editWindow(const cSpreadsheetControl* control) noexcept { return control->edit_.get(); }
     // Where a cell is in the window, in pixels.
     static RECT cellRect(const cSpreadsheetControl* control, int row, int column) {
         return control->cellRect(row, column);

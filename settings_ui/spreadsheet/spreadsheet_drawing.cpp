@@ -3,6 +3,8 @@
 // of cells, gridlines, borders, the selection and the headings.
 #include "settings_ui/spreadsheet/spreadsheet_control.h"
 
+#include "support/com/win_window.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -29,44 +31,11 @@ void fill(HDC dc, const RECT& r, COLORREF colour) {
 
 bool isNumber(const qbx::sheet::CellValue& v) { return std::holds_alternative<double>(v); }
 
-// The system's themed check box where a theme is active (uxtheme loaded at
-// run time, so the DLL imports stay the system's basic ones).
-struct Theme {
-    using Open = HANDLE(WINAPI*)(HWND, LPCWSTR);
-    using Close = HRESULT(WINAPI*)(HANDLE);
-    using Draw = HRESULT(WINAPI*)(HANDLE, HDC, int, int, const RECT*, const RECT*);
-    Open open = nullptr;
-    Close close = nullptr;
-    Draw draw = nullptr;
-    static const Theme& get() {
-        static const Theme t = [] {
-            Theme r;
-            if (HMODULE m = LoadLibraryW(L"uxtheme.dll")) {
-                r.open = reinterpret_cast<Open>(reinterpret_cast<void*>(GetProcAddress(m, "OpenThemeData")));
-                r.close = reinterpret_cast<Close>(reinterpret_cast<void*>(GetProcAddress(m, "CloseThemeData")));
-                r.draw = reinterpret_cast<Draw>(reinterpret_cast<void*>(GetProcAddress(m, "DrawThemeBackground")));
-            }
-            return r;
-        }();
-        return t;
-    }
-};
-
 }  // namespace
 
 // ---------------------------------------------------------------- geometry
 
-int cSpreadsheetControl::dpi() const {
-    using GetDpiForWindowFn = UINT(WINAPI*)(HWND);
-    static const auto getDpiForWindow = reinterpret_cast<GetDpiForWindowFn>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"user32.dll"), "GetDpiForWindow")));
-    if (window_ && getDpiForWindow) {
-        if (UINT d = getDpiForWindow(window_)) return static_cast<int>(d);
-    }
-    qbx::WindowDc dc(window_);
-    int d = dc ? GetDeviceCaps(dc.get(), LOGPIXELSY) : 96;
-    return d > 0 ? d : 96;
-}
+int cSpreadsheetControl::dpi() const { return static_cast<int>(qbx::windowDpi(window_)); }
 
 // Rows are 12.75 points high (17 pixels at 96 DPI): room for the default
 // Arial 10 and for the settings grid's Tahoma 8 alike.
@@ -357,7 +326,7 @@ void cSpreadsheetControl::drawSelection(HDC dc, const Layout& lay) {
             columnsShown = true;
         }
     if (!rowsShown || !columnsShown) return;
-    const bool focused = GetFocus() == window_ || (edit_ && GetFocus() == edit_);
+    const bool focused = GetFocus() == window_ || (edit_ && GetFocus() == edit_.get());
     qbx::Brush brush(CreateSolidBrush(focused ? GetSysColor(COLOR_WINDOWTEXT) : GetSysColor(COLOR_BTNSHADOW)));
     for (int i = 0; i < 2; ++i) {
         RECT o{outline.left + i, outline.top + i, outline.right - i, outline.bottom - i};
@@ -449,14 +418,9 @@ void cSpreadsheetControl::drawCheckBox(HDC dc, const RECT& cell, bool checked, H
     if (align == HAlign::Right) left = cell.right - pad - size;
     const int top = cell.top + (cell.bottom - cell.top - 1 - size) / 2;
     RECT box{left, top, left + size, top + size};
-    const Theme& theme = Theme::get();
-    if (theme.open && theme.draw && theme.close) {
-        if (HANDLE data = theme.open(window_, L"BUTTON")) {
-            // BP_CHECKBOX (3), CBS_CHECKEDNORMAL (5) / CBS_UNCHECKEDNORMAL (1)
-            const HRESULT hr = theme.draw(data, dc, 3, checked ? 5 : 1, &box, nullptr);
-            theme.close(data);
-            if (SUCCEEDED(hr)) return;
-        }
-    }
+    // The system's themed check box where a theme is active:
+    // BP_CHECKBOX (3), CBS_CHECKEDNORMAL (5) / CBS_UNCHECKEDNORMAL (1).
+    if (SUCCEEDED(qbx::drawThemeBackground(qbx::openThemeData(window_, L"BUTTON"), dc, 3, checked ? 5 : 1, box)))
+        return;
     DrawFrameControl(dc, &box, DFC_BUTTON, DFCS_BUTTONCHECK | DFCS_FLAT | (checked ? DFCS_CHECKED : 0));
 }

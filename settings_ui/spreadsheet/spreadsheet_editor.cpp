@@ -23,22 +23,24 @@ bool cSpreadsheetControl::startEdit(const std::wstring& text, EditMode mode) {
     const RECT c = cellRect(row, column);
     if (c.left < 0 || c.top < 0) return false;
     const CellFormat f = sheet_->format(row, column);
-    edit_ = CreateWindowExW(0, L"EDIT", text.c_str(), WS_CHILD | WS_VISIBLE | ES_AUTOHSCROLL | ES_LEFT, c.left,
+    edit_.reset(CreateWindowExW(0, L"EDIT", text.c_str(), WS_CHILD | WS_VISIBLE | ES_AUTOHSCROLL | ES_LEFT, c.left,
                             c.top, std::max<int>(c.right - c.left - 1, 8), c.bottom - c.top - 1, window_, nullptr,
-                            fncAddinModule(), nullptr);
+                            fncAddinModule(), nullptr));
     if (!edit_) return false;
     editMode_ = mode;
     editRow_ = row;
     editColumn_ = column;
     // A check-box cell shows its character in a readable font while edited.
     const bool symbol = qbx::textEquals(f.fontName, L"Wingdings");
-    SendMessageW(edit_, WM_SETFONT,
+    SendMessageW(edit_.get(), WM_SETFONT,
                  reinterpret_cast<WPARAM>(font(symbol ? L"Tahoma" : f.fontName, f.fontSize, f.bold)), FALSE);
-    SendMessageW(edit_, EM_SETMARGINS, EC_LEFTMARGIN | EC_RIGHTMARGIN, MAKELPARAM(1, 1));
-    SetWindowSubclass(edit_, &editProc, 1, reinterpret_cast<DWORD_PTR>(this));
+    SendMessageW(edit_.get(), EM_SETMARGINS, EC_LEFTMARGIN | EC_RIGHTMARGIN, MAKELPARAM(1, 1));
+    editSubclass_ = qbx::WindowSubclass(
+        edit_.get(), &qbx::WindowProcedures::subclass<cSpreadsheetControl, &cSpreadsheetControl::editMessage>, 1,
+        reinterpret_cast<DWORD_PTR>(this));
     const int end = static_cast<int>(text.size());
-    SendMessageW(edit_, EM_SETSEL, end, end);
-    SetFocus(edit_);
+    SendMessageW(edit_.get(), EM_SETSEL, end, end);
+    SetFocus(edit_.get());
     refresh();
     return true;
 }
@@ -47,9 +49,9 @@ bool cSpreadsheetControl::startEdit(const std::wstring& text, EditMode mode) {
 // locked cell, an unknown formula) keeps the cell as it was.
 bool cSpreadsheetControl::commitEdit() {
     if (!edit_) return true;
-    const int length = GetWindowTextLengthW(edit_);
+    const int length = GetWindowTextLengthW(edit_.get());
     std::wstring text(static_cast<size_t>(length) + 1, L'\0');
-    GetWindowTextW(edit_, text.data(), length + 1);
+    GetWindowTextW(edit_.get(), text.data(), length + 1);
     text.resize(static_cast<size_t>(length));
     const int row = editRow_, column = editColumn_;
     cancelEdit();
@@ -66,12 +68,11 @@ bool cSpreadsheetControl::commitEdit() {
 
 void cSpreadsheetControl::cancelEdit() {
     if (!edit_) return;
-    HWND edit = edit_;
-    edit_ = nullptr;
     editMode_ = EditMode::None;
-    const bool hadFocus = GetFocus() == edit;
-    RemoveWindowSubclass(edit, &editProc, 1);
-    DestroyWindow(edit);
+    const bool hadFocus = GetFocus() == edit_.get();
+    // The editor's losing the focus as it goes is no reason to commit.
+    editSubclass_.reset();
+    edit_.reset();
     if (hadFocus && window_) SetFocus(window_);
     refresh();
 }
@@ -96,28 +97,21 @@ bool cSpreadsheetControl::editKey(UINT key) {
     }
 }
 
-LRESULT CALLBACK cSpreadsheetControl::editProc(HWND window, UINT message, WPARAM w, LPARAM l, UINT_PTR,
-                                               DWORD_PTR data) {
-    auto* self = reinterpret_cast<cSpreadsheetControl*>(data);
-    try {
-        switch (message) {
-            case WM_GETDLGCODE: return DLGC_WANTALLKEYS | DLGC_WANTCHARS | DLGC_WANTARROWS | DLGC_HASSETSEL;
-            case WM_KEYDOWN:
-                if (self->editKey(static_cast<UINT>(w))) return 0;
-                break;
-            case WM_CHAR:
-                if (w == L'\r' || w == L'\t' || w == 27) return 0;  // handled as keys; no beep
-                break;
-            case WM_KILLFOCUS:
-                if (self->window_ && reinterpret_cast<HWND>(w) != self->window_)
-                    PostMessageW(self->window_, kCommitLater, 0, 0);
-                break;
-            default: break;
-        }
-    } catch (...) {
-        return 0;
+std::optional<LRESULT> cSpreadsheetControl::editMessage(UINT message, WPARAM w, LPARAM) {
+    switch (message) {
+        case WM_GETDLGCODE: return DLGC_WANTALLKEYS | DLGC_WANTCHARS | DLGC_WANTARROWS | DLGC_HASSETSEL;
+        case WM_KEYDOWN:
+            if (editKey(static_cast<UINT>(w))) return 0;
+            break;
+        case WM_CHAR:
+            if (w == L'\r' || w == L'\t' || w == 27) return 0;  // handled as keys; no beep
+            break;
+        case WM_KILLFOCUS:
+            if (window_ && reinterpret_cast<HWND>(w) != window_) PostMessageW(window_, kCommitLater, 0, 0);
+            break;
+        default: break;
     }
-    return DefSubclassProc(window, message, w, l);
+    return std::nullopt;
 }
 
 // Delete: empties the selection's cells that the user may change; locked

@@ -36,7 +36,7 @@ LRESULT cSpreadsheetControl::dialogCode(const MSG* m) const {
 bool cSpreadsheetControl::onKeyDown(WPARAM w, LPARAM l) {
     if (edit_) {
         // Keys that reach the grid while an entry is open belong to the entry.
-        if (!editKey(static_cast<UINT>(w))) SendMessageW(edit_, WM_KEYDOWN, w, l);
+        if (!editKey(static_cast<UINT>(w))) SendMessageW(edit_.get(), WM_KEYDOWN, w, l);
         return true;
     }
     return onKey(static_cast<UINT>(w));
@@ -46,7 +46,7 @@ bool cSpreadsheetControl::onKeyDown(WPARAM w, LPARAM l) {
 void cSpreadsheetControl::onChar(WPARAM w, LPARAM l) {
     const wchar_t c = static_cast<wchar_t>(w);
     if (edit_) {
-        if (c >= 32) SendMessageW(edit_, WM_CHAR, w, l);
+        if (c >= 32) SendMessageW(edit_.get(), WM_CHAR, w, l);
         return;
     }
     if (c >= 32 && !controlDown()) startEdit(std::wstring(1, c), EditMode::Enter);
@@ -268,7 +268,7 @@ bool cSpreadsheetControl::onKey(UINT key) {
 }
 
 bool cSpreadsheetControl::translateKey(MSG& message) {
-    if (!window_ || (message.hwnd != window_ && (!edit_ || message.hwnd != edit_))) return false;
+    if (!window_ || (message.hwnd != window_ && (!edit_ || message.hwnd != edit_.get()))) return false;
     if (message.message != WM_KEYDOWN && message.message != WM_KEYUP && message.message != WM_CHAR) return false;
     // Keys with Alt belong to the container (menus, mnemonics); the others
     // the grid uses before any accelerator or dialog key sees them.

@@ -157,12 +157,7 @@ SafeArray SafeArray::bytes(const void* data, size_t size) {
     SAFEARRAY* a = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(size));
     if (!a) raiseVb(vbErrOutOfMemory, Here::none());
     SafeArray owner(a);
-    if (size) {
-        void* p = nullptr;
-        SafeArrayAccessData(a, &p);
-        std::memcpy(p, data, size);
-        SafeArrayUnaccessData(a);
-    }
+    if (size) std::memcpy(ArrayData<unsigned char>(a).get(), data, size);
     return owner;
 }
 
@@ -203,10 +198,7 @@ std::vector<unsigned char> bytesOf(const Variant& value, Here w) {
     SafeArrayGetUBound(a, 1, &hi);
     if (hi < lo) return out;
     out.resize(static_cast<size_t>(hi - lo + 1));
-    void* p = nullptr;
-    SafeArrayAccessData(a, &p);
-    std::memcpy(out.data(), p, out.size());
-    SafeArrayUnaccessData(a);
+    std::memcpy(out.data(), ArrayData<unsigned char>(a, w).get(), out.size());
     return out;
 }
 
@@ -221,23 +213,16 @@ std::vector<Variant> elementsOf(const Variant& value, Here where) {
     for (UINT d = 0; d < a->cDims; ++d) total *= a->rgsabound[d].cElements;
     VARTYPE vt = static_cast<VARTYPE>(v.type() & ~VT_ARRAY);
     const UINT size = SafeArrayGetElemsize(a);
-    unsigned char* data = nullptr;
-    if (FAILED(SafeArrayAccessData(a, reinterpret_cast<void**>(&data)))) raiseVb(vbErrTypeMismatch, where);
+    ArrayData<unsigned char> data(a, where);
     out.reserve(total);
-    try {
-        for (size_t i = 0; i < total; ++i) {
-            // A by-reference view of the element, copied out by VariantCopyInd.
-            VARIANT ref;
-            VariantInit(&ref);
-            ref.vt = static_cast<VARTYPE>(VT_BYREF | vt);
-            ref.byref = data + i * size;
-            out.push_back(Variant::copyOf(ref));
-        }
-    } catch (...) {
-        SafeArrayUnaccessData(a);
-        throw;
+    for (size_t i = 0; i < total; ++i) {
+        // A by-reference view of the element, copied out by VariantCopyInd.
+        VARIANT ref;
+        VariantInit(&ref);
+        ref.vt = static_cast<VARTYPE>(VT_BYREF | vt);
+        ref.byref = data.get() + i * size;
+        out.push_back(Variant::copyOf(ref));
     }
-    SafeArrayUnaccessData(a);
     return out;
 }
 

@@ -141,6 +141,30 @@ private:
     SAFEARRAY* a_ = nullptr;
 };
 
+// The elements of an array, held in place (SafeArrayAccessData) for the
+// scope and let go after: the array can't be destroyed or resized
+// meanwhile. A failed access raises the error for its HRESULT.
+template <class T>
+class ArrayData {
+public:
+    explicit ArrayData(SAFEARRAY* array, Here where = {}) : array_(array) {
+        void* data = nullptr;
+        const HRESULT hr = SafeArrayAccessData(array, &data);
+        if (FAILED(hr)) raiseHr(hr, nullptr, where);
+        data_ = static_cast<T*>(data);
+    }
+    ArrayData(const ArrayData&) = delete;
+    ArrayData& operator=(const ArrayData&) = delete;
+    ~ArrayData() { SafeArrayUnaccessData(array_); }
+
+    T* get() const noexcept { return data_; }
+    T& operator[](size_t i) const noexcept { return data_[i]; }
+
+private:
+    SAFEARRAY* array_;
+    T* data_ = nullptr;
+};
+
 // The elements of an array value (any number of dimensions, by reference
 // or not) in storage order, the order of For Each, each copied into a
 // Variant of its own. A value that is no array raises Type mismatch (13).

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <windows.h>
+#include <commctrl.h>
 
 #include <utility>
 
@@ -27,6 +28,7 @@ inline HANDLE invalidHandleValue() noexcept { return INVALID_HANDLE_VALUE; }
 inline void closeHandle(HANDLE h) noexcept { CloseHandle(h); }
 inline void closeKey(HKEY key) noexcept { RegCloseKey(key); }
 inline void destroyIcon(HICON icon) noexcept { DestroyIcon(icon); }
+inline void globalFree(HGLOBAL memory) noexcept { GlobalFree(memory); }
 inline void deleteDc(HDC dc) noexcept { DeleteDC(dc); }
 template <class H>
 void deleteObject(H object) noexcept {
@@ -84,6 +86,9 @@ using OwnedWindow = UniqueHandle<HWND, &handle_detail::destroyWindow>;
 using Icon = UniqueHandle<HICON, &handle_detail::destroyIcon>;
 // A device context of our own (CreateCompatibleDC), deleted with DeleteDC.
 using MemoryDc = UniqueHandle<HDC, &handle_detail::deleteDc>;
+// Movable memory (GlobalAlloc) until the clipboard takes it over: release()
+// it once SetClipboardData succeeded.
+using GlobalMemory = UniqueHandle<HGLOBAL, &handle_detail::globalFree>;
 
 template <class H>
 using GdiObject = UniqueHandle<H, &handle_detail::deleteObject<H>>;
@@ -158,6 +163,79 @@ public:
 private:
     HDC dc_ = nullptr;
     HGDIOBJ previous_ = nullptr;
+};
+
+// The bytes of movable memory, locked (GlobalLock) for the scope and
+// unlocked after; get() is null when the lock failed.
+class GlobalLocked {
+public:
+    explicit GlobalLocked(HGLOBAL memory) noexcept : memory_(memory), data_(memory ? GlobalLock(memory) : nullptr) {}
+    GlobalLocked(const GlobalLocked&) = delete;
+    GlobalLocked& operator=(const GlobalLocked&) = delete;
+    ~GlobalLocked() {
+        if (data_) GlobalUnlock(memory_);
+    }
+
+    void* get() const noexcept { return data_; }
+    explicit operator bool() const noexcept { return data_ != nullptr; }
+
+private:
+    HGLOBAL memory_;
+    void* data_;
+};
+
+// The clipboard, opened for a window for the scope and closed after. Test
+// the owner: another program may hold the clipboard open.
+class OpenedClipboard {
+public:
+    explicit OpenedClipboard(HWND window) noexcept : open_(OpenClipboard(window) != FALSE) {}
+    OpenedClipboard(const OpenedClipboard&) = delete;
+    OpenedClipboard& operator=(const OpenedClipboard&) = delete;
+    ~OpenedClipboard() {
+        if (open_) CloseClipboard();
+    }
+
+    explicit operator bool() const noexcept { return open_; }
+
+private:
+    bool open_;
+};
+
+// A subclass procedure set on a window (SetWindowSubclass) for as long as
+// the owner lives; it is removed again on reset or scope exit, unless the
+// window is gone by then (a window's subclasses go with it).
+class WindowSubclass {
+public:
+    WindowSubclass() noexcept = default;
+    WindowSubclass(HWND window, SUBCLASSPROC proc, UINT_PTR id, DWORD_PTR data = 0) noexcept
+        : window_(window && SetWindowSubclass(window, proc, id, data) ? window : nullptr), proc_(proc), id_(id) {}
+    WindowSubclass(WindowSubclass&& other) noexcept
+        : window_(std::exchange(other.window_, nullptr)), proc_(other.proc_), id_(other.id_) {}
+    WindowSubclass& operator=(WindowSubclass&& other) noexcept {
+        if (this != &other) {
+            reset();
+            window_ = std::exchange(other.window_, nullptr);
+            proc_ = other.proc_;
+            id_ = other.id_;
+        }
+        return *this;
+    }
+    WindowSubclass(const WindowSubclass&) = delete;
+    WindowSubclass& operator=(const WindowSubclass&) = delete;
+    ~WindowSubclass() { reset(); }
+
+    HWND window() const noexcept { return window_; }
+    explicit operator bool() const noexcept { return window_ != nullptr; }
+
+    void reset() noexcept {
+        HWND window = std::exchange(window_, nullptr);
+        if (window && IsWindow(window)) RemoveWindowSubclass(window, proc_, id_);
+    }
+
+private:
+    HWND window_ = nullptr;
+    SUBCLASSPROC proc_ = nullptr;
+    UINT_PTR id_ = 0;
 };
 
 }  // namespace qbx

@@ -35,3 +35,33 @@ TEST_CASE("byte arrays round-trip through a SAFEARRAY, zero bytes included") {
     CHECK(qbx::bytesOf(empty).empty());
 }
 
+
+TEST_CASE("an array's data is held for the scope and let go once; an array that can't be held raises") {
+    qbx::SafeArray array = qbx::SafeArray::bytes("abc", 3);
+    SAFEARRAY* a = array.get();
+    SUBCASE("held inside, let go after, also when the scope ends by a failure") {
+        {
+            qbx::ArrayData<char> data(a);
+            CHECK(data[1] == 'b');
+            CHECK(a->cLocks == 1);
+            CHECK(SafeArrayDestroy(a) == DISP_E_ARRAYISLOCKED);
+        }
+        CHECK(a->cLocks == 0);
+        try {
+            qbx::ArrayData<char> data(a);
+            qbx::raiseVb(qbx::vbErrOutOfMemory);
+        } catch (const qbx::Error&) {
+        }
+        CHECK(a->cLocks == 0);
+    }
+    SUBCASE("a hold of someone else's stays") {
+        REQUIRE(SUCCEEDED(SafeArrayLock(a)));
+        { qbx::ArrayData<char> data(a); }
+        CHECK(a->cLocks == 1);
+        SafeArrayUnlock(a);
+    }
+    SUBCASE("no array: the failed access raises and nothing is let go") {
+        CHECK_THROWS_AS(qbx::ArrayData<char>(nullptr), qbx::Error);
+        CHECK(a->cLocks == 0);
+    }
+}

@@ -210,3 +210,81 @@ TEST_CASE("GDI owners: objects and DCs are deleted, selections undone, window DC
         CHECK_FALSE(GetIconInfo(raw, &info));
     }
 }
+
+TEST_CASE("clipboard memory: freed unless released, locked for the scope only") {
+    HGLOBAL raw = GlobalAlloc(GMEM_MOVEABLE, 16);
+    REQUIRE(raw);
+    {
+        qbx::GlobalMemory memory(raw);
+        {
+            qbx::GlobalLocked locked(memory.get());
+            REQUIRE(locked);
+            CHECK((GlobalFlags(raw) & GMEM_LOCKCOUNT) == 1);
+            REQUIRE(GlobalLock(raw));  // a lock of someone else's stays
+        }
+        CHECK((GlobalFlags(raw) & GMEM_LOCKCOUNT) == 1);
+        GlobalUnlock(raw);
+        CHECK((GlobalFlags(raw) & GMEM_LOCKCOUNT) == 0);
+        CHECK_FALSE(qbx::GlobalLocked(nullptr).get());
+        CHECK(memory.release() == raw);
+    }
+    // Released: still ours to free (GlobalFree answers null for a block it freed).
+    CHECK(GlobalFree(raw) == nullptr);
+    {
+        HGLOBAL second = GlobalAlloc(GMEM_MOVEABLE, 16);
+        qbx::GlobalMemory memory(second);
+        raw = second;
+    }
+    CHECK(GlobalSize(raw) == 0);
+}
+
+TEST_CASE("the clipboard is open for the scope only") {
+    qbx::OwnedWindow window(makeWindow());
+    {
+        qbx::OpenedClipboard clipboard(window.get());
+        REQUIRE(clipboard);
+        CHECK(GetOpenClipboardWindow() == window.get());
+    }
+    CHECK(GetOpenClipboardWindow() == nullptr);
+    CHECK(OpenClipboard(window.get()));
+    CloseClipboard();
+}
+
+namespace {
+
+int subclassCalls = 0;
+LRESULT CALLBACK countingSubclass(HWND w, UINT message, WPARAM wp, LPARAM lp, UINT_PTR, DWORD_PTR) {
+    if (message == WM_USER) ++subclassCalls;
+    return DefSubclassProc(w, message, wp, lp);
+}
+
+}  // namespace
+
+TEST_CASE("a subclass lasts as long as its owner, and a move hands it on") {
+    qbx::OwnedWindow window(makeWindow());
+    subclassCalls = 0;
+    auto heard = [&] {
+        const int before = subclassCalls;
+        SendMessageW(window.get(), WM_USER, 0, 0);
+        return subclassCalls > before;
+    };
+    {
+        qbx::WindowSubclass moved;
+        {
+            qbx::WindowSubclass subclass(window.get(), &countingSubclass, 7);
+            REQUIRE(subclass);
+            CHECK(heard());
+            qbx::WindowSubclass between(std::move(subclass));
+            moved = std::move(between);
+        }
+        CHECK(heard());
+    }
+    CHECK_FALSE(heard());
+    SUBCASE("a window gone first takes its subclass along") {
+        qbx::WindowSubclass subclass(window.get(), &countingSubclass, 7);
+        window.reset();
+        subclass.reset();
+        CHECK_FALSE(subclass);
+    }
+    SUBCASE("no window: no subclass") { CHECK_FALSE(qbx::WindowSubclass(nullptr, &countingSubclass, 7)); }
+}
