@@ -452,9 +452,11 @@ public:
     qbx::Disp item;
 };
 
-HRESULT createBrokenSafeInspector(const wchar_t* progId, IDispatch** out) {
+// A creation hook that makes a T in place of the safe inspector.
+template <class T>
+HRESULT createInsteadOfSafeInspector(const wchar_t* progId, IDispatch** out) {
     if (qbx::textEquals(progId, kSafeInspectorProgId)) {
-        *out = static_cast<IDispatch*>(qbx::makeObject<BrokenSafeInspector>().detach());
+        *out = static_cast<IDispatch*>(qbx::makeObject<T>().detach());
         return S_OK;
     }
     return qbx::createByProgId(progId, out);
@@ -470,7 +472,7 @@ TEST_CASE("a link that can't be written with the safe inspector present is repor
             Flow f(version);
             f.ol->close(f.w);
             if (activateFails) f.ol->failNext(L"Inspector.Activate", -1, static_cast<long>(0x80004005L), L"The operation failed.");
-            else qbx::setCreateHook(&createBrokenSafeInspector);
+            else qbx::setCreateHook(&createInsteadOfSafeInspector<BrokenSafeInspector>);
             f.w = f.ol->openCompose();
             f.ol->typeText(f.w, L"Hello world");
             qbxtest::PromptRecorder prompts;
@@ -614,21 +616,13 @@ private:
     qbx::Disp item_;
 };
 
-HRESULT createWatchingSafeInspector(const wchar_t* progId, IDispatch** out) {
-    if (qbx::textEquals(progId, kSafeInspectorProgId)) {
-        *out = static_cast<IDispatch*>(qbx::makeObject<WatchingSafeInspector>().detach());
-        return S_OK;
-    }
-    return qbx::createByProgId(progId, out);
-}
-
 }  // namespace
 
 TEST_CASE("Word in its own process (Outlook 2003): timers fire inside the link's calls, yet nothing leaves before its link") {
     SUBCASE("the removal is armed only once the link is in") {
         Flow f(11);
         f.ol->close(f.w);
-        qbx::setCreateHook(&createWatchingSafeInspector);
+        qbx::setCreateHook(&createInsteadOfSafeInspector<WatchingSafeInspector>);
         WatchingSafeInspector::removalArmedAtLink = false;
         f.w = f.ol->openCompose();
         WatchingSafeInspector::watched = objOutlookReactions->colInspectors.back().get();
