@@ -3,6 +3,7 @@
 #include <doctest/doctest.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "support/modGlobals.h"
 #include "support/com.h"
@@ -151,6 +152,11 @@ SIZE textExtent(HWND control, const std::wstring& text) {
     SelectObject(dc, old);
     ReleaseDC(control, dc);
     return size;
+}
+
+int envNumber(const char* name, int fallback) {
+    const char* value = std::getenv(name);
+    return value && *value ? std::atoi(value) : fallback;
 }
 
 }  // namespace qbxtest

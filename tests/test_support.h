@@ -61,6 +61,9 @@ std::wstring checkedCaption(HWND control, bool withKey, std::wstring& keys);
 // The size of a text in a control's font.
 SIZE textExtent(HWND control, const std::wstring& text);
 
+// A number from the environment (a screenshot's language column, its time).
+int envNumber(const char* name, int fallback);
+
 // UTF-8 text of a wide string, for doctest's messages.
 std::string narrow(const std::wstring& w);
 
