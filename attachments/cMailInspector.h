@@ -20,11 +20,16 @@ public:
     cMailInspector();            // Class_Initialize
     ~cMailInspector() override;  // Class_Terminate
 
+    // The mail shown in the window (an Outlook MailItem, with its events).
+    void setOuiMailItem(const qbx::Disp& mailItem);
+    // The reactions object reaches the rest through IDispatch, by name;
+    // Outlook's events arrive through the sinks.
+private:
+    friend struct cMailInspectorTesting;  // cMailInspector_testing.h
+
     // The settings button this window's "Standard" bar carries; nothing until added.
     void setCmdSettings(const qbx::Disp& button);
-    // The mail shown in the window (an Outlook MailItem, with its events).
     const qbx::Disp& ouiMailItem() const noexcept { return ouiMailItem_; }
-    void setOuiMailItem(const qbx::Disp& mailItem);
     // The window (an Outlook Inspector, with its events).
     const qbx::Disp& ouiMyInspector() const noexcept { return ouiMyInspector_; }
     void setOuiMyInspector(const qbx::Disp& inspector);
@@ -59,9 +64,6 @@ public:
 
     // The pending-removal timer; nothing while no removal is pending.
     std::unique_ptr<frmTimer> objDeleteAttTimer;
-
-private:
-    friend struct cMailInspectorTesting;  // cMailInspector_testing.h
 
     // Office raises a button's Click on every button that shares its tag, so
     // every window's button hears a click in any window: true when the

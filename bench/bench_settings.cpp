@@ -450,11 +450,11 @@ int wmain(int argc, wchar_t** argv) {
             opened = bench::now();
             rowsShown = objListHandler ? objListHandler->UsedRows(L"F1") : short(0);
             const double t0 = bench::now();
-            form.cmdOK_Click();
+            frmSettingsTesting::clickOK(form);
             saved = bench::now() - t0;
             closed = frmSettingsTesting::Closed(form);
             // Never left waiting for a person.
-            if (!closed) form.cmdCancel_Click();
+            if (!closed) frmSettingsTesting::clickCancel(form);
         });
         for (int r = 0; ok && r < rounds; ++r) {
             baselineRound();

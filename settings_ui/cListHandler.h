@@ -126,9 +126,6 @@ public:
     void Width(short intWidth);
     void MoveRight();
 
-    // One tick of the selection polling (the timer calls it; tests may too).
-    void objTimer_Timer();
-
     // Where the components can be downloaded (opened when the user says Yes).
     static const wchar_t* const kComponentsDownloadPage;
     // How often the selection is polled, in milliseconds.
@@ -136,6 +133,9 @@ public:
 
 private:
     friend struct cListHandlerTesting;  // cListHandler_testing.h
+
+    // One tick of the selection polling (the timer calls it).
+    void objTimer_Timer();
 
     qbx::Disp fncRange(const std::wstring& strAddress) const;
     void subSortRows(const std::wstring& strRange) const;

@@ -11,4 +11,6 @@ struct cListHandlerTesting {
     static void setSelectionChangeListener(cListHandler& grid, cListHandler::SelectionChangeListener listener) {
         grid.selectionChange_ = std::move(listener);
     }
+    // One tick of the selection polling, as the timer runs it.
+    static void pollSelection(cListHandler& grid) { grid.objTimer_Timer(); }
 };

@@ -39,8 +39,10 @@ public:
     // The one-shot delay before the grid is shown under a new page.
     static constexpr UINT kDisplayListDelay = 100;
 
-    // The window's procedures (public so tests can run them as the user's
-    // clicks would).
+private:
+    friend struct frmSettingsTesting;  // frmSettings_testing.h
+
+    // The window's procedures.
     void Form_Load();
     void Form_Paint();
     void Form_Unload();
@@ -53,9 +55,6 @@ public:
     void cmdCancel_Click();
     void lblWebLink_Click();
     void timDisplayExcelList_Timer();
-
-private:
-    friend struct frmSettingsTesting;  // frmSettings_testing.h
 
     INT_PTR fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
     void subClose();

@@ -23,4 +23,7 @@ struct frmSettingsTesting {
     static bool Closed(const frmSettings& form) noexcept { return form.Ended(); }
     // The controls put on the window at run time (the page, the grid).
     static cFormControls* Controls(const frmSettings& form) noexcept { return form.controls_.get(); }
+    // OK and Cancel as their clicks run them.
+    static void clickOK(frmSettings& form) { form.cmdOK_Click(); }
+    static void clickCancel(frmSettings& form) { form.cmdCancel_Click(); }
 };

@@ -3,10 +3,12 @@
 #include <doctest/doctest.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "support/modGlobals.h"
 #include "support/com.h"
 #include "support/modErroHandling.h"
+#include "support/com/text.h"
 
 namespace qbxtest {
 
@@ -106,6 +108,55 @@ std::wstring TrailLog::firstMissing(const std::vector<std::wstring>& texts) cons
         from = static_cast<size_t>(found - all.begin()) + 1;
     }
     return {};
+}
+
+std::wstring windowText(HWND window) {
+    wchar_t buf[2048] = {};
+    GetWindowTextW(window, buf, 2048);
+    return buf;
+}
+
+void pump() {
+    MSG msg;
+    for (int i = 0; i < 200 && PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE); ++i) {
+        TranslateMessage(&msg);
+        DispatchMessageW(&msg);
+    }
+}
+
+void checkDialogFont(HWND dialog) {
+    LOGFONTW font{};
+    GetObjectW(reinterpret_cast<HFONT>(SendMessageW(dialog, WM_GETFONT, 0, 0)), sizeof font, &font);
+    CHECK(std::wstring(font.lfFaceName) == L"MS Shell Dlg");
+}
+
+std::wstring checkedCaption(HWND control, bool withKey, std::wstring& keys) {
+    std::wstring caption = windowText(control);
+    if (withKey) {
+        const size_t amp = caption.find(L'&');
+        REQUIRE(amp != std::wstring::npos);
+        const wchar_t key = qbx::toLower(caption.substr(amp + 1, 1))[0];
+        CHECK(keys.find(key) == std::wstring::npos);
+        keys += key;
+        caption.erase(amp, 1);
+    }
+    CHECK_FALSE(caption.empty());
+    return caption;
+}
+
+SIZE textExtent(HWND control, const std::wstring& text) {
+    HDC dc = GetDC(control);
+    HGDIOBJ old = SelectObject(dc, reinterpret_cast<HFONT>(SendMessageW(control, WM_GETFONT, 0, 0)));
+    SIZE size{};
+    GetTextExtentPoint32W(dc, text.c_str(), static_cast<int>(text.size()), &size);
+    SelectObject(dc, old);
+    ReleaseDC(control, dc);
+    return size;
+}
+
+int envNumber(const char* name, int fallback) {
+    const char* value = std::getenv(name);
+    return value && *value ? std::atoi(value) : fallback;
 }
 
 }  // namespace qbxtest

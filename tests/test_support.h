@@ -47,6 +47,23 @@ long errorOf(F step) {
     return 0;
 }
 
+// A window's text.
+std::wstring windowText(HWND window);
+// Runs the queued messages of this thread (paints, posted messages).
+void pump();
+
+// A dialog's font is the dialog font of its resource.
+void checkDialogFont(HWND dialog);
+// A control's caption as a person reads it: not empty, the mnemonic marker
+// taken out. With withKey, the caption must have a mnemonic whose key is not
+// in keys yet; it is added there.
+std::wstring checkedCaption(HWND control, bool withKey, std::wstring& keys);
+// The size of a text in a control's font.
+SIZE textExtent(HWND control, const std::wstring& text);
+
+// A number from the environment (a screenshot's language column, its time).
+int envNumber(const char* name, int fallback);
+
 // UTF-8 text of a wide string, for doctest's messages.
 std::string narrow(const std::wstring& w);
 

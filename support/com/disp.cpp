@@ -56,6 +56,14 @@ DISPID Disp::idOf(const Name& member) const {
 
 Variant Disp::invoke(DISPID id, WORD flags, std::vector<Arg> args, int line) const {
     if (!p_) raiseVb(vbErrObjectNotSet, Here(line));
+    Variant result;
+    ExcepInfo ei;
+    HRESULT hr = invokeRaw(id, flags, args, result, ei.ei);
+    if (FAILED(hr)) raiseHr(hr, &ei.ei, Here(line));
+    return result;
+}
+
+HRESULT Disp::invokeRaw(DISPID id, WORD flags, std::vector<Arg>& args, Variant& result, EXCEPINFO& ei) const {
     // rgvarg holds the arguments last first.
     std::vector<VARIANT> rg(args.size());
     for (size_t i = 0; i < args.size(); ++i) {
@@ -76,14 +84,28 @@ Variant Disp::invoke(DISPID id, WORD flags, std::vector<Arg> args, int line) con
         dp.rgdispidNamedArgs = &named;
         dp.cNamedArgs = 1;
     }
-    Variant result;
-    ExcepInfo ei;
     UINT argErr = 0;
     const bool wantsResult = (flags & (DISPATCH_PROPERTYGET | DISPATCH_METHOD)) != 0;
-    HRESULT hr = p_->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, flags, &dp, wantsResult ? result.put() : nullptr,
-                            &ei.ei, &argErr);
-    if (FAILED(hr)) raiseHr(hr, &ei.ei, Here(line));
-    return result;
+    return p_->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, flags, &dp, wantsResult ? result.put() : nullptr, &ei,
+                      &argErr);
+}
+
+Disp::Outcome Disp::tryInvoke(const wchar_t* member, std::vector<Arg> args) const {
+    Outcome out;
+    ExcepInfo ei;
+    DISPID id = DISPID_UNKNOWN;
+    LPOLESTR n = const_cast<LPOLESTR>(member);
+    out.hr = p_ ? p_->GetIDsOfNames(IID_NULL, &n, 1, LOCALE_USER_DEFAULT, &id) : E_POINTER;
+    if (SUCCEEDED(out.hr)) out.hr = invokeRaw(id, DISPATCH_METHOD, args, out.value, ei.ei);
+    if (FAILED(out.hr)) {
+        // The same number and text a raising call would carry.
+        try {
+            raiseHr(out.hr, &ei.ei, Here::none());
+        } catch (const Error& e) {
+            out.error = e;
+        }
+    }
+    return out;
 }
 
 void Disp::put(Name member, Variant value) const {

@@ -7,9 +7,10 @@
 //   mail.put(L"Subject", L"Hello");             // Let
 //   inspector.putRef(L"Item", mail);            // Set
 //   request.call(L"send", std::move(body));     // a large argument moved in, not copied
+//   auto r = addin.tryCall(L"OnConnection", ...); // the HRESULT instead of a raise
 //
 // A failed call raises an Error carrying Visual Basic's number and text and
-// the line of the calling statement.
+// the line of the calling statement; tryCall answers it instead.
 #pragma once
 
 #include "support/com/values.h"
@@ -84,6 +85,21 @@ public:
     void call(Name member, A&&... args) const {
         invoke(idOf(member), DISPATCH_METHOD, pack(std::forward<A>(args)...), member.line);
     }
+    // What a call that does not raise answers: the HRESULT, the result, and
+    // for a failure the Error the raising call would have raised.
+    struct Outcome {
+        HRESULT hr = S_OK;
+        Variant value;
+        Error error{0, std::wstring(), 0};
+        explicit operator bool() const noexcept { return SUCCEEDED(hr); }
+    };
+    // A method called by name as a caller outside Visual Basic calls it (a
+    // host calling its add-in, Office calling a ribbon callback): the failure
+    // comes back in the outcome, with the EXCEPINFO's texts copied and freed.
+    template <class... A>
+    Outcome tryCall(const wchar_t* member, A&&... args) const {
+        return tryInvoke(member, pack(std::forward<A>(args)...));
+    }
     // The default member's value (Visual Basic's "x = obj").
     Variant defaultValue(Here w = {}) const { return invoke(DISPID_VALUE, DISPATCH_PROPERTYGET, {}, w.line); }
     // Property let.
@@ -130,6 +146,9 @@ private:
     // The one Invoke of the toolkit: arguments in declaration order, the
     // value of a property put as its last.
     Variant invoke(DISPID id, WORD flags, std::vector<Arg> args, int line) const;
+    // The call itself, answering the HRESULT; ei is the callee's EXCEPINFO.
+    HRESULT invokeRaw(DISPID id, WORD flags, std::vector<Arg>& args, Variant& result, EXCEPINFO& ei) const;
+    Outcome tryInvoke(const wchar_t* member, std::vector<Arg> args) const;
 
     ComPtr<IDispatch> p_;
 };

@@ -21,7 +21,7 @@ int buttonFor(const std::wstring& word) {
                                                            {L"no", IDNO}};
     for (auto& [n, b] : names)
         if (qbx::textEquals(word, n)) return b;
-    qbx::raise(5, L"unknown answer \"" + word + L"\" (ok, cancel, abort, retry, ignore, yes, no)");
+    qbx::raise(qbx::vbErrInvalidCall, L"unknown answer \"" + word + L"\" (ok, cancel, abort, retry, ignore, yes, no)");
 }
 
 emu::EditorKind editorNamed(const std::wstring& name) {
@@ -140,14 +140,14 @@ void Host::step(const Words& w, int lineNumber) {
     // Anything that is not a step of the set-up is taken for a user action:
     // Outlook and its add-ins start first.
     if (!command || command->when == When::OutlookRunning) {
-        if (quit_) qbx::raise(5, L"Outlook has quit");
+        if (quit_) qbx::raise(qbx::vbErrInvalidCall, L"Outlook has quit");
         start();
     }
-    if (!command) qbx::raise(5, L"unknown command \"" + w[0] + L"\" in line " + std::to_wstring(lineNumber));
+    if (!command) qbx::raise(qbx::vbErrInvalidCall, L"unknown command \"" + w[0] + L"\" in line " + std::to_wstring(lineNumber));
     if (command->when == When::BeforeOutlook && ol_)
-        qbx::raise(5, L"\"" + w[0] + L"\" must come before the mailbox is used or anything starts");
+        qbx::raise(qbx::vbErrInvalidCall, L"\"" + w[0] + L"\" must come before the mailbox is used or anything starts");
     if (command->when == When::BeforeStart && started_)
-        qbx::raise(5, L"\"" + w[0] + L"\" comes before \"start\": the add-in reads them at start-up");
+        qbx::raise(qbx::vbErrInvalidCall, L"\"" + w[0] + L"\" comes before \"start\": the add-in reads them at start-up");
     need(w, requiredArguments(command->arguments));
     command->run(*this, w);
     // Outlook quit during the action (while a dialog was open): the process
@@ -184,7 +184,7 @@ const std::vector<Host::Step>& Host::scenarioCommands() {
          [](Host& h, const Words& w) {
              size_t cut = w[1].find_last_of(L'\\');
              emu::Folder* parent = cut == std::wstring::npos ? nullptr : h.folderAt(w[1].substr(0, cut));
-             if (!parent) qbx::raise(5, L"no folder above " + w[1]);
+             if (!parent) qbx::raise(qbx::vbErrInvalidCall, L"no folder above " + w[1]);
              std::wstring name = w[1].substr(cut + 1);
              if (!parent->folders->find(name)) parent->folders->add(name, w.size() > 2 ? _wtol(w[2].c_str()) : 6);
          },
@@ -192,7 +192,7 @@ const std::vector<Host::Step>& Host::scenarioCommands() {
         {L"post", L"FOLDER SUBJECT",
          [](Host& h, const Words& w) {
              emu::Folder* f = h.folderAt(w[1]);
-             if (!f) qbx::raise(5, L"no folder " + w[1]);
+             if (!f) qbx::raise(qbx::vbErrInvalidCall, L"no folder " + w[1]);
              if (!h.postIn(f, w[2])) {
                  emu::Item* it = h.model().make<emu::Item>(emu::ItemKind::Post, L"IPM.Post", f);
                  it->subject = w[2];
@@ -204,10 +204,10 @@ const std::vector<Host::Step>& Host::scenarioCommands() {
          [](Host& h, const Words& w) {
              emu::Folder* f = h.folderAt(w[1]);
              emu::Item* it = f ? h.postIn(f, w[2]) : nullptr;
-             if (!it) qbx::raise(5, L"no item " + quoted(w[2]) + L" in " + w[1]);
+             if (!it) qbx::raise(qbx::vbErrInvalidCall, L"no item " + quoted(w[2]) + L" in " + w[1]);
              static const std::map<std::wstring, long> types = {{L"text", 1}, {L"number", 3}, {L"date", 5}, {L"yesno", 6}};
              auto t = types.find(w[4]);
-             if (t == types.end()) qbx::raise(5, L"property types: text, number, date, yesno");
+             if (t == types.end()) qbx::raise(qbx::vbErrInvalidCall, L"property types: text, number, date, yesno");
              emu::UserProperty* p = it->properties->find(w[3]);
              if (!p) p = it->properties->add(w[3], t->second);
              p->assign(qbx::Variant(w[5]));
@@ -273,7 +273,7 @@ const std::vector<Host::Step>& Host::scenarioCommands() {
              emu::Item* found = nullptr;
              for (emu::Item* it : h.ol_->defaultFolder(6)->contents)
                  if (it->savedSubject == w[1]) found = it;
-             if (!found) qbx::raise(5, L"no mail " + quoted(w[1]) + L" in the Inbox");
+             if (!found) qbx::raise(qbx::vbErrInvalidCall, L"no mail " + quoted(w[1]) + L" in the Inbox");
              h.opened(h.ol_->openItem(found));
          },
          L"opens a mail of the Inbox in a read window", action},
@@ -281,7 +281,7 @@ const std::vector<Host::Step>& Host::scenarioCommands() {
          [](Host& h, const Words& w) {
              auto windows = h.ol_->openWindows();
              size_t n = static_cast<size_t>(_wtol(w[1].c_str()));
-             if (n < 1 || n > windows.size()) qbx::raise(9, L"no window " + w[1]);
+             if (n < 1 || n > windows.size()) qbx::raise(qbx::vbErrSubscript, L"no window " + w[1]);
              h.current_ = windows[n - 1];
              h.ol_->activate(h.current_);
          },
@@ -307,12 +307,12 @@ const std::vector<Host::Step>& Host::scenarioCommands() {
          L"attaches the files one by one", action},
         {L"click", L"TAG|CAPTION",
          [](Host& h, const Words& w) {
-             if (!h.ol_->clickButton(h.current(), w[1])) qbx::raise(5, L"no button " + quoted(w[1]) + L" on the Standard bar");
+             if (!h.ol_->clickButton(h.current(), w[1])) qbx::raise(qbx::vbErrInvalidCall, L"no button " + quoted(w[1]) + L" on the Standard bar");
          },
          L"clicks a button of the window's Standard bar", action},
         {L"ribbon", L"ID",
          [](Host& h, const Words& w) {
-             if (!h.ol_->clickRibbon(h.current(), w[1])) qbx::raise(5, L"no ribbon button " + quoted(w[1]) + L" in this window");
+             if (!h.ol_->clickRibbon(h.current(), w[1])) qbx::raise(qbx::vbErrInvalidCall, L"no ribbon button " + quoted(w[1]) + L" in this window");
          },
          L"clicks a button of the add-in's ribbon", action},
         {L"send", L"",
@@ -346,7 +346,7 @@ void Host::expect(const Words& w) {
     model();
     const Step* check = findCommand(expectCommands(), w[1]);
     if (!check) check = findCommand(settingsExpectCommands(), w[1]);
-    if (!check) qbx::raise(5, L"unknown expectation \"" + w[1] + L"\"");
+    if (!check) qbx::raise(qbx::vbErrInvalidCall, L"unknown expectation \"" + w[1] + L"\"");
     need(w, 1 + requiredArguments(check->arguments));
     check->run(*this, w);
 }
@@ -449,13 +449,13 @@ const std::vector<Host::Step>& Host::expectCommands() {
         {L"settings-owner", L"mail|none|CLASS", owner, L"the owner of the last settings window, likewise"},
         {L"late-releases", L"N",
          [](Host& h, const Words& w) {
-             if (!h.quit_) qbx::raise(5, L"\"expect late-releases\" comes after \"quit\"");
+             if (!h.quit_) qbx::raise(qbx::vbErrInvalidCall, L"\"expect late-releases\" comes after \"quit\"");
              h.checkCount(h.ol_->releasesAfterQuit(), w[2], L"references released after Quit returned", L"there were");
          },
          L"references to Outlook's objects released after a fast shutdown's Quit"},
         {L"references", L"N",
          [](Host& h, const Words& w) {
-             if (!h.quit_) qbx::raise(5, L"\"expect references\" comes after \"quit\"");
+             if (!h.quit_) qbx::raise(qbx::vbErrInvalidCall, L"\"expect references\" comes after \"quit\"");
              h.checkCount(h.afterShutdown_.total(), w[2], L"references held after shutdown", L"there are");
          },
          L"references held on Outlook's objects after quit"},

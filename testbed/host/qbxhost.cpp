@@ -320,7 +320,7 @@ void Host::quit() {
 }
 
 emu::Inspector* Host::current() {
-    if (!current_ || !current_->open) qbx::raise(5, L"no window is open");
+    if (!current_ || !current_->open) qbx::raise(qbx::vbErrInvalidCall, L"no window is open");
     return current_;
 }
 
@@ -343,7 +343,7 @@ emu::Item* Host::postIn(emu::Folder* f, const std::wstring& subject) {
 }
 
 void Host::need(const Words& w, size_t n) {
-    if (w.size() < n + 1) qbx::raise(450, L"\"" + w[0] + L"\" needs " + std::to_wstring(n) + L" argument(s)");
+    if (w.size() < n + 1) qbx::raise(qbx::vbErrArgCount, L"\"" + w[0] + L"\" needs " + std::to_wstring(n) + L" argument(s)");
 }
 
 void Host::showWindow(emu::Inspector* w) {
@@ -364,11 +364,11 @@ void Host::opened(emu::Inspector* window) {
 }
 
 void Host::serverControl(const std::wstring& call, const std::function<void()>& send) {
-    if (!spemu::configured()) qbx::raise(5, L"no SharePoint emulator (QBX_SP_URL is not set)");
+    if (!spemu::configured()) qbx::raise(qbx::vbErrInvalidCall, L"no SharePoint emulator (QBX_SP_URL is not set)");
     try {
         send();
     } catch (...) {
-        qbx::raise(5, L"the SharePoint emulator refused " + quoted(call));
+        qbx::raise(qbx::vbErrInvalidCall, L"the SharePoint emulator refused " + quoted(call));
     }
 }
 
@@ -450,7 +450,7 @@ void Host::queueChoice(const Words& w) {
         c.url = w[2];
         c.flag = w.size() > 3 && qbx::textEquals(w[3], L"add");
  } else if (c.action != L"cancel" && c.action != L"close" && c.action != L"quit") {
-        qbx::raise(5, L"choose " + std::wstring(findCommand(scenarioCommands(), L"choose")->arguments));
+        qbx::raise(qbx::vbErrInvalidCall, L"choose " + std::wstring(findCommand(scenarioCommands(), L"choose")->arguments));
     }
     choices_.push_back(c);
 }

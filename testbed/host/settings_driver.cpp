@@ -27,12 +27,12 @@ HWND gridHost(HWND window) { return childOfClass(window, L"AtlAxWin"); }
 
 qbx::Disp gridObject(HWND window) {
     HWND host = gridHost(window);
-    if (!host) qbx::raise(5, L"the settings window has no grid");
+    if (!host) qbx::raise(qbx::vbErrInvalidCall, L"the settings window has no grid");
     using GetControlFn = HRESULT(WINAPI*)(HWND, IUnknown**);
     static const auto getControl = reinterpret_cast<GetControlFn>(
         reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(L"atl.dll"), "AtlAxGetControl")));
     qbx::ComPtr<IUnknown> control;
-    if (!getControl || FAILED(getControl(host, control.put()))) qbx::raise(5, L"the grid's control can't be reached");
+    if (!getControl || FAILED(getControl(host, control.put()))) qbx::raise(qbx::vbErrInvalidCall, L"the grid's control can't be reached");
     return qbx::Disp::fromUnknown(control.get());
 }
 
@@ -63,7 +63,7 @@ long firstEmptyRow(HWND window) {
         qbx::Variant v = sheet.getObj(L"Range", L"A" + std::to_wstring(row)).get(L"Value");
         if (v.isEmpty() || v.isNull() || v.toString().empty()) return row;
     }
-    qbx::raise(5, L"the grid is full");
+    qbx::raise(qbx::vbErrInvalidCall, L"the grid is full");
 }
 
 void command(HWND dialog, int id, WORD code) {
@@ -81,9 +81,9 @@ void CALLBACK stepTimer(HWND window, UINT, UINT_PTR, DWORD) {
 
 void Host::queueConfigure(const Words& w) {
     const SettingsStep* step = findCommand(configureCommands(), w[1]);
-    if (!step) qbx::raise(5, alternatives(L"configure", configureCommands()));
+    if (!step) qbx::raise(qbx::vbErrInvalidCall, alternatives(L"configure", configureCommands()));
     const size_t needs = requiredArguments(step->arguments);
-    if (w.size() < needs + 2) qbx::raise(450, L"\"configure " + w[1] + L"\" needs " + std::to_wstring(needs) + L" argument(s)");
+    if (w.size() < needs + 2) qbx::raise(qbx::vbErrArgCount, L"\"configure " + w[1] + L"\" needs " + std::to_wstring(needs) + L" argument(s)");
     configureSteps_.push_back(w);
 }
 
@@ -143,9 +143,9 @@ const std::vector<Host::SettingsStep>& Host::configureCommands() {
     static const auto clickIn = [](Host& h, const std::wstring& n, const std::wstring& what, auto click) {
         auto windows = h.ol_->openWindows();
         const size_t index = static_cast<size_t>(_wtol(n.c_str()));
-        if (index < 1 || index > windows.size()) qbx::raise(9, L"no window " + n);
+        if (index < 1 || index > windows.size()) qbx::raise(qbx::vbErrSubscript, L"no window " + n);
         h.say(L"    clicked the " + what + L" of window " + n + L" meanwhile");
-        if (!click(windows[index - 1])) qbx::raise(5, L"window " + n + L" has no " + what);
+        if (!click(windows[index - 1])) qbx::raise(qbx::vbErrInvalidCall, L"window " + n + L" has no " + what);
     };
     static const std::vector<SettingsStep> table = {
         {L"add", L"URL",
@@ -191,7 +191,7 @@ const std::vector<Host::SettingsStep>& Host::configureCommands() {
              command(page, IDC_CMBDEFAULT, CBN_DROPDOWN);
              const LRESULT index = SendMessageW(combo, CB_FINDSTRINGEXACT, static_cast<WPARAM>(-1),
                                                 reinterpret_cast<LPARAM>(w[2].c_str()));
-             if (index == CB_ERR) qbx::raise(5, L"the default box does not offer " + quoted(w[2]));
+             if (index == CB_ERR) qbx::raise(qbx::vbErrInvalidCall, L"the default box does not offer " + quoted(w[2]));
              SendMessageW(combo, CB_SETCURSEL, static_cast<WPARAM>(index), 0);
              command(page, IDC_CMBDEFAULT, CBN_SELCHANGE);
              h.say(L"    picked " + quoted(w[2]) + L" as the default");

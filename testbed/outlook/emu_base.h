@@ -45,7 +45,6 @@ inline constexpr long kFailed = static_cast<long>(0x80004005L);         // E_FAI
 inline constexpr long kFileNotFound = static_cast<long>(0x80070002L);   // ERROR_FILE_NOT_FOUND
 inline constexpr long kPathNotFound = static_cast<long>(0x80070003L);   // ERROR_PATH_NOT_FOUND
 inline constexpr long kServerGone = static_cast<long>(0x800706BAL);     // RPC_S_SERVER_UNAVAILABLE
-inline constexpr long kTypeMismatch = 13;                               // Visual Basic's "Type mismatch"
 inline constexpr const wchar_t* kDeletedText = L"The item has been moved or deleted.";
 }  // namespace errors
 

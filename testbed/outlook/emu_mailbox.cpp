@@ -666,7 +666,7 @@ Variant UserProperty::initialValue(long t) {
 }
 
 void UserProperty::assign(const Variant& v) {
-    auto mismatch = [] { fail(errors::kTypeMismatch, qbx::vbErrorText(qbx::vbErrTypeMismatch)); };
+    auto mismatch = [] { qbx::raiseVb(qbx::vbErrTypeMismatch); };
     VARTYPE vt = v.type();
     if (v.isObject() || vt == VT_NULL || (vt & VT_ARRAY)) mismatch();
     switch (type) {

@@ -213,33 +213,19 @@ void Outlook::callAddin(AddinSlot& s, const wchar_t* name, DISPID id, int mode) 
         }
     } else {
         // Through IDispatch: the DISPID by name, then Invoke.
-        DISPID found = DISPID_UNKNOWN;
-        LPOLESTR n = const_cast<LPOLESTR>(name);
-        hr = s.disp->GetIDsOfNames(IID_NULL, &n, 1, LOCALE_USER_DEFAULT, &found);
-        if (SUCCEEDED(hr)) {
-            VARIANT customArg;
-            VariantInit(&customArg);
-            customArg.vt = VT_BYREF | VT_ARRAY | VT_VARIANT;
-            customArg.pparray = &custom.a;
-            std::vector<qbx::Variant> front;
-            if (id == 1) {
-                front.push_back(qbx::Variant(app_->disp()));
-                front.push_back(qbx::Variant(static_cast<long>(mode)));
-                front.push_back(qbx::Variant(s.object->disp()));
-            } else if (id == 2) {
-                front.push_back(qbx::Variant(static_cast<long>(mode)));
-            }
-            std::vector<VARIANT> rg(front.size() + 1);
-            rg[0] = customArg;
-            for (size_t i = 0; i < front.size(); ++i) rg[rg.size() - 1 - i] = front[i].raw();
-            DISPPARAMS dp{rg.data(), nullptr, static_cast<UINT>(rg.size()), 0};
-            qbx::Variant result;
-            EXCEPINFO ei{};
-            hr = s.disp->Invoke(found, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &dp, result.put(), &ei, nullptr);
-            SysFreeString(ei.bstrSource);
-            SysFreeString(ei.bstrDescription);
-            SysFreeString(ei.bstrHelpFile);
-        }
+        VARIANT customRef;
+        VariantInit(&customRef);
+        customRef.vt = VT_BYREF | VT_ARRAY | VT_VARIANT;
+        customRef.pparray = &custom.a;
+        qbx::Variant customArg = qbx::Variant::attach(customRef);
+        qbx::Disp addin(s.disp);
+        if (id == 1)
+            hr = addin.tryCall(name, qbx::Variant(app_->disp()), static_cast<long>(mode), qbx::Variant(s.object->disp()),
+                               customArg).hr;
+        else if (id == 2)
+            hr = addin.tryCall(name, static_cast<long>(mode), customArg).hr;
+        else
+            hr = addin.tryCall(name, customArg).hr;
     }
     addinCalls_.push_back(std::wstring(name) + (SUCCEEDED(hr) ? L"" : L" failed " + hex(hr)));
 }
@@ -348,7 +334,7 @@ void Outlook::loadRibbon(const std::wstring& ribbonId) {
             try {
                 qbx::ComPtr<IDispatch> docPtr;
                 if (FAILED(qbx::createByProgId(L"MSXML2.DOMDocument", docPtr.put())))
-                    qbx::raise(429, L"no XML parser");
+                    qbx::raise(qbx::vbErrCantCreate, L"no XML parser");
                 qbx::Disp doc(docPtr);
                 doc.put(L"async", false);
                 if (!doc.get(L"loadXML", load.xml).toBool()) {
@@ -382,7 +368,7 @@ void Outlook::loadRibbon(const std::wstring& ribbonId) {
         if (load.accepted) {
             load.ui = make<RibbonUI>(ribbonId);
             ribbons_[ribbonId] = load;
-            if (!load.onLoad.empty()) callCallback(load.onLoad, {load.ui->var()}, nullptr);
+            if (!load.onLoad.empty()) callCallback(load.onLoad, load.ui->var(), nullptr);
             std::vector<std::wstring> images;
             for (const auto& b : load.buttons)
                 if (!b.image.empty() && std::find(images.begin(), images.end(), b.image) == images.end())
@@ -390,7 +376,7 @@ void Outlook::loadRibbon(const std::wstring& ribbonId) {
             if (!load.loadImage.empty())
                 for (const auto& img : images) {
                     qbx::Variant picture;
-                    callCallback(load.loadImage, {qbx::Variant(img)}, &picture);
+                    callCallback(load.loadImage, qbx::Variant(img), &picture);
                 }
         } else {
             ribbons_[ribbonId] = load;
@@ -399,7 +385,7 @@ void Outlook::loadRibbon(const std::wstring& ribbonId) {
     }
 }
 
-HRESULT Outlook::callCallback(const std::wstring& name, std::vector<qbx::Variant> args, qbx::Variant* result) {
+HRESULT Outlook::callCallback(const std::wstring& name, qbx::Variant arg, qbx::Variant* result) {
     CallbackCall call;
     call.name = name;
     call.hr = E_NOINTERFACE;
@@ -409,29 +395,18 @@ HRESULT Outlook::callCallback(const std::wstring& name, std::vector<qbx::Variant
         s.ext->QueryInterface(qbx::IID_IRibbonExtensibility, ribbon.putVoid());
         if (!ribbon) continue;
         // The callbacks are reached through the ribbon interface's IDispatch.
-        IDispatch* d = ribbon.get();
-        DISPID id = DISPID_UNKNOWN;
-        LPOLESTR n = const_cast<LPOLESTR>(name.c_str());
-        call.hr = d->GetIDsOfNames(IID_NULL, &n, 1, LOCALE_USER_DEFAULT, &id);
+        auto r = qbx::Disp(ribbon.get()).tryCall(name.c_str(), std::move(arg));
+        call.hr = r.hr;
         if (SUCCEEDED(call.hr)) {
-            std::vector<VARIANT> rg(args.size());
-            for (size_t i = 0; i < args.size(); ++i) rg[args.size() - 1 - i] = args[i].raw();
-            DISPPARAMS dp{rg.empty() ? nullptr : rg.data(), nullptr, static_cast<UINT>(rg.size()), 0};
-            qbx::Variant r;
-            EXCEPINFO ei{};
-            call.hr = d->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &dp, r.put(), &ei, nullptr);
-            SysFreeString(ei.bstrSource);
-            SysFreeString(ei.bstrDescription);
-            SysFreeString(ei.bstrHelpFile);
-            call.resultType = r.type();
-            const VARIANT& raw = r.raw();
+            call.resultType = r.value.type();
+            const VARIANT& raw = r.value.raw();
             IUnknown* u = raw.vt == VT_DISPATCH ? raw.pdispVal : (raw.vt == VT_UNKNOWN ? raw.punkVal : nullptr);
             if (u) {
                 qbx::ComPtr<IUnknown> pic;
                 u->QueryInterface(IID_IPictureDisp, pic.putVoid());
                 call.resultIsPicture = static_cast<bool>(pic);
             }
-            if (result) *result = std::move(r);
+            if (result) *result = std::move(r.value);
         }
         break;
     }
@@ -446,7 +421,7 @@ bool Outlook::clickRibbon(Inspector* w, const std::wstring& controlId) {
     for (const auto& b : it->second.buttons) {
         if (b.id != controlId || b.onAction.empty()) continue;
         RibbonControl* c = make<RibbonControl>(controlId, w, L"");
-        return SUCCEEDED(callCallback(b.onAction, {c->var()}, nullptr));
+        return SUCCEEDED(callCallback(b.onAction, c->var(), nullptr));
     }
     return false;
 }

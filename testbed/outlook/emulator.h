@@ -299,7 +299,7 @@ private:
     };
     void callAddin(AddinSlot& s, const wchar_t* name, DISPID id, int mode);
     void loadRibbon(const std::wstring& ribbonId);
-    HRESULT callCallback(const std::wstring& name, std::vector<qbx::Variant> args, qbx::Variant* result);
+    HRESULT callCallback(const std::wstring& name, qbx::Variant arg, qbx::Variant* result);
     std::wstring ribbonIdFor(Inspector* w) const;
     void createDefaultStore();
 

@@ -7,7 +7,7 @@
 #include "settings/cPersonalSettings.h"
 #include "settings/modSettingsStore.h"
 #include "support/modLanguage.h"
-#include "testbed/outlook/emulator.h"
+#include "tests/mailbox_file.h"
 #include "tests/attachments/test_chooser_util.h"
 #include "attachments/frmChooseSite_testing.h"
 
@@ -26,48 +26,30 @@ const std::wstring kFile = L"plan%202024.doc";  // as the caller hands it over: 
 
 // Sessions of the emulated Outlook over one mailbox, the settings loaded at
 // each start as the start-up does; stored at first: A, B, C with B the default.
-class Mailbox {
+class Mailbox : public qbxtest::MailboxFile {
 public:
-    Mailbox() {
-        wchar_t temp[MAX_PATH + 1] = {};
-        GetTempPathW(MAX_PATH + 1, temp);
-        static int n = 0;
-        file_ = std::wstring(temp) + L"qbx_chooser_" + std::to_wstring(GetCurrentProcessId()) + L"_" +
-                std::to_wstring(++n) + L".mbx";
-        DeleteFileW(file_.c_str());
+    Mailbox() : MailboxFile(L"qbx_chooser_") {
         start();
         objPersonalSettings->DicList.FromString(kSites);
         objPersonalSettings->strDefaultSite = kSiteB;
         REQUIRE(objPersonalSettings->SaveSettings());
     }
-    ~Mailbox() {
-        stop();
-        DeleteFileW(file_.c_str());
-    }
-    void restart() {
-        stop();
-        start();
-    }
-    std::unique_ptr<emu::Outlook> ol;
+    ~Mailbox() override { stop(); }
 
 private:
-    void start() {
+    void start() override {
         qbxtest::resetAddinState();
         subSetPhrases(4);
-        emu::Knobs k;
-        k.mailboxFile = file_;
-        ol = std::make_unique<emu::Outlook>(k);
-        ouaOutlook = ol->application();
+        MailboxFile::start();
         REQUIRE(subFindSettingsFolder());
         objPersonalSettings = std::make_shared<cPersonalSettings>();
         REQUIRE(objPersonalSettings->GetSettings());
     }
-    void stop() {
+    void stop() override {
         objPersonalSettings.reset();
         qbxtest::resetAddinState();  // lets go of every Outlook reference
         ol.reset();
     }
-    std::wstring file_;
 };
 
 bool enabled(frmChooseSite& form, int id) { return IsWindowEnabled(form.control(id)) != FALSE; }
@@ -86,9 +68,9 @@ TEST_CASE_FIXTURE(Mailbox, "chooser: opens over the mail window in list mode, th
     HWND list = form.control(IDC_LSTSITES);
     REQUIRE(SendMessageW(list, LB_GETCOUNT, 0, 0) == 3);
     CHECK(SendMessageW(list, LB_GETCURSEL, 0, 0) == 1);
-    CHECK(text(form.control(IDC_TXTFILENAME)) == kFile);
+    CHECK(windowText(form.control(IDC_TXTFILENAME)) == kFile);
     CHECK(form.strSitePath == kSiteB + kFile);
-    CHECK(text(form.control(IDC_LBLRESULT)) == kSiteB + kFile);
+    CHECK(windowText(form.control(IDC_LBLRESULT)) == kSiteB + kFile);
     CHECK(checked(form, IDC_OPTPREDEFINED));
     for (int id : {IDC_FRAPREDEFINED, IDC_LSTSITES, IDC_CHKDEFAULT}) CHECK(enabled(form, id));
     for (int id : {IDC_FRANEWSITE, IDC_TXTNEWSITE, IDC_CHKADD}) CHECK_FALSE(enabled(form, id));
@@ -108,9 +90,9 @@ TEST_CASE_FIXTURE(Mailbox, "chooser: a typed library makes an address only from 
     HWND site = form.control(IDC_TXTNEWSITE);
     type(site, L"http");
     CHECK(form.strSitePath == kSiteB + kFile);
-    CHECK(text(form.control(IDC_LBLRESULT)) == kSiteB + kFile);
+    CHECK(windowText(form.control(IDC_LBLRESULT)) == kSiteB + kFile);
     type(site, L"s");
-    CHECK(text(form.control(IDC_LBLRESULT)) == L"https/" + kFile);
+    CHECK(windowText(form.control(IDC_LBLRESULT)) == L"https/" + kFile);
     type(site, L"://sp.test/new lib/");
     CHECK(form.strSitePath == L"https://sp.test/new%20lib/" + kFile);
 

@@ -42,7 +42,7 @@ TEST_CASE("chooser without a mouse: Tab in reading order, a key per caption, eve
 
         // The other option by its frame's key, though the frame is switched
         // off while the list is chosen: the new library's box has the focus.
-        const std::wstring frame = choosertest::text(form.control(IDC_FRANEWSITE));
+        const std::wstring frame = choosertest::windowText(form.control(IDC_FRANEWSITE));
         REQUIRE(frame.find(L'&') != std::wstring::npos);
         person.alt(frame[frame.find(L'&') + 1]);
         CHECK(IsDlgButtonChecked(form.hWnd(), IDC_OPTNEW) == BST_CHECKED);
@@ -50,11 +50,11 @@ TEST_CASE("chooser without a mouse: Tab in reading order, a key per caption, eve
         walk({IDC_CHKADD, IDC_TXTFILENAME, IDOK, IDCANCEL, IDC_OPTNEW, IDC_TXTNEWSITE});
 
         // Back to the list by its frame's key; a label's key leads to its box.
-        const std::wstring listFrame = choosertest::text(form.control(IDC_FRAPREDEFINED));
+        const std::wstring listFrame = choosertest::windowText(form.control(IDC_FRAPREDEFINED));
         person.alt(listFrame[listFrame.find(L'&') + 1]);
         CHECK(IsDlgButtonChecked(form.hWnd(), IDC_OPTPREDEFINED) == BST_CHECKED);
         for (const auto& [label, box] : {std::pair{IDC_LBLFILENAME, IDC_TXTFILENAME}, std::pair{IDC_LBLSITE, IDC_LSTSITES}}) {
-            const std::wstring caption = choosertest::text(form.control(label));
+            const std::wstring caption = choosertest::windowText(form.control(label));
             const size_t amp = caption.find(L'&');
             REQUIRE(amp != std::wstring::npos);
             person.alt(caption[amp + 1]);

@@ -12,7 +12,7 @@
 #include <algorithm>
 #include <memory>
 
-using choosertest::text;
+using qbxtest::windowText;
 
 TEST_CASE("chooser layout: every caption is its control's phrase and fits it, in all sixteen languages") {
     qbxtest::resetAddinState();
@@ -39,31 +39,15 @@ TEST_CASE("chooser layout: every caption is its control's phrase and fits it, in
         subSetPhrases(column);
         frmChooseSite form;
         REQUIRE(form.Load());
-        CHECK(text(form.hWnd()) == LNGCHOOSE);
-        LOGFONTW font{};
-        GetObjectW(reinterpret_cast<HFONT>(SendMessageW(form.hWnd(), WM_GETFONT, 0, 0)), sizeof font, &font);
-        CHECK(std::wstring(font.lfFaceName) == L"MS Shell Dlg");
+        CHECK(windowText(form.hWnd()) == LNGCHOOSE);
+        qbxtest::checkDialogFont(form.hWnd());
         std::wstring keys;  // the mnemonics: one on each caption but OK's and Cancel's, none twice
         for (const auto& c : controls) {
             CAPTURE(c.id);
             HWND control = form.control(c.id);
-            std::wstring caption = text(control);
-            if (c.id != IDOK && c.id != IDCANCEL) {
-                const size_t amp = caption.find(L'&');
-                REQUIRE(amp != std::wstring::npos);
-                const wchar_t key = qbx::toLower(caption.substr(amp + 1, 1))[0];
-                CHECK(keys.find(key) == std::wstring::npos);
-                keys += key;
-                caption.erase(amp, 1);
-            }
-            CHECK_FALSE(caption.empty());
+            const std::wstring caption = qbxtest::checkedCaption(control, c.id != IDOK && c.id != IDCANCEL, keys);
             CHECK(caption == *c.phrase);
-            HDC dc = GetDC(control);
-            HGDIOBJ old = SelectObject(dc, reinterpret_cast<HFONT>(SendMessageW(control, WM_GETFONT, 0, 0)));
-            SIZE size{};
-            GetTextExtentPoint32W(dc, caption.c_str(), static_cast<int>(caption.size()), &size);
-            SelectObject(dc, old);
-            ReleaseDC(control, dc);
+            const SIZE size = qbxtest::textExtent(control, caption);
             RECT client{};
             GetClientRect(control, &client);
             CHECK(size.cx + c.decoration <= client.right);

@@ -13,16 +13,10 @@
 #include "support/modLanguage.h"
 #include "tests/test_support.h"
 
-#include <cstdlib>
 #include <memory>
 #include <string>
 
 namespace {
-
-int fncEnvNumber(const char* name, int fallback) {
-    const char* value = std::getenv(name);
-    return value && *value ? std::atoi(value) : fallback;
-}
 
 void CALLBACK subEndShot(HWND dialog, UINT, UINT_PTR, DWORD) { EndDialog(dialog, IDCANCEL); }
 
@@ -30,8 +24,8 @@ void CALLBACK subEndShot(HWND dialog, UINT, UINT_PTR, DWORD) { EndDialog(dialog,
 
 TEST_CASE("chooser screenshot: the dialog on screen with sample data" * doctest::skip()) {
     qbxtest::resetAddinState();
-    const int column = fncEnvNumber("QBX_SHOT_COLUMN", 4);
-    const int seconds = fncEnvNumber("QBX_SHOT_SECONDS", 8);
+    const int column = qbxtest::envNumber("QBX_SHOT_COLUMN", 4);
+    const int seconds = qbxtest::envNumber("QBX_SHOT_SECONDS", 8);
     REQUIRE(column >= 1);
     REQUIRE(column <= 16);
     subSetPhrases(static_cast<short>(column));

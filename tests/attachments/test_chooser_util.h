@@ -15,11 +15,7 @@
 
 namespace choosertest {
 
-inline std::wstring text(HWND window) {
-    wchar_t buf[2048] = {};
-    GetWindowTextW(window, buf, 2048);
-    return buf;
-}
+using qbxtest::windowText;
 
 // A click as the dialog hears it; a check box toggles first, as under a click.
 inline void click(frmChooseSite& form, int id, bool post = false) {

@@ -179,7 +179,7 @@ TEST_CASE("the default library on Outlook 2000 to today: link at the cursor, att
         CHECK(cMailInspectorTesting::pendingRemoval(f.wrapper()));
         emu::Outlook::pumpMessages(700);
         CHECK_FALSE(cMailInspectorTesting::pendingRemoval(f.wrapper()));
-        CHECK_FALSE(f.wrapper().objDeleteAttTimer);
+        CHECK_FALSE(cMailInspectorTesting::removalTimer(f.wrapper()));
     }
 }
 
@@ -226,14 +226,14 @@ TEST_CASE("the 5-second rule: 3 seconds later the walk moves the file without a 
     Flow f(12);
     f.attach(L"first.txt");
     emu::Outlook::pumpMessages(700);
-    REQUIRE_FALSE(f.wrapper().objDeleteAttTimer);
+    REQUIRE_FALSE(cMailInspectorTesting::removalTimer(f.wrapper()));
     f.now += 3 * kSecond;
     f.attach(L"second.txt");
     CHECK(f.attachments().empty());
-    CHECK_FALSE(f.wrapper().objDeleteAttTimer);
+    CHECK_FALSE(cMailInspectorTesting::removalTimer(f.wrapper()));
     f.now += 6 * kSecond;
     f.attach(L"third.txt");
-    CHECK(f.wrapper().objDeleteAttTimer);
+    CHECK(cMailInspectorTesting::removalTimer(f.wrapper()));
     CHECK(f.attachments().empty());
     CHECK(f.puts() == 3);
 }
@@ -258,7 +258,7 @@ TEST_CASE("nothing is lost: a library that does not take the file leaves mail an
             qbxtest::PromptRecorder prompts;
             f.attach(L"kept.txt");
             CHECK(f.attachments() == std::vector<std::wstring>{L"kept.txt"});
-            if (objOutlookReactions) CHECK_FALSE(f.wrapper().objDeleteAttTimer);  // no removal to come
+            if (objOutlookReactions) CHECK_FALSE(cMailInspectorTesting::removalTimer(f.wrapper()));  // no removal to come
             CHECK(f.text() == L"Hello world");
             CHECK(f.inLibrary(kLibA, L"kept.txt").empty());
             if (std::wstring(c.fault) == L"one") CHECK(f.ol->saveTargets().empty());
@@ -357,7 +357,7 @@ TEST_CASE("odd file names: converted twice on the default library, and stored un
                 a = f.attach(L"plain.txt");
                 a->fileName = c.name;
                 f.useLibraries(f.base + kLibA + L"\r\n" + f.base + kLibB, f.base + kLibA, true);
-                f.wrapper().ouiMailItem_AttachmentAdd(a->var().toDisp());
+                cMailInspectorTesting::attachmentAdd(f.wrapper(), a->var().toDisp());
             }
             CHECK(f.text() == L"Hello " + f.link(kLibA, c.lastSegment) + L" \r\nworld");
             CHECK(f.attachments().empty());
@@ -425,14 +425,14 @@ TEST_CASE("without the safe inspector: reported once; an object that runs on wri
     auto inspector = qbx::makeObject<cMailInspector>();
     CHECK_FALSE(cMailInspectorTesting::hasSafeInspector(*inspector.get()));
     inspector->setOuiMailItem(qbx::Disp(f.w->item->disp()));
-    inspector->setOuiMyInspector(qbx::Disp(f.w->disp()));
+    cMailInspectorTesting::setWindow(*inspector.get(), qbx::Disp(f.w->disp()));
     f.attach(L"moved.txt");
     CHECK(f.attachments().empty());
     CHECK(f.inLibrary(kLibA, L"moved.txt") == Flow::content(L"moved.txt"));
     CHECK(f.inLibrary(kLibA, L"stays.txt") == Flow::content(L"stays.txt"));  // the walk took it too
     CHECK(f.text().empty());
     CHECK(prompts.prompts().size() == 1);
-    inspector->ouiMyInspector_Close();
+    cMailInspectorTesting::close(*inspector.get());
     inspector.reset();
 }
 
@@ -452,9 +452,11 @@ public:
     qbx::Disp item;
 };
 
-HRESULT createBrokenSafeInspector(const wchar_t* progId, IDispatch** out) {
+// A creation hook that makes a T in place of the safe inspector.
+template <class T>
+HRESULT createInsteadOfSafeInspector(const wchar_t* progId, IDispatch** out) {
     if (qbx::textEquals(progId, kSafeInspectorProgId)) {
-        *out = static_cast<IDispatch*>(qbx::makeObject<BrokenSafeInspector>().detach());
+        *out = static_cast<IDispatch*>(qbx::makeObject<T>().detach());
         return S_OK;
     }
     return qbx::createByProgId(progId, out);
@@ -470,7 +472,7 @@ TEST_CASE("a link that can't be written with the safe inspector present is repor
             Flow f(version);
             f.ol->close(f.w);
             if (activateFails) f.ol->failNext(L"Inspector.Activate", -1, static_cast<long>(0x80004005L), L"The operation failed.");
-            else qbx::setCreateHook(&createBrokenSafeInspector);
+            else qbx::setCreateHook(&createInsteadOfSafeInspector<BrokenSafeInspector>);
             f.w = f.ol->openCompose();
             f.ol->typeText(f.w, L"Hello world");
             qbxtest::PromptRecorder prompts;
@@ -600,7 +602,7 @@ public:
                      qbx::Disp(static_cast<IDispatch*>(real_.get())).putRef(L"Item", item_);
                  });
         method(L"InsertText", [this](qbx::Args& a) {
-            if (watched) removalArmedAtLink |= watched->objDeleteAttTimer != nullptr ||
+            if (watched) removalArmedAtLink |= cMailInspectorTesting::removalTimer(*watched) != nullptr ||
                                                static_cast<bool>(cMailInspectorTesting::pendingRemoval(*watched));
             real_->InsertText(a.str(0));
             return qbx::Variant();
@@ -614,21 +616,13 @@ private:
     qbx::Disp item_;
 };
 
-HRESULT createWatchingSafeInspector(const wchar_t* progId, IDispatch** out) {
-    if (qbx::textEquals(progId, kSafeInspectorProgId)) {
-        *out = static_cast<IDispatch*>(qbx::makeObject<WatchingSafeInspector>().detach());
-        return S_OK;
-    }
-    return qbx::createByProgId(progId, out);
-}
-
 }  // namespace
 
 TEST_CASE("Word in its own process (Outlook 2003): timers fire inside the link's calls, yet nothing leaves before its link") {
     SUBCASE("the removal is armed only once the link is in") {
         Flow f(11);
         f.ol->close(f.w);
-        qbx::setCreateHook(&createWatchingSafeInspector);
+        qbx::setCreateHook(&createInsteadOfSafeInspector<WatchingSafeInspector>);
         WatchingSafeInspector::removalArmedAtLink = false;
         f.w = f.ol->openCompose();
         WatchingSafeInspector::watched = objOutlookReactions->colInspectors.back().get();
@@ -756,9 +750,9 @@ TEST_CASE("fast shutdown (Outlook 2010 on): at Quit everything goes, and nothing
 TEST_CASE("the timer's rules: 500 ms, one removal pending stops the next event's own attachment, the 5-second boundary") {
     Flow f(12, true);
     f.attach(L"first.txt");
-    REQUIRE(f.wrapper().objDeleteAttTimer);
-    CHECK(f.wrapper().objDeleteAttTimer->TimerInterval() == 500);
-    CHECK(f.wrapper().objDeleteAttTimer->TimerEnabled());
+    REQUIRE(cMailInspectorTesting::removalTimer(f.wrapper()));
+    CHECK(cMailInspectorTesting::removalTimer(f.wrapper())->TimerInterval() == 500);
+    CHECK(cMailInspectorTesting::removalTimer(f.wrapper())->TimerEnabled());
     // 6 seconds on, with first.txt's removal still pending: the new file's
     // own attachment stops before it is moved; the walk moves it, without a timer of its own.
     f.now += 6 * kSecond;
@@ -776,10 +770,10 @@ TEST_CASE("the 5-second rule's boundary: exactly 5 seconds is not more than 5") 
     f.now = 5 * kSecond;
     f.attach(L"third.txt");  // the walk moves it, without a timer
     CHECK(f.attachments().empty());
-    CHECK_FALSE(f.wrapper().objDeleteAttTimer);
+    CHECK_FALSE(cMailInspectorTesting::removalTimer(f.wrapper()));
     f.now = 5.01 * kSecond;
     f.attach(L"fourth.txt");  // the event itself, with the timer
-    CHECK(f.wrapper().objDeleteAttTimer);
+    CHECK(cMailInspectorTesting::removalTimer(f.wrapper()));
     think(700);
     CHECK(f.attachments().empty());
     CHECK(f.puts() == 2);

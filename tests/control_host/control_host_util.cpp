@@ -75,14 +75,6 @@ TestForm::~TestForm() {
     pump();
 }
 
-void pump() {
-    MSG msg;
-    for (int i = 0; i < 200 && PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE); ++i) {
-        TranslateMessage(&msg);
-        DispatchMessageW(&msg);
-    }
-}
-
 RECT placement(HWND window) {
     RECT r{};
     GetWindowRect(window, &r);
@@ -93,12 +85,6 @@ RECT placement(HWND window) {
 std::wstring windowClass(HWND window) {
     wchar_t buf[256] = {};
     GetClassNameW(window, buf, 256);
-    return buf;
-}
-
-std::wstring windowText(HWND window) {
-    wchar_t buf[1024] = {};
-    GetWindowTextW(window, buf, 1024);
     return buf;
 }
 
@@ -119,15 +105,6 @@ void setClipboardText(HWND owner, const std::wstring& text) {
     GlobalUnlock(memory);
     SetClipboardData(CF_UNICODETEXT, memory);
     CloseClipboard();
-}
-
-long errorNumberOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const qbx::Error& e) {
-        return e.number();
-    }
-    return 0;
 }
 
 }  // namespace hosttest

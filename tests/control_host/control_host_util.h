@@ -54,21 +54,17 @@ private:
     HWND window_ = nullptr;
 };
 
-// Runs the queued messages of this thread (paints, posted messages).
-void pump();
+using qbxtest::pump;
+using qbxtest::windowText;
 
 // A window's rectangle in its parent's client coordinates.
 RECT placement(HWND window);
 
 std::wstring windowClass(HWND window);
-std::wstring windowText(HWND window);
 
 // Places a control through its extender, in twips, and shows it.
 void place(const qbx::Disp& extender, long left, long top, long width, long height);
 
 void setClipboardText(HWND owner, const std::wstring& text);
-
-// The number of the error an action raises (0 when it raises none).
-long errorNumberOf(const std::function<void()>& action);
 
 }  // namespace hosttest

@@ -99,7 +99,7 @@ bool at(HWND window, long left, long top, long right, long bottom) {
 
 }  // namespace
 
-using hosttest::errorNumberOf;
+using qbxtest::errorOf;
 
 TEST_CASE("a control added by ProgID is hosted in atl.dll's container, placed in twips and removed") {
     qbx::ComPtr<IClassFactory> factory(new LabelFactory(false));
@@ -146,16 +146,16 @@ TEST_CASE("a control added by ProgID is hosted in atl.dll's container, placed in
         CHECK(ext.get(L"caption").toString() == L"Libraries");
         CHECK(controls.Item(L"LblTest").sameAs(ext));
 
-        CHECK(errorNumberOf([&] { controls.Add(L"QuillboxTest.Label", L"LBLtest"); }) == 360);
-        CHECK(errorNumberOf([&] { controls.Add(L"QuillboxTest.NoSuchClass", L"lblOther"); }) == 429);
+        CHECK(errorOf([&] { controls.Add(L"QuillboxTest.Label", L"LBLtest"); }) == 360);
+        CHECK(errorOf([&] { controls.Add(L"QuillboxTest.NoSuchClass", L"lblOther"); }) == 429);
         CHECK(controls.Window(L"lblOther") == nullptr);
 
         object.reset();
         controls.Remove(L"lblTest");
         CHECK_FALSE(IsWindow(host));
         CHECK(liveLabels == 0);
-        CHECK(errorNumberOf([&] { ext.get(L"Left"); }) == 91);
-        CHECK(errorNumberOf([&] { controls.Remove(L"lblTest"); }) == 730);
+        CHECK(errorOf([&] { ext.get(L"Left"); }) == 91);
+        CHECK(errorOf([&] { controls.Remove(L"lblTest"); }) == 730);
 
         // Controls still on the window go with the collection.
         controls.Add(L"QuillboxTest.Label", L"lblLast");
@@ -173,7 +173,7 @@ TEST_CASE("a class demanding a run-time licence is created only with the form's 
 
     // No entry, then a wrong key: the class's own refusal reaches the caller.
     for (const wchar_t* name : {L"lbl1", L"lbl2"}) {
-        CHECK(errorNumberOf([&] { controls.Add(L"QuillboxTest.LicensedLabel", name); }) == CLASS_E_NOTLICENSED);
+        CHECK(errorOf([&] { controls.Add(L"QuillboxTest.LicensedLabel", name); }) == CLASS_E_NOTLICENSED);
         CHECK(controls.Window(name) == nullptr);
         controls.AddLicense(L"QuillboxTest.LicensedLabel", L"wrong");
     }

@@ -5,6 +5,7 @@
 #include <doctest/doctest.h>
 
 #include "attachments/cMailInspector.h"
+#include "attachments/cMailInspector_testing.h"
 #include "host/QBXOutlookConnect.h"
 #include "host/cOutlookReactions.h"
 #include "support/modGlobals.h"
@@ -139,7 +140,7 @@ TEST_CASE("only mail windows get an object: the mail-class test") {
         CHECK(Session::wrappers().size() == wrapped);
         CHECK(Session::ourButtons(w).size() == (c.wrapped ? 1u : 0u));
         CHECK(intInspectorCount == ++open);
-        if (c.wrapped) CHECK(ours<emu::Inspector>(Session::wrappers().back()->ouiMyInspector()) == w);
+        if (c.wrapped) CHECK(ours<emu::Inspector>(cMailInspectorTesting::window(*Session::wrappers().back().get())) == w);
     }
 }
 
@@ -152,17 +153,17 @@ TEST_CASE("closed windows are pruned at the next send or new mail, and only they
     s.ol.close(w[2]);  // two neighbours: a forward walk would miss one
     auto& list = Session::wrappers();
     REQUIRE(list.size() == 4);
-    CHECK_FALSE(list[1]->ouiMyInspector());
-    CHECK_FALSE(list[1]->ouiMailItem());
+    CHECK_FALSE(cMailInspectorTesting::window(*list[1].get()));
+    CHECK_FALSE(cMailInspectorTesting::mailItem(*list[1].get()));
 
     w[3]->item->to = L"someone@example.com";
     CHECK(s.ol.send(w[3]));  // never cancelled
     REQUIRE(list.size() == 2);
-    CHECK(ours<emu::Inspector>(list[0]->ouiMyInspector()) == w[0]);
+    CHECK(ours<emu::Inspector>(cMailInspectorTesting::window(*list[0].get())) == w[0]);
     // The sent mail's window closed after ItemSend: gone at the next new mail.
     s.ol.receiveMail(L"Hello");
     REQUIRE(list.size() == 1);
-    CHECK(ours<emu::Inspector>(list[0]->ouiMyInspector()) == w[0]);
+    CHECK(ours<emu::Inspector>(cMailInspectorTesting::window(*list[0].get())) == w[0]);
 }
 
 TEST_CASE("the settings button: one per window, in the set order, opening the settings, deleted at close") {

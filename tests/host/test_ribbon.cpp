@@ -49,17 +49,6 @@ std::wstring customUI(IRibbonExtensibility* ribbon, const wchar_t* id) {
     return xml.str();
 }
 
-// A call as Office makes it: GetIDsOfNames, then Invoke with IID_NULL,
-// DISPATCH_METHOD and the arguments in reverse order.
-HRESULT callByName(IDispatch* d, const wchar_t* name, std::vector<VARIANT> argsReversed, VARIANT* result) {
-    DISPID id = DISPID_UNKNOWN;
-    LPOLESTR n = const_cast<LPOLESTR>(name);
-    HRESULT hr = d->GetIDsOfNames(IID_NULL, &n, 1, LOCALE_USER_DEFAULT, &id);
-    if (FAILED(hr)) return hr;
-    DISPPARAMS dp{argsReversed.data(), nullptr, static_cast<UINT>(argsReversed.size()), 0};
-    return d->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &dp, result, nullptr, nullptr);
-}
-
 bool isIconPicture(const VARIANT& v) {
     qbx::ComPtr<IPicture> picture;
     if (v.vt != VT_DISPATCH || !v.pdispVal || FAILED(v.pdispVal->QueryInterface(IID_IPicture, picture.putVoid())))
@@ -88,20 +77,18 @@ TEST_CASE("ribbon: the compose and read documents, to the character, and none fo
 TEST_CASE("ribbon: getImages by reference or into a by-reference argument; the button without Outlook") {
     qbxtest::resetAddinState();
     qbx::ComPtr<IDTExtensibility2> connection(new QBXOutlookConnect());
+    // Office calls by name: GetIDsOfNames, then Invoke with the method flag.
+    qbx::Disp addin(connection.get());
     qbx::Bstr text(L"AnyIdAtAll");
     BSTR raw = text.get();
     VARIANT byRef;
     byRef.vt = VT_BYREF | VT_BSTR;
     byRef.pbstrVal = &raw;
-    qbx::Variant result;
-    CHECK(callByName(connection.get(), L"getImages", {byRef}, result.put()) == S_OK);
-    CHECK(isIconPicture(result.raw()));
+    auto images = addin.tryCall(L"getImages", qbx::Variant::attach(byRef));
+    CHECK(images.hr == S_OK);
+    CHECK(isIconPicture(images.value.raw()));
     qbx::Variant returned;
-    VARIANT ref;
-    ref.vt = VT_BYREF | VT_VARIANT;
-    ref.pvarVal = returned.ptr();
-    qbx::Variant id(L"QBX");
-    CHECK(callByName(connection.get(), L"getImages", {ref, id.raw()}, nullptr) == S_OK);
+    CHECK(addin.tryCall(L"getImages", L"QBX", qbx::ByRef(returned)).hr == S_OK);
     CHECK(isIconPicture(returned.raw()));
 
     // Without Outlook the settings button names the support address and opens nothing.
@@ -110,7 +97,7 @@ TEST_CASE("ribbon: getImages by reference or into a by-reference argument; the b
     qbxtest::PromptRecorder prompts(IDOK);
     qbx::Variant control = qbx::Variant::nothing();
     auto ribbon = connection.as<IRibbonExtensibility>(qbx::IID_IRibbonExtensibility);
-    CHECK(callByName(ribbon.get(), L"cmdShowSettings", {control.raw()}, nullptr) == S_OK);
+    CHECK(qbx::Disp(ribbon.get()).tryCall(L"cmdShowSettings", control).hr == S_OK);
     REQUIRE(prompts.prompts().size() == 1);
     CHECK(prompts.prompts()[0].text ==
           std::wstring(L"Failed to connect to Outlook!\r\nPlease contact support at ") + kSupportAddress + L".");

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/com/disp.h"
 #include "support/office_interfaces.h"
 
 namespace {
@@ -49,34 +50,10 @@ private:
     bool asOutlook_;
 };
 
-HRESULT invokeByName(IDispatch* d, const wchar_t* name, std::vector<VARIANT> argsReversed) {
-    DISPID id = 0;
-    LPOLESTR n = const_cast<LPOLESTR>(name);
-    HRESULT hr = d->GetIDsOfNames(IID_NULL, &n, 1, LOCALE_USER_DEFAULT, &id);
-    if (FAILED(hr)) return hr;
-    DISPPARAMS dp{argsReversed.empty() ? nullptr : argsReversed.data(), nullptr,
-                  static_cast<UINT>(argsReversed.size()), 0};
-    VARIANT result;
-    VariantInit(&result);
-    EXCEPINFO ei{};
-    hr = d->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &dp, &result, &ei, nullptr);
-    VariantClear(&result);
-    return hr;
-}
-
-std::vector<VARIANT> connectionArgs(IDispatch* app) {
-    // OnConnection(Application, ConnectMode, AddInInst, custom), last first.
-    std::vector<VARIANT> a(4);
-    for (auto& v : a) VariantInit(&v);
-    a[0].vt = VT_ERROR;
-    a[0].scode = DISP_E_PARAMNOTFOUND;
-    a[1].vt = VT_DISPATCH;
-    a[1].pdispVal = nullptr;
-    a[2].vt = VT_I4;
-    a[2].lVal = 1;
-    a[3].vt = VT_DISPATCH;
-    a[3].pdispVal = app;
-    return a;
+// OnConnection's arguments as Office passes them: the application, the
+// connect mode, the add-in's own object and the custom array (omitted here).
+HRESULT connectThroughDispatch(const qbx::Disp& addin, IDispatch* app) {
+    return addin.tryCall(L"OnConnection", qbx::Variant(app), 1, qbx::Variant::nothing(), qbx::missing).hr;
 }
 
 }  // namespace
@@ -113,21 +90,14 @@ int main() {
     check(prompts.empty(), "no prompt for a well-formed connection");
 
     // Through IDispatch, by member name.
-    IDispatch* disp = nullptr;
-    ext->QueryInterface(IID_IDispatch, reinterpret_cast<void**>(&disp));
-    check(disp != nullptr, "IDispatch offered");
-    if (disp) {
-        check(invokeByName(disp, L"OnConnection", connectionArgs(&outlook)) == S_OK, "IDispatch OnConnection");
-        VARIANT mode;
-        VariantInit(&mode);
-        mode.vt = VT_I4;
-        mode.lVal = 0;
-        check(invokeByName(disp, L"OnDisconnection", {mode}) == S_OK, "IDispatch OnDisconnection");
+    if (qbx::Disp addin = qbx::Disp::fromUnknown(ext)) {
+        check(connectThroughDispatch(addin, &outlook) == S_OK, "IDispatch OnConnection");
+        check(addin.tryCall(L"OnDisconnection", 0).hr == S_OK, "IDispatch OnDisconnection");
         check(prompts.empty(), "still no prompt");
 
         // Bad input: an object that is not an Outlook application goes through
         // the error trap (one report), and the host gets a normal return.
-        check(invokeByName(disp, L"OnConnection", connectionArgs(&notOutlook)) == S_OK,
+        check(connectThroughDispatch(addin, &notOutlook) == S_OK,
               "IDispatch OnConnection with a non-Outlook object returns normally");
         check(prompts.size() == 1, "one error report shown");
         if (!prompts.empty()) {
@@ -137,7 +107,8 @@ int main() {
         }
         check(ext->OnConnection(&notOutlook, 1, nullptr, nullptr) == S_OK, "a second bad connection returns normally");
         check(prompts.size() == 1, "at most one report per load");
-        disp->Release();
+    } else {
+        check(false, "IDispatch offered");
     }
     ext->Release();
     check(outlook.refs == 1 && notOutlook.refs == 1, "the add-in holds no reference to the objects it was given");

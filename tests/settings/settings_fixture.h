@@ -1,6 +1,6 @@
-// Shared by the settings tests: the shared state put back around each test,
-// creation by ProgID that can be made to fail, and the processes the add-in
-// would start, recorded instead of run.
+// Shared by the settings tests and the scripting components' tests: the
+// shared state put back around each test, creation by ProgID that can be made
+// to fail, and the processes the add-in would start, recorded instead of run.
 #pragma once
 
 #include "support/modGlobals.h"

@@ -6,7 +6,7 @@
 #include "settings/modSettingsStore.h"
 #include "support/modErroHandling.h"
 #include "support/modOutlookCode.h"
-#include "testbed/outlook/emulator.h"
+#include "tests/mailbox_file.h"
 #include "tests/settings/settings_fixture.h"
 
 #include <algorithm>
@@ -20,24 +20,10 @@ namespace {
 qbx::Disp com(emu::Object* o) { return qbx::Disp(o->disp()); }
 
 // Sessions of the emulated Outlook over one mailbox file.
-class Mailbox : public settingstest::Fixture {
+class Mailbox : public settingstest::Fixture, public qbxtest::MailboxFile {
 public:
-    Mailbox() {
-        wchar_t temp[MAX_PATH + 1] = {};
-        GetTempPathW(MAX_PATH + 1, temp);
-        file_ = std::wstring(temp) + L"qbx_settings_" + std::to_wstring(GetCurrentProcessId()) + L".mbx";
-        DeleteFileW(file_.c_str());
-        start();
-    }
-    ~Mailbox() {
-        stop();
-        DeleteFileW(file_.c_str());
-    }
-    // Outlook ends and starts again; the add-in is loaded afresh.
-    void restart() {
-        stop();
-        start();
-    }
+    Mailbox() : MailboxFile(L"qbx_settings_") { start(); }
+    ~Mailbox() override { stop(); }
     // The add-in's start-up steps for the settings.
     bool startAddin() {
         subFindSettingsFolder();
@@ -71,20 +57,11 @@ public:
         addProps(item, props);
     }
 
-    std::unique_ptr<emu::Outlook> ol;
-
 private:
-    void start() {
-        emu::Knobs k;
-        k.mailboxFile = file_;
-        ol = std::make_unique<emu::Outlook>(k);
-        ouaOutlook = ol->application();
-    }
-    void stop() {
+    void stop() override {
         settingstest::resetAll();  // drops every Outlook reference the add-in holds
         ol.reset();
     }
-    std::wstring file_;
 };
 
 }  // namespace

@@ -23,6 +23,14 @@
 
 namespace windowtest {
 
+// The text's non-empty lines.
+inline std::vector<std::wstring> lines(const std::wstring& text) {
+    std::vector<std::wstring> out;
+    for (const std::wstring& s : qbx::split(text, L"\r\n"))
+        if (!s.empty()) out.push_back(s);
+    return out;
+}
+
 // The emulated Outlook (version 11, with the Assistant) as the add-in's
 // Outlook, over the add-in's state as at load time.
 struct Session {

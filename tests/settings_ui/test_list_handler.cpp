@@ -138,15 +138,15 @@ TEST_CASE("selection: a header cell moves to row 2; the program's own moves rais
     g.grid.EditMode(false);
     CHECK(g.grid.objTimer->TimerEnabled());
 
-    g.grid.objTimer_Timer();  // the user's selection is now D7
+    cListHandlerTesting::pollSelection(g.grid);  // the user's selection is now D7
     CHECK(raised == std::vector<std::wstring>{L"$D$7"});
-    g.grid.objTimer_Timer();  // unchanged: nothing more
+    cListHandlerTesting::pollSelection(g.grid);  // unchanged: nothing more
     CHECK(raised.size() == 1);
 
     g.grid.SetCheckedColumn(L"B:B");
     g.grid.SetChecked(L"B4", false);
     g.sheet().select(qbx::sheet::parseAddress(L"B4"));
-    g.grid.objTimer_Timer();
+    cListHandlerTesting::pollSelection(g.grid);
     CHECK(g.grid.GetChecked(L"B4"));                 // toggled
     CHECK(g.sheet().activeRow() == 7);               // back where the user was
     CHECK(raised.size() == 1);                       // and no event for the box

@@ -16,19 +16,13 @@
 using persontest::Person;
 using windowtest::Window;
 using Strings = std::vector<std::wstring>;
+using windowtest::lines;
 
 namespace {
 
 const std::wstring kShared = L"http://server/sites/team/Shared Documents/";
 const std::wstring kDocuments = L"http://server/Documents/";
 const std::wstring kProposals = L"http://server/sites/team/Proposals/";
-
-Strings lines(const std::wstring& text) {
-    Strings out;
-    for (const std::wstring& s : qbx::split(text, L"\r\n"))
-        if (!s.empty()) out.push_back(s);
-    return out;
-}
 
 // The middle of a row of the grid's column A (17 pixels a row at the test
 // display's 96 DPI; the grid shows no headings).

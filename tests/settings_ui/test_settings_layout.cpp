@@ -8,18 +8,9 @@
 #include "support/phrases.h"
 #include "tests/settings_ui/settings_window_util.h"
 
+using qbxtest::textExtent;
 
 namespace {
-
-SIZE textExtent(HWND control, const std::wstring& text) {
-    HDC dc = GetDC(control);
-    HGDIOBJ old = SelectObject(dc, reinterpret_cast<HFONT>(SendMessageW(control, WM_GETFONT, 0, 0)));
-    SIZE size{};
-    GetTextExtentPoint32W(dc, text.c_str(), static_cast<int>(text.size()), &size);
-    SelectObject(dc, old);
-    ReleaseDC(control, dc);
-    return size;
-}
 
 RECT inWindow(HWND control, HWND window) {
     RECT r{};
@@ -55,24 +46,13 @@ TEST_CASE("settings layout: every caption is its control's phrase and fits it, i
         subSetPhrases(column);
         windowtest::Window w({.sites = L"http://intranet/sites/team/docs/"});
         w.settle();
-        LOGFONTW font{};
-        GetObjectW(reinterpret_cast<HFONT>(SendMessageW(w.hWnd(), WM_GETFONT, 0, 0)), sizeof font, &font);
-        CHECK(std::wstring(font.lfFaceName) == L"MS Shell Dlg");
+        qbxtest::checkDialogFont(w.hWnd());
         std::wstring keys;  // the page's mnemonics: one each, none twice
         for (const auto& c : controls) {
             CAPTURE(c.name);
             HWND control = c.onPage ? w.pageControl(c.id) : w.control(c.id);
             REQUIRE(control != nullptr);
-            std::wstring caption = hosttest::windowText(control);
-            if (c.onPage) {
-                const size_t amp = caption.find(L'&');
-                REQUIRE(amp != std::wstring::npos);
-                const wchar_t key = qbx::toLower(caption.substr(amp + 1, 1))[0];
-                CHECK(keys.find(key) == std::wstring::npos);
-                keys += key;
-                caption.erase(amp, 1);
-            }
-            CHECK_FALSE(caption.empty());
+            const std::wstring caption = qbxtest::checkedCaption(control, c.onPage, keys);
             CHECK(caption == c.phrase());
             RECT client{};
             GetClientRect(control, &client);

@@ -78,7 +78,7 @@ TEST_CASE("the page list: advanced pages only in advanced mode, a page without t
 
     cTabs tabs;  // a caption given twice: the dictionary's duplicate-key error
     tabs.AddTab(L"uscPlain", L"Plain", false, false, false, {}, false);
-    CHECK(hosttest::errorNumberOf([&] { tabs.AddTab(L"uscPlain", L"Plain", true, false, false, {}, false); }) == 457);
+    CHECK(qbxtest::errorOf([&] { tabs.AddTab(L"uscPlain", L"Plain", true, false, false, {}, false); }) == 457);
 }
 
 TEST_CASE("the grid's writes: edit mode switches screen updating and protection off and on again, the range "

@@ -10,14 +10,8 @@
 #include "tests/settings_ui/settings_window_util.h"
 #include "settings_ui/frmSettings_testing.h"
 
-#include <cstdlib>
 
 namespace {
-
-int fncEnvNumber(const char* name, int fallback) {
-    const char* value = std::getenv(name);
-    return value && *value ? std::atoi(value) : fallback;
-}
 
 void CALLBACK subEndShot(HWND window, UINT, UINT_PTR id, DWORD) {
     KillTimer(window, id);
@@ -27,8 +21,8 @@ void CALLBACK subEndShot(HWND window, UINT, UINT_PTR id, DWORD) {
 }  // namespace
 
 TEST_CASE("settings screenshot: the window on screen with a few libraries" * doctest::skip()) {
-    const int column = fncEnvNumber("QBX_SHOT_COLUMN", 4);
-    const int seconds = fncEnvNumber("QBX_SHOT_SECONDS", 8);
+    const int column = qbxtest::envNumber("QBX_SHOT_COLUMN", 4);
+    const int seconds = qbxtest::envNumber("QBX_SHOT_SECONDS", 8);
     REQUIRE(column >= 1);
     REQUIRE(column <= 16);
     subSetPhrases(static_cast<short>(column));

@@ -21,15 +21,9 @@
 using windowtest::Opening;
 using windowtest::Window;
 using Strings = std::vector<std::wstring>;
+using windowtest::lines;
 
 namespace {
-
-Strings lines(const std::wstring& text) {
-    Strings out;
-    for (const std::wstring& s : qbx::split(text, L"\r\n"))
-        if (!s.empty()) out.push_back(s);
-    return out;
-}
 
 // The grid's column A under the header, down to the first empty row.
 Strings gridRows(const Window& w) {

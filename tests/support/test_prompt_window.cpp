@@ -5,6 +5,7 @@
 
 #include "support/prompt.h"
 #include "support/prompt_testing.h"
+#include "tests/test_support.h"
 
 #include <functional>
 #include <string>
@@ -19,12 +20,6 @@ struct Drive {
     int ticks = 0;
 };
 Drive* drive = nullptr;
-
-std::wstring textOf(HWND w) {
-    wchar_t buf[512] = {};
-    GetWindowTextW(w, buf, 512);
-    return buf;
-}
 
 BOOL CALLBACK findBox(HWND w, LPARAM found) {
     wchar_t cls[32] = {};
@@ -49,8 +44,8 @@ void CALLBACK tick(HWND, UINT, UINT_PTR, DWORD) {
     drive->dialog = box;
     HWND edit = FindWindowExW(box, nullptr, L"Edit", nullptr);
     HWND label = FindWindowExW(box, nullptr, L"Static", nullptr);
-    drive->promptShown = label ? textOf(label) : L"";
-    drive->editShown = edit ? textOf(edit) : L"";
+    drive->promptShown = label ? qbxtest::windowText(label) : L"";
+    drive->editShown = edit ? qbxtest::windowText(edit) : L"";
     DWORD from = 0, to = 0;
     if (edit) SendMessageW(edit, EM_GETSEL, reinterpret_cast<WPARAM>(&from), reinterpret_cast<LPARAM>(&to));
     drive->selectedShown = drive->editShown.substr(from, to - from);
@@ -63,6 +58,16 @@ void typeInto(HWND edit, const std::wstring& text) {
 void press(HWND target, UINT vk) {
     PostMessageW(target, WM_KEYDOWN, vk, 1);
     PostMessageW(target, WM_KEYUP, vk, 0xC0000001);
+}
+
+// A person who types the text and then presses the key.
+Drive typing(const std::wstring& text, UINT vk) {
+    Drive d;
+    d.act = [text, vk](HWND edit) {
+        typeInto(edit, text);
+        press(edit, vk);
+    };
+    return d;
 }
 
 qbx::PromptAnswer ask(Drive& d, const std::wstring& defaultText = L"", HWND owner = nullptr) {
@@ -84,11 +89,7 @@ qbx::PromptAnswer ask(Drive& d, const std::wstring& defaultText = L"", HWND owne
 
 TEST_CASE("the input box: a real window that hands back what was typed") {
     SUBCASE("typing and Enter answer OK with the text; the prompt is shown") {
-        Drive d;
-        d.act = [](HWND edit) {
-            typeInto(edit, L"intranet.example/sites/team");
-            press(edit, VK_RETURN);
-        };
+        Drive d = typing(L"intranet.example/sites/team", VK_RETURN);
         const qbx::PromptAnswer a = ask(d);
         REQUIRE(d.dialog != nullptr);
         CHECK(d.ticks < 200);
@@ -98,11 +99,7 @@ TEST_CASE("the input box: a real window that hands back what was typed") {
         CHECK(a.text == L"intranet.example/sites/team");
     }
     SUBCASE("the default text is offered selected, so typing replaces it") {
-        Drive d;
-        d.act = [](HWND edit) {
-            typeInto(edit, L"http://other/");
-            press(edit, VK_RETURN);
-        };
+        Drive d = typing(L"http://other/", VK_RETURN);
         const qbx::PromptAnswer a = ask(d, L"http://intranet.example/");
         CHECK(d.editShown == L"http://intranet.example/");
         CHECK(d.selectedShown == L"http://intranet.example/");
@@ -110,11 +107,7 @@ TEST_CASE("the input box: a real window that hands back what was typed") {
         CHECK(a.text == L"http://other/");
     }
     SUBCASE("Escape cancels, and what was typed is not handed back") {
-        Drive d;
-        d.act = [](HWND edit) {
-            typeInto(edit, L"half typed");
-            press(edit, VK_ESCAPE);
-        };
+        Drive d = typing(L"half typed", VK_ESCAPE);
         const qbx::PromptAnswer a = ask(d);
         CHECK(a.button == IDCANCEL);
         CHECK(a.text.empty());

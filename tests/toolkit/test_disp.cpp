@@ -64,6 +64,27 @@ TEST_CASE("a value is read with both dispatch flags, a statement call sends the 
     CHECK(obj->lastFlags == DISPATCH_PROPERTYPUT);
 }
 
+TEST_CASE("a call that does not raise answers the HRESULT, the result and the error a raising call would carry") {
+    auto obj = qbx::makeObject<Sample>();
+    Disp d(obj.get());
+    auto added = d.tryCall(L"Add", L"a");
+    CHECK(added.hr == S_OK);
+    CHECK(added.value.toLong() == 1);
+    CHECK(obj->lastFlags == DISPATCH_METHOD);
+    Variant v(21);
+    CHECK(d.tryCall(L"Double", qbx::ByRef(v)));
+    CHECK(v.toLong() == 42);
+
+    auto failed = d.tryCall(L"Fail");
+    CHECK(failed.hr == DISP_E_EXCEPTION);
+    CHECK(failed.error.number() == -2147467259);
+    CHECK(failed.error.description() == L"The operation failed.");
+    auto unknown = d.tryCall(L"NoSuchMember");
+    CHECK(unknown.hr == DISP_E_UNKNOWNNAME);
+    CHECK(unknown.error.number() == qbx::vbErrNoMember);
+    CHECK_FALSE(Disp().tryCall(L"Add"));
+}
+
 TEST_CASE("an argument moved into a call reaches the callee without a copy") {
     auto obj = qbx::makeObject<Sample>();
     Disp d(obj.get());
