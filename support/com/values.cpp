@@ -1,5 +1,6 @@
 #include "support/com/values.h"
 
+#include "support/com/boundary.h"
 #include "support/com/disp.h"
 
 #include <cstring>
@@ -223,21 +224,16 @@ std::vector<Variant> elementsOf(const Variant& value, Here where) {
     const UINT size = SafeArrayGetElemsize(a);
     unsigned char* data = nullptr;
     if (FAILED(SafeArrayAccessData(a, reinterpret_cast<void**>(&data)))) raiseVb(vbErrTypeMismatch, where);
+    auto unaccess = scopeExit([a] { SafeArrayUnaccessData(a); });
     out.reserve(total);
-    try {
-        for (size_t i = 0; i < total; ++i) {
-            // A by-reference view of the element, copied out by VariantCopyInd.
-            VARIANT ref;
-            VariantInit(&ref);
-            ref.vt = static_cast<VARTYPE>(VT_BYREF | vt);
-            ref.byref = data + i * size;
-            out.push_back(Variant::copyOf(ref));
-        }
-    } catch (...) {
-        SafeArrayUnaccessData(a);
-        throw;
+    for (size_t i = 0; i < total; ++i) {
+        // A by-reference view of the element, copied out by VariantCopyInd.
+        VARIANT ref;
+        VariantInit(&ref);
+        ref.vt = static_cast<VARTYPE>(VT_BYREF | vt);
+        ref.byref = data + i * size;
+        out.push_back(Variant::copyOf(ref));
     }
-    SafeArrayUnaccessData(a);
     return out;
 }
 
