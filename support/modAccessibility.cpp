@@ -129,12 +129,14 @@ LRESULT CALLBACK namedProc(HWND window, UINT message, WPARAM w, LPARAM l, UINT_P
             if (SUCCEEDED(oleacc.createStdAccessibleObject(window, OBJID_CLIENT, kIID_IAccessible,
                                                            reinterpret_cast<void**>(standard.put()))) &&
                 standard) {
-                try {
-                    qbx::ComPtr<cNamedAccessible> named(new cNamedAccessible(std::move(standard), it->second));
-                    return fncAnswerGetObject(w, named.get());
-                } catch (...) {
-                    // Out of memory: the standard answer follows.
-                }
+                // When the wrapper can't be made (out of memory), the
+                // standard answer follows.
+                LRESULT answer = 0;
+                if (qbx::quietBoundary(L"accessible name", [&] {
+                        qbx::ComPtr<cNamedAccessible> named(new cNamedAccessible(std::move(standard), it->second));
+                        answer = fncAnswerGetObject(w, named.get());
+                    }))
+                    return answer;
             }
         }
     }

@@ -1,6 +1,7 @@
 #include "prompt.h"
 #include "prompt_testing.h"
 
+#include "support/com/boundary.h"
 #include "support/phrases.h"
 
 #include <cstring>
@@ -151,15 +152,13 @@ int fncMsgBox(const std::wstring& text, UINT style, const std::wstring& title) {
 
 int fncMsgBoxFixed(const wchar_t* text, UINT style, const wchar_t* title) noexcept {
     if (handler()) {
-        try {
+        return answerBoundary(L"fncMsgBoxFixed", IDNO, [&] {
             Prompt p;
             p.text = text;
             p.title = title;
             p.style = style;
             return handler()(p).button;
-        } catch (...) {
-            return IDNO;
-        }
+        });
     }
     if (auto fn = reinterpret_cast<PromptExport>(
             reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(nullptr), kPromptExportName)))) {

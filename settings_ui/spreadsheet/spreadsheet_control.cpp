@@ -6,7 +6,6 @@
 #include <commctrl.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 
 using qbx::sheet::Rect;
@@ -17,7 +16,6 @@ const wchar_t* const kSpreadsheetProgId = L"Quillbox.Spreadsheet";
 
 namespace {
 
-std::atomic<long> live{0};
 constexpr wchar_t kWindowClass[] = L"QuillboxSpreadsheetGrid";
 
 }  // namespace
@@ -25,19 +23,14 @@ constexpr wchar_t kWindowClass[] = L"QuillboxSpreadsheetGrid";
 HRESULT fncCreateSpreadsheetControl(REFIID iid, void** out, qbx::sheet::MemberPolicy policy) {
     if (!out) return E_POINTER;
     *out = nullptr;
-    try {
+    return qbx::comBoundary(L"fncCreateSpreadsheetControl", [&] {
         qbx::ComPtr<cSpreadsheetControl> control(new cSpreadsheetControl(std::move(policy)));
         return control->QueryInterface(iid, out);
-    } catch (...) {
-        return E_OUTOFMEMORY;
-    }
+    });
 }
-
-long cSpreadsheetControl::liveObjects() noexcept { return live.load(); }
 
 cSpreadsheetControl::cSpreadsheetControl(qbx::sheet::MemberPolicy policy)
     : Spreadsheet(std::make_shared<qbx::sheet::Sheet>(), std::move(policy)), sheet_(sheetPtr()) {
-    ++live;
     sheet_->setView(this);
     accessLink_->control = this;
 }
@@ -51,7 +44,6 @@ cSpreadsheetControl::~cSpreadsheetControl() {
     edit_ = nullptr;
     destroyControlWindow();
     sheet_->setView(nullptr);  // objects of the model may outlive the control
-    --live;
 }
 
 // ---------------------------------------------------------------- the window

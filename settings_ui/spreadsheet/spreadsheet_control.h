@@ -60,9 +60,6 @@ public:
     ULONG STDMETHODCALLTYPE AddRef() override { return Spreadsheet::AddRef(); }
     ULONG STDMETHODCALLTYPE Release() override { return Spreadsheet::Release(); }
 
-    // Controls alive in the process (for DllCanUnloadNow).
-    static long liveObjects() noexcept;
-
 protected:
     HRESULT queryOther(REFIID iid, void** out) override { return queryOleInterface(iid, out); }
     void repaint() override;
