@@ -6,6 +6,7 @@
 #include <commctrl.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 
 using qbx::sheet::Rect;
@@ -16,6 +17,7 @@ const wchar_t* const kSpreadsheetProgId = L"Quillbox.Spreadsheet";
 
 namespace {
 
+std::atomic<long> live{0};
 constexpr wchar_t kWindowClass[] = L"QuillboxSpreadsheetGrid";
 
 }  // namespace
@@ -29,8 +31,11 @@ HRESULT fncCreateSpreadsheetControl(REFIID iid, void** out, qbx::sheet::MemberPo
     });
 }
 
+long cSpreadsheetControl::liveObjects() noexcept { return live.load(); }
+
 cSpreadsheetControl::cSpreadsheetControl(qbx::sheet::MemberPolicy policy)
     : Spreadsheet(std::make_shared<qbx::sheet::Sheet>(), std::move(policy)), sheet_(sheetPtr()) {
+    ++live;
     sheet_->setView(this);
     accessLink_->control = this;
 }
@@ -44,6 +49,7 @@ cSpreadsheetControl::~cSpreadsheetControl() {
     edit_ = nullptr;
     destroyControlWindow();
     sheet_->setView(nullptr);  // objects of the model may outlive the control
+    --live;
 }
 
 // ---------------------------------------------------------------- the window
