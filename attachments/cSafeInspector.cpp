@@ -2,11 +2,7 @@
 
 #include <richedit.h>
 
-#include <atomic>
-
 namespace {
-
-std::atomic<long> live{0};
 
 constexpr long wdCollapseEnd = 0;
 
@@ -36,7 +32,6 @@ HWND fncFindCursorControl(const std::wstring& caption) {
 }  // namespace
 
 cSafeInspector::cSafeInspector() : DispatchObject(L"SafeInspector") {
-    ++live;
     property(L"Item", [this](qbx::Args&) { return qbx::Variant(objItem_); },
              [this](qbx::Args&, const qbx::Variant& v) { objItem_ = v.isObject() ? v.toDisp() : qbx::Disp(); });
     method(L"InsertText", [this](qbx::Args& a) {
@@ -45,9 +40,6 @@ cSafeInspector::cSafeInspector() : DispatchObject(L"SafeInspector") {
     });
 }
 
-cSafeInspector::~cSafeInspector() { --live; }
-
-long cSafeInspector::liveObjects() noexcept { return live.load(); }
 
 void cSafeInspector::InsertText(const std::wstring& text) {
     if (!objItem_) qbx::raiseVb(qbx::vbErrObjectNotSet);

@@ -15,14 +15,11 @@ inline constexpr const wchar_t* kSafeInspectorProgId = L"SafeBrantholm.SafeInspe
 class cSafeInspector final : public qbx::DispatchObject {
 public:
     cSafeInspector();
-    ~cSafeInspector() override;
 
     // Inserts text at the cursor of the window's editor: Word's selection in
     // Word windows, the HTML editor's selection otherwise, and the window's
     // rich edit control for plain-text windows of the older editor.
     void InsertText(const std::wstring& text);
-
-    static long liveObjects() noexcept;
 
 private:
     qbx::Disp objItem_;  // the Inspector

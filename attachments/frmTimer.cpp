@@ -9,8 +9,6 @@ namespace {
 
 constexpr const wchar_t* kWindowClass = L"QuillboxTimerForm";
 constexpr UINT_PTR kTimerId = 1;
-// Visual Basic's "Invalid property value".
-constexpr long vbErrInvalidPropertyValue = 380;
 
 // The window class lives while any form does, so a library that is unloaded
 // leaves no class behind that points into it.
@@ -40,9 +38,9 @@ frmTimer::frmTimer() {
     window_.reset(
         CreateWindowExW(0, kWindowClass, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, fncAddinModule(), this));
     if (!window_) {
-        DWORD code = GetLastError();
+        const DWORD code = GetLastError();
         subUnregisterClass();
-        qbx::raise(static_cast<long>(code), L"The timer window could not be created");
+        qbx::raiseWin32(code, L"The timer window could not be created");
     }
 }
 

@@ -6,7 +6,6 @@
 #include "support/modGlobals.h"
 #include "support/modErroHandling.h"
 
-std::atomic<long> QBXOutlookConnect::live_{0};
 
 namespace {
 
@@ -30,7 +29,6 @@ IDispatch* fncObjectArg(qbx::Args& a, size_t i) {
 }  // namespace
 
 QBXOutlookConnect::QBXOutlookConnect() : ribbon_(*this) {
-    ++live_;
     connectMembers_.method(L"OnConnection", [this](qbx::Args& a) {
         OnConnection(fncObjectArg(a, 0), a.has(1) ? a.i32(1) : 0, fncObjectArg(a, 2), nullptr);
         return qbx::Variant();
@@ -88,7 +86,6 @@ QBXOutlookConnect::~QBXOutlookConnect() {
     // AddinInstance_Terminate
     qbx::guarded(L"AddinInstance_Terminate", [] { ReleaseOutlookObjects(true); });
     subClearLastDisconnectHook(this);
-    --live_;
 }
 
 HRESULT QBXOutlookConnect::QueryInterface(REFIID iid, void** out) {
@@ -140,14 +137,12 @@ HRESULT QBXOutlookConnect::Ribbon::Invoke(DISPID id, REFIID, LCID, WORD flags, D
 HRESULT QBXOutlookConnect::Ribbon::GetCustomUI(BSTR ribbonId, BSTR* ribbonXml) {
     if (!ribbonXml) return E_POINTER;
     *ribbonXml = nullptr;
-    try {
+    return qbx::comBoundary(L"GetCustomUI", [&] {
         std::wstring id = ribbonId ? std::wstring(ribbonId, SysStringLen(ribbonId)) : std::wstring();
         std::wstring xml = outer_.IRibbonExtensibility_GetCustomUI(id);
         *ribbonXml = SysAllocStringLen(xml.data(), static_cast<UINT>(xml.size()));
         return S_OK;
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
+    });
 }
 
 HRESULT QBXOutlookConnect::OnConnection(IDispatch* application, int, IDispatch*, SAFEARRAY**) {

@@ -9,8 +9,6 @@
 
 #include <olectl.h>
 
-#include <atomic>
-
 // {62B3E315-E2FF-45FF-BC31-FC380ED69103}
 inline constexpr CLSID CLSID_QBXOutlookConnect = {
     0x62B3E315, 0xE2FF, 0x45FF, {0xBC, 0x31, 0xFC, 0x38, 0x0E, 0xD6, 0x91, 0x03}};
@@ -47,8 +45,6 @@ public:
     qbx::ComPtr<IPictureDisp> getImages(const std::wstring& imageId);
     // The ribbon button's action: opens the settings for the mail at hand.
     void cmdShowSettings(const qbx::Disp& control);
-    // How many connection objects are alive (for DllCanUnloadNow).
-    static long liveObjects() noexcept { return live_.load(); }
 
 private:
     // The IRibbonExtensibility face of the object: its own IDispatch, in
@@ -79,5 +75,4 @@ private:
     // OnLoadCompose/OnLoadRead, held for the connection's life though nothing
     // reads it.
     qbx::Disp objRibbonUI_;
-    static std::atomic<long> live_;
 };

@@ -4,42 +4,23 @@
 #include "host/QBXOutlookConnect.h"
 #include "host/registration.h"
 #include "settings_ui/spreadsheet/spreadsheet_control.h"
-
-#include <atomic>
+#include "support/com/boundary.h"
+#include "support/com/class_factory.h"
 
 namespace {
 
-std::atomic<long> serverLocks{0};
+// The creatable classes: each made and asked for the interface the caller wants.
+HRESULT createConnection(REFIID iid, void** out) {
+    qbx::ComPtr<IDTExtensibility2> object(new QBXOutlookConnect());
+    return object->QueryInterface(iid, out);
+}
 
-// One factory per creatable class.
-class ClassFactory final : public qbx::Unknown<IClassFactory> {
-public:
-    explicit ClassFactory(const CLSID& clsid) : clsid_(clsid) {}
-    bool answers(REFIID iid) const override { return iid == IID_IClassFactory; }
-    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** out) override {
-        if (!out) return E_POINTER;
-        *out = nullptr;
-        if (outer) return CLASS_E_NOAGGREGATION;
-        try {
-            if (clsid_ == CLSID_QuillboxSpreadsheet) return fncCreateSpreadsheetControl(iid, out);
-            if (clsid_ == CLSID_SafeInspector) {
-                qbx::ComPtr<IDispatch> object(new cSafeInspector());
-                return object->QueryInterface(iid, out);
-            }
-            qbx::ComPtr<IDTExtensibility2> object(new QBXOutlookConnect());
-            return object->QueryInterface(iid, out);
-        } catch (...) {
-            return E_OUTOFMEMORY;
-        }
-    }
-    HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override {
-        lock ? ++serverLocks : --serverLocks;
-        return S_OK;
-    }
+HRESULT createSafeInspector(REFIID iid, void** out) {
+    qbx::ComPtr<IDispatch> object(new cSafeInspector());
+    return object->QueryInterface(iid, out);
+}
 
-private:
-    CLSID clsid_;
-};
+HRESULT createSpreadsheet(REFIID iid, void** out) { return fncCreateSpreadsheetControl(iid, out); }
 
 }  // namespace
 
@@ -50,18 +31,15 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD, LPVOID) { return TRUE; }
 HRESULT WINAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** out) {
     if (!out) return E_POINTER;
     *out = nullptr;
-    if (clsid != CLSID_QBXOutlookConnect && clsid != CLSID_SafeInspector && clsid != CLSID_QuillboxSpreadsheet)
-        return CLASS_E_CLASSNOTAVAILABLE;
-    qbx::ComPtr<IClassFactory> factory(new ClassFactory(clsid));
-    return factory->QueryInterface(iid, out);
+    qbx::CreateFunction create = clsid == CLSID_QBXOutlookConnect      ? &createConnection
+                                 : clsid == CLSID_SafeInspector        ? &createSafeInspector
+                                 : clsid == CLSID_QuillboxSpreadsheet ? &createSpreadsheet
+                                                                       : nullptr;
+    if (!create) return CLASS_E_CLASSNOTAVAILABLE;
+    return qbx::comBoundary(L"DllGetClassObject", [&] { return qbx::makeClassFactory(create)->QueryInterface(iid, out); });
 }
 
-HRESULT WINAPI DllCanUnloadNow() {
-    return QBXOutlookConnect::liveObjects() == 0 && cSafeInspector::liveObjects() == 0 &&
-                   cSpreadsheetControl::liveObjects() == 0 && serverLocks.load() == 0
-               ? S_OK
-               : S_FALSE;
-}
+HRESULT WINAPI DllCanUnloadNow() { return qbx::canUnloadNow() ? S_OK : S_FALSE; }
 
 HRESULT WINAPI DllRegisterServer() { return fncRegisterAddin(Scope::Machine); }
 

@@ -32,7 +32,6 @@ constexpr long xlEdgeRight = 10;
 constexpr long xlToRight = -4161;
 constexpr long xlAscending = 1;
 constexpr long xlNoHeader = 2;
-constexpr long vbErrOverflow = 6;
 
 // The shaded header row.
 constexpr long kHeaderColour = RGB(236, 233, 216);

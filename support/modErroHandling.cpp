@@ -69,6 +69,27 @@ void subReportOutOfMemory() noexcept {
 
 void subSetReportHook(void (*hook)()) noexcept { reportHook = hook; }
 
+void subLogSwallowedFailure(const wchar_t* boundary, const qbx::Error& failure) noexcept {
+    if (!blnDebugLog) return;
+    try {
+        subWriteLog(L"Failure swallowed in " + std::wstring(boundary) + L": #" + std::to_wstring(failure.number()) +
+                    L" " + failure.description() + L" (line " + std::to_wstring(failure.line()) + L")");
+    } catch (...) {
+        // No memory left for the line: the log misses it, as it misses a
+        // line it can't write.
+    }
+}
+
+namespace {
+
+// Every failure a boundary swallows (an event handler's, a COM method's, a
+// window procedure's) goes to the debug log. Set while the module starts:
+// this file is in every program that can fail (the DLL, every test program),
+// and the class factory or a control may fail before any connection exists.
+[[maybe_unused]] const bool failuresLogged = (qbx::setFailureObserver(&subLogSwallowedFailure), true);
+
+}  // namespace
+
 void subHandleCaught(const wchar_t* procedure) noexcept {
     try {
         const qbx::Error e = qbx::caughtError();
@@ -181,10 +202,10 @@ void subHandleError(const std::wstring& description, long number, short line, co
                 subSendErrorMail();
             }
         }
-    } catch (const std::bad_alloc&) {
-        subReportOutOfMemory();
     } catch (...) {
-        // The report's own trap: a failure in here ends the report silently.
+        // The report's own trap: a failure in here ends the report, seen in
+        // the debug log; out of memory still shows the fixed report.
+        if (qbx::noteCaught(L"subHandleError").number() == qbx::vbErrOutOfMemory) subReportOutOfMemory();
     }
     // The add-in stops whatever became of the report (Outlook's version
     // unreadable, the mail not made).

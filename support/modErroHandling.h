@@ -52,6 +52,9 @@ void subHandleError(const std::wstring& description, long number, short line, co
 void subHandleCaught(const wchar_t* procedure) noexcept;
 void subSendErrorMail() noexcept;
 void subWriteLog(const std::wstring& action) noexcept;
+// The failure observer of the add-in: a failure a boundary swallowed, written
+// to the debug log (when it is on) with the boundary, number, text and line.
+void subLogSwallowedFailure(const wchar_t* boundary, const qbx::Error& failure) noexcept;
 
 // The add-in's version as major.minor.revision, read from its version resource.
 std::wstring fncAddinVersion();

@@ -95,5 +95,5 @@ void subWriteTextFile(const std::wstring& path, const std::wstring& text, qbx::H
     const BOOL ok = WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     const DWORD code = GetLastError();
     if (!ok || written != bytes.size())
-        qbx::raise(static_cast<long>(code), L"The file " + path + L" could not be written", where);
+        qbx::raiseWin32(code, L"The file " + path + L" could not be written", where);
 }

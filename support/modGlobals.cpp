@@ -36,39 +36,28 @@ void subClearLastDisconnectHook(const void* owner) noexcept {
 void ReleaseOutlookObjects(bool blnLastDisconnect) noexcept {
     // Errors are ignored here: an already-empty variable is no error, and a
     // failing release must not stop the ones after it.
-    try {
+    const auto release = [](auto&& statement) { qbx::quietBoundary(L"ReleaseOutlookObjects", statement); };
+    release([] {
         auto reactions = std::move(objOutlookReactions);
         reactions.reset();  // its destructor detaches the Outlook event sinks
-    } catch (...) {
-    }
-    try {
-        objSettingsFolder.reset();
-    } catch (...) {
-    }
-    try {
-        ouaOutlook.reset();
-    } catch (...) {
-    }
+    });
+    release([] { objSettingsFolder.reset(); });
+    release([] { ouaOutlook.reset(); });
     if (blnLastDisconnect) {
         // The personal settings and their dictionary go with the last
         // disconnect, while COM is still up; left to the DLL's static
         // destructors they would be released under the loader lock. Earlier
         // releases (after an error) keep them: a procedure further up may be
         // running one of their members.
-        try {
+        release([] {
             auto settings = std::move(objPersonalSettings);
             settings.reset();
-        } catch (...) {
-        }
+        });
         // The file-system object likewise; it is made again when needed.
-        try {
-            objFS.reset();
-        } catch (...) {
-        }
-        try {
+        release([] { objFS.reset(); });
+        release([] {
             if (lastDisconnectHook().hook) lastDisconnectHook().hook();
-        } catch (...) {
-        }
+        });
     }
     blnShuttingDown = true;
 }

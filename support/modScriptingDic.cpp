@@ -60,13 +60,12 @@ static std::wstring fncRegistrationToolLine(const std::wstring& arguments) {
 }
 
 void subStartMinimised(const std::wstring& commandLine) noexcept {
-    try {
+    qbx::quietBoundary(L"subStartMinimised", [&] {
         if (starter())
             starter()(commandLine);
         else
             subStartProcess(commandLine);
-    } catch (...) {
-    }
+    });
 }
 
 void subRegisterScrrun() {

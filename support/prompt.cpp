@@ -1,6 +1,7 @@
 #include "prompt.h"
 #include "prompt_testing.h"
 
+#include "support/com/boundary.h"
 #include "support/phrases.h"
 #include "support/com/win_window.h"
 
@@ -149,15 +150,13 @@ int fncMsgBox(const std::wstring& text, UINT style, const std::wstring& title) {
 
 int fncMsgBoxFixed(const wchar_t* text, UINT style, const wchar_t* title) noexcept {
     if (handler()) {
-        try {
+        return answerBoundary(L"fncMsgBoxFixed", IDNO, [&] {
             Prompt p;
             p.text = text;
             p.title = title;
             p.style = style;
             return handler()(p).button;
-        } catch (...) {
-            return IDNO;
-        }
+        });
     }
     if (auto fn = qbx::procAddress<PromptExport>(GetModuleHandleW(nullptr), kPromptExportName)) {
         wchar_t none[1] = {};

@@ -67,7 +67,7 @@ HRESULT cOleControl::DoVerb(LONG verb, LPMSG, IOleClientSite* activeSite, LONG, 
 // Activation in place: the site agrees, tells where the control goes, and
 // the control makes its window there.
 HRESULT cOleControl::activate(IOleClientSite* site, HWND parent, LPCRECT position, bool uiActivate) {
-    try {
+    return qbx::comBoundary(L"IOleObject::DoVerb", [&] {
         if (!window_) {
             if (!site) return E_UNEXPECTED;
             qbx::ComPtr<IOleInPlaceSite> inPlace;
@@ -99,9 +99,7 @@ HRESULT cOleControl::activate(IOleClientSite* site, HWND parent, LPCRECT positio
             SetFocus(window_.get());
         }
         return S_OK;
-    } catch (...) {
-        return E_UNEXPECTED;
-    }
+    });
 }
 
 HRESULT cOleControl::EnumVerbs(IEnumOLEVERB** out) {
@@ -185,11 +183,8 @@ HRESULT cOleControl::SetObjectRects(LPCRECT position, LPCRECT) {
 
 HRESULT cOleControl::TranslateAccelerator(LPMSG message) {
     if (!message) return E_POINTER;
-    try {
-        return translateKey(*message) ? S_OK : S_FALSE;
-    } catch (...) {
-        return S_FALSE;
-    }
+    return qbx::comBoundary(L"IOleInPlaceActiveObject::TranslateAccelerator",
+                            [&] { return translateKey(*message) ? S_OK : S_FALSE; });
 }
 
 HRESULT cOleControl::GetControlInfo(CONTROLINFO* info) {

@@ -269,9 +269,7 @@ private:
 };
 
 IAccessible* fncCreateGridAccessible(const std::shared_ptr<cGridAccessLink>& link) {
-    try {
+    return qbx::answerBoundary<IAccessible*>(L"fncCreateGridAccessible", nullptr, [&] {
         return qbx::ComPtr<cGridAccessible>(new cGridAccessible(link, 0)).detach();
-    } catch (...) {
-        return nullptr;
-    }
+    });
 }

@@ -25,12 +25,10 @@ constexpr wchar_t kWindowClass[] = L"QuillboxSpreadsheetGrid";
 HRESULT fncCreateSpreadsheetControl(REFIID iid, void** out, qbx::sheet::MemberPolicy policy) {
     if (!out) return E_POINTER;
     *out = nullptr;
-    try {
+    return qbx::comBoundary(L"fncCreateSpreadsheetControl", [&] {
         qbx::ComPtr<cSpreadsheetControl> control(new cSpreadsheetControl(std::move(policy)));
         return control->QueryInterface(iid, out);
-    } catch (...) {
-        return E_OUTOFMEMORY;
-    }
+    });
 }
 
 long cSpreadsheetControl::liveObjects() noexcept { return live.load(); }

@@ -61,7 +61,8 @@ public:
     ULONG STDMETHODCALLTYPE AddRef() override { return Spreadsheet::AddRef(); }
     ULONG STDMETHODCALLTYPE Release() override { return Spreadsheet::Release(); }
 
-    // Controls alive in the process (for DllCanUnloadNow).
+    // Controls alive in the process, read by the tests of the window. (The
+    // DLL's unloading counts every object of ours, see qbx::liveObjects.)
     static long liveObjects() noexcept;
 
 protected:

@@ -10,6 +10,8 @@ std::atomic<FailureObserver> observer{nullptr};
 
 void setFailureObserver(FailureObserver f) noexcept { observer.store(f); }
 
+FailureObserver failureObserver() noexcept { return observer.load(); }
+
 Error noteCaught(const wchar_t* boundary) noexcept {
     Error failure = caughtError();
     if (FailureObserver f = observer.load()) f(boundary, failure);

@@ -19,6 +19,7 @@ namespace qbx {
 // failure. Must not throw. Null (the default) sees nothing.
 using FailureObserver = void (*)(const wchar_t* boundary, const Error& failure) noexcept;
 void setFailureObserver(FailureObserver observer) noexcept;
+FailureObserver failureObserver() noexcept;
 
 // Inside a catch block: the failure being handled, after the observer has
 // seen it.

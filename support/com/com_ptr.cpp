@@ -2,6 +2,17 @@
 
 namespace qbx {
 
+namespace {
+std::atomic<long> live{0};
+}
+
+long liveObjects() noexcept { return live.load(); }
+
+namespace detail {
+void objectMade() noexcept { ++live; }
+void objectGone() noexcept { --live; }
+}  // namespace detail
+
 bool sameObject(IUnknown* a, IUnknown* b) noexcept {
     if (a == b) return true;
     if (!a || !b) return false;

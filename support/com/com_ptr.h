@@ -3,11 +3,15 @@
 // - ComPtr<T>: owns one interface reference.
 // - RefCounted: the one reference count every object the add-in implements
 //   uses (Unknown<I>, DispatchObject, the connection class); the object goes
-//   away through finalRelease() when the count drops to zero.
+//   away through finalRelease() when the count drops to zero. It also keeps
+//   the count of such objects alive in the process (liveObjects), which is
+//   what decides whether the DLL may be unloaded.
 // - Unknown<I>: IUnknown for a class that implements one interface.
 //
 // Nothing outside this file and the value owners calls AddRef/Release.
 #pragma once
+
+#include "support/com/last_error.h"
 
 #include <windows.h>
 #include <unknwn.h>
@@ -36,7 +40,13 @@ public:
     static ComPtr attach(T* p) noexcept { ComPtr r; r.p_ = p; return r; }
     T* detach() noexcept { return std::exchange(p_, nullptr); }
 
-    void reset() noexcept { if (T* p = std::exchange(p_, nullptr)) p->Release(); }
+    // The release keeps the thread's last error (see last_error.h).
+    void reset() noexcept {
+        if (T* p = std::exchange(p_, nullptr)) {
+            KeepLastError kept;
+            p->Release();
+        }
+    }
     void swap(ComPtr& o) noexcept { std::swap(p_, o.p_); }
 
     T* get() const noexcept { return p_; }
@@ -59,6 +69,16 @@ private:
     T* p_ = nullptr;
 };
 
+// How many objects of the add-in's own classes exist: every object handed
+// out (class factories, event sinks, enumerators, the spreadsheet and its
+// sub-objects, accessible objects ...) is one while it lives.
+long liveObjects() noexcept;
+
+namespace detail {
+void objectMade() noexcept;
+void objectGone() noexcept;
+}  // namespace detail
+
 // The reference count of an object the add-in implements. A class derives
 // from its interface(s) and from this, and answers AddRef/Release with
 // addRef()/release().
@@ -69,8 +89,8 @@ public:
     ULONG refCount() const noexcept { return refs_.load(); }
 
 protected:
-    RefCounted() = default;
-    virtual ~RefCounted() = default;
+    RefCounted() noexcept { detail::objectMade(); }
+    virtual ~RefCounted() { detail::objectGone(); }
     ULONG addRef() noexcept { return ++refs_; }
     ULONG release() noexcept {
         ULONG n = --refs_;

@@ -118,7 +118,8 @@ void fillExcepInfo(EXCEPINFO* info, const Error& e, const std::wstring& source);
 
 // Runs the body of an incoming call: an Error it raises becomes
 // DISP_E_EXCEPTION with the EXCEPINFO filled (source = the object's type
-// name), and no other C++ exception leaves.
+// name); any other C++ failure is shown to the failure observer and answered
+// with the HRESULT that says what failed (E_OUTOFMEMORY ...).
 template <class F>
 HRESULT answerCall(EXCEPINFO* info, const std::wstring& source, F&& body) noexcept {
     try {
@@ -126,10 +127,8 @@ HRESULT answerCall(EXCEPINFO* info, const std::wstring& source, F&& body) noexce
     } catch (const Error& e) {
         fillExcepInfo(info, e, source);
         return DISP_E_EXCEPTION;
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
     } catch (...) {
-        return E_UNEXPECTED;
+        return hresultFor(noteCaught(source.c_str()));
     }
 }
 

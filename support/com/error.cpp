@@ -115,7 +115,7 @@ Error caughtError() noexcept {
         }
     } catch (const std::bad_alloc&) {
         try {
-            return Error(vbErrOutOfMemory, L"Out of memory", 0);
+            return Error(vbErrOutOfMemory, vbErrorText(vbErrOutOfMemory), 0);
         } catch (...) {
             return Error(vbErrOutOfMemory, std::wstring(), 0);
         }
@@ -128,9 +128,12 @@ Error caughtError() noexcept {
     }
 }
 
-void raiseLastError(const std::wstring& what, Here where) {
-    throw Error(static_cast<long>(GetLastError()), what, where.line);
+void raiseWin32(DWORD code, const std::wstring& what, Here where) {
+    const HRESULT hr = code == ERROR_SUCCESS ? E_FAIL : HRESULT_FROM_WIN32(code);
+    throw Error(static_cast<long>(hr), what, where.line);
 }
+
+void raiseLastError(const std::wstring& what, Here where) { raiseWin32(GetLastError(), what, where); }
 
 long vbNumberFor(HRESULT hr) {
     if (const VbMapping* m = mappingOf(hr)) return m->number;

@@ -89,7 +89,12 @@ std::wstring vbErrorText(long number, const std::wstring& name = {});
 // failure that is none becomes Out of memory (7) or Internal error (51).
 Error caughtError() noexcept;
 
-// Raises the calling thread's last Win32 error with a text saying what failed.
+// Raises a Win32 error code as its HRESULT (HRESULT_FROM_WIN32), with a text
+// saying what failed. The bare codes would read as Visual Basic's own numbers
+// (access denied is 5, "Invalid procedure call"); a code of 0 (a function
+// that failed without saying why) is raised as E_FAIL.
+[[noreturn]] void raiseWin32(DWORD code, const std::wstring& what, Here where = {});
+// Raises the calling thread's last Win32 error, as raiseWin32 does.
 [[noreturn]] void raiseLastError(const std::wstring& what, Here where = {});
 
 // The Visual Basic number and text for an HRESULT (438, 429, 13 ... or the

@@ -1,5 +1,7 @@
 #include "support/com/events.h"
 
+#include "support/com/boundary.h"
+
 namespace qbx {
 
 class EventConnection::Sink final : public Unknown<IDispatch> {
@@ -28,12 +30,11 @@ public:
         if (it == handlers_.end()) return S_OK;
         EventHandler handler = it->second;  // the handler may disconnect this sink
         ComPtr<IDispatch> keepAlive(this);
-        try {
+        // Handlers report their own failures; nothing goes back to the source.
+        quietBoundary(L"event handler", [&] {
             Args args(dp);
             receiver_.run([&] { handler(args); });
-        } catch (...) {
-            // Handlers report their own failures; nothing goes back to the source.
-        }
+        });
         return S_OK;
     }
 

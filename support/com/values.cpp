@@ -1,5 +1,6 @@
 #include "support/com/values.h"
 
+#include "support/com/boundary.h"
 #include "support/com/disp.h"
 
 #include <cstring>

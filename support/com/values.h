@@ -55,7 +55,10 @@ public:
     Variant() noexcept { VariantInit(&v_); }
     Variant(const Variant& o);  // raises Out of memory (7) when the copy fails
     Variant(Variant&& o) noexcept { v_ = o.v_; VariantInit(&o.v_); }
-    ~Variant() { VariantClear(&v_); }
+    ~Variant() {
+        KeepLastError kept;  // clearing may release an object
+        VariantClear(&v_);
+    }
     Variant& operator=(Variant o) noexcept { std::swap(v_, o.v_); return *this; }
 
     // Typed construction, as Visual Basic would pass each kind.
@@ -123,7 +126,11 @@ public:
     SafeArray& operator=(const SafeArray&) = delete;
     SafeArray(SafeArray&& o) noexcept : a_(std::exchange(o.a_, nullptr)) {}
     SafeArray& operator=(SafeArray&& o) noexcept { std::swap(a_, o.a_); return *this; }
-    ~SafeArray() { if (a_) SafeArrayDestroy(a_); }
+    ~SafeArray() {
+        if (!a_) return;
+        KeepLastError kept;  // destroying may release the objects it holds
+        SafeArrayDestroy(a_);
+    }
 
     // A one-dimensional byte array (VT_ARRAY|VT_UI1) holding a copy of the bytes.
     static SafeArray bytes(const void* data, size_t size);

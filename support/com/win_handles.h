@@ -7,8 +7,14 @@
 // two kinds because the system uses two such values: CreateFile answers
 // INVALID_HANDLE_VALUE on failure (FileHandle), most others null (Handle).
 //
+// Every owner keeps the thread's last error across its cleanup, so that an
+// owner going out of scope never changes the error a caller reads after a
+// failed call.
+//
 // Depends on nothing but the Windows headers.
 #pragma once
+
+#include "support/com/last_error.h"
 
 #include <windows.h>
 #include <commctrl.h>
@@ -66,7 +72,10 @@ public:
     // messages) already sees the owner empty.
     void reset(H handle = Invalid()) noexcept {
         H old = std::exchange(handle_, handle);
-        if (old != Invalid()) Close(old);
+        if (old != Invalid()) {
+            KeepLastError kept;
+            Close(old);
+        }
     }
     // For functions that hand a new handle out through a pointer
     // (RegCreateKeyEx): closes the one held first.
@@ -104,6 +113,7 @@ public:
     WindowDc(const WindowDc&) = delete;
     WindowDc& operator=(const WindowDc&) = delete;
     ~WindowDc() {
+        KeepLastError kept;
         if (dc_) ReleaseDC(window_, dc_);
     }
 
@@ -121,7 +131,10 @@ public:
     explicit PaintDc(HWND window) noexcept : window_(window), dc_(BeginPaint(window, &paint_)) {}
     PaintDc(const PaintDc&) = delete;
     PaintDc& operator=(const PaintDc&) = delete;
-    ~PaintDc() { EndPaint(window_, &paint_); }
+    ~PaintDc() {
+        KeepLastError kept;
+        EndPaint(window_, &paint_);
+    }
 
     HDC get() const noexcept { return dc_; }
     const PAINTSTRUCT& info() const noexcept { return paint_; }
@@ -155,6 +168,7 @@ public:
 
     // Selects the previous object again now (nothing when the selection failed).
     void reset() noexcept {
+        KeepLastError kept;
         if (dc_ && previous_) SelectObject(dc_, previous_);
         dc_ = nullptr;
         previous_ = nullptr;

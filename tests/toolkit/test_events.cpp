@@ -164,3 +164,19 @@ TEST_CASE("a failing handler's error stays with the receiver; unknown events are
     qbx::EventConnection none;
     CHECK_FALSE(none.connect(d, {IID_IDispatch}, {}));
 }
+
+TEST_CASE("a handler's failure that the sink swallows reaches the failure observer") {
+    static std::vector<long> numbers;
+    numbers.clear();
+    const qbx::FailureObserver previous = qbx::failureObserver();
+    qbx::setFailureObserver([](const wchar_t*, const qbx::Error& e) noexcept { numbers.push_back(e.number()); });
+    {
+        auto source = qbx::makeObject<Source>();
+        qbx::EventConnection events;
+        REQUIRE(events.connect(Disp(static_cast<IDispatch*>(source.get())), {DIID_TestEvents},
+                               {{1, [](Args&) { qbx::raiseVb(qbx::vbErrTypeMismatch); }}}));
+        source->fire(L"x");
+    }
+    qbx::setFailureObserver(previous);
+    CHECK(numbers == std::vector<long>{qbx::vbErrTypeMismatch});
+}
