@@ -135,13 +135,6 @@ INT_PTR frmChooseSite::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lPar
                 case IDC_TXTNEWSITE:
                     if (code == EN_CHANGE) txtNewSite_Change();
                     return TRUE;
-                case IDOK:
-                    if (code == BN_CLICKED) cmdOK_Click();
-                    return TRUE;
-                case IDCANCEL:
-                    // The Cancel button, Escape and the window's close box.
-                    if (code == BN_CLICKED) cmdCancel_Click();
-                    return TRUE;
                 default:
                     return FALSE;
             }

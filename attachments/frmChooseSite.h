@@ -53,8 +53,8 @@ private:
     void lstSites_DblClick();
     void txtFileName_Change();
     void txtNewSite_Change();
-    void cmdOK_Click();
-    void cmdCancel_Click();
+    void cmdOK_Click() override;
+    void cmdCancel_Click() override;
     void Timer1_Timer();
 
     void subSetMode(bool newSite);

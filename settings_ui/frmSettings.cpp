@@ -105,13 +105,6 @@ INT_PTR frmSettings::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam
                 case IDC_LBLWEBLINK:
                     if (code == STN_CLICKED) lblWebLink_Click();
                     return TRUE;
-                case IDOK:
-                    if (code == BN_CLICKED) cmdOK_Click();
-                    return TRUE;
-                case IDCANCEL:
-                    // The Cancel button, Escape and the close box.
-                    if (code == BN_CLICKED) cmdCancel_Click();
-                    return TRUE;
                 default:
                     return FALSE;
             }

@@ -51,8 +51,8 @@ private:
     void subSetupList();
     void tbsSettings_Click();
     void chkAdvanced_Click();
-    void cmdOK_Click();
-    void cmdCancel_Click();
+    void cmdOK_Click() override;
+    void cmdCancel_Click() override;
     void lblWebLink_Click();
     void timDisplayExcelList_Timer();
 

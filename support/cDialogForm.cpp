@@ -26,7 +26,15 @@ cDialogForm::~cDialogForm() {
 }
 
 DLGPROC cDialogForm::procedure() noexcept {
-    return &qbx::WindowProcedures::dialog<cDialogForm, &cDialogForm::fncHandleMessage>;
+    return &qbx::WindowProcedures::dialog<cDialogForm, &cDialogForm::fncDialogMessage>;
+}
+
+INT_PTR cDialogForm::fncDialogMessage(UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_COMMAND && (LOWORD(wParam) == IDOK || LOWORD(wParam) == IDCANCEL)) {
+        if (HIWORD(wParam) == BN_CLICKED) LOWORD(wParam) == IDOK ? cmdOK_Click() : cmdCancel_Click();
+        return TRUE;
+    }
+    return fncHandleMessage(message, wParam, lParam);
 }
 
 void cDialogForm::Show(HWND owner) {

@@ -42,7 +42,11 @@ protected:
     // must not run once it is gone. This one only lets go of the window.
     ~cDialogForm();
 
+    // The window's own messages; OK and Cancel (the button, Enter, Escape
+    // and the close box) come to cmdOK_Click and cmdCancel_Click instead.
     virtual INT_PTR fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) = 0;
+    virtual void cmdOK_Click() = 0;
+    virtual void cmdCancel_Click() = 0;
     // OK or Cancel ended the window: a modal one returns from Show with the
     // button, a loaded one is hidden.
     void End(int button);
@@ -54,6 +58,7 @@ protected:
 private:
     friend struct qbx::WindowProcedures;
     static DLGPROC procedure() noexcept;
+    INT_PTR fncDialogMessage(UINT message, WPARAM wParam, LPARAM lParam);
     void windowAttached(HWND window) noexcept { hwnd_ = window; }
     void windowDetached() noexcept {
         hwnd_ = nullptr;
