@@ -65,13 +65,7 @@ namespace qbx {
 // ran to its end.
 template <class F>
 bool guarded(const wchar_t* procedure, F&& body) noexcept {
-    try {
-        body();
-        return true;
-    } catch (...) {
-        subHandleCaught(procedure);
-    }
-    return false;
+    return ranToEnd(body, [procedure]() noexcept { subHandleCaught(procedure); });
 }
 
 // The error state of a stretch that runs with errors ignored, like Visual
@@ -81,13 +75,7 @@ class Err {
 public:
     template <class F>
     bool resume(F&& statement) noexcept {
-        try {
-            statement();
-            return true;
-        } catch (...) {
-            error_ = caughtError();
-        }
-        return false;
+        return ranToEnd(statement, [this]() noexcept { error_ = caughtError(); });
     }
     long number() const noexcept { return error_.number(); }
     const std::wstring& description() const noexcept { return error_.description(); }

@@ -41,6 +41,20 @@ HRESULT comBoundary(const wchar_t* boundary, F&& body) noexcept {
     }
 }
 
+// Runs body; if it fails, runs onFailure inside the catch (where
+// caughtError and noteCaught see the failure). True when body ran to its end.
+// Every "run it, and if it fails do this" in the add-in is built on it.
+template <class F, class OnFailure>
+bool ranToEnd(F&& body, OnFailure&& onFailure) noexcept {
+    try {
+        body();
+        return true;
+    } catch (...) {
+        onFailure();
+    }
+    return false;
+}
+
 // A window or dialog procedure's body, or any callback with an answer of its
 // own: returns what the body returns, or fallback (the default answer) when
 // it failed.
@@ -58,13 +72,7 @@ R answerBoundary(const wchar_t* boundary, R fallback, F&& body) noexcept {
 // cleanup): true when it ran to its end.
 template <class F>
 bool quietBoundary(const wchar_t* boundary, F&& body) noexcept {
-    try {
-        body();
-        return true;
-    } catch (...) {
-        noteCaught(boundary);
-    }
-    return false;
+    return ranToEnd(body, [boundary]() noexcept { noteCaught(boundary); });
 }
 
 // Runs a function when the scope ends, unless dismissed first.
