@@ -62,14 +62,14 @@ TEST_CASE("failures carry Visual Basic's numbers, texts and the failing line") {
 
 namespace {
 
-// Counts the task allocator's blocks that are allocated and not yet freed
-// (BSTRs live there once oleaut32's string cache is off).
-class AllocationCounter final : public IMallocSpy {
+// A stand-in that lives on the stack: answers IUnknown and I, and counts no
+// references.
+template <class I, const IID& Iid>
+class StackObject : public I {
 public:
-    long live = 0;
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        if (iid == IID_IUnknown || iid == IID_IMallocSpy) {
-            *out = static_cast<IMallocSpy*>(this);
+        if (iid == IID_IUnknown || iid == Iid) {
+            *out = static_cast<I*>(this);
             return S_OK;
         }
         *out = nullptr;
@@ -77,6 +77,13 @@ public:
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
     ULONG STDMETHODCALLTYPE Release() override { return 1; }
+};
+
+// Counts the task allocator's blocks that are allocated and not yet freed
+// (BSTRs live there once oleaut32's string cache is off).
+class AllocationCounter final : public StackObject<IMallocSpy, IID_IMallocSpy> {
+public:
+    long live = 0;
     SIZE_T STDMETHODCALLTYPE PreAlloc(SIZE_T cb) override { return cb; }
     void* STDMETHODCALLTYPE PostAlloc(void* p) override {
         if (p) ++live;
@@ -110,19 +117,9 @@ HRESULT STDMETHODCALLTYPE fillInLate(EXCEPINFO* info) {
 
 // An outside object whose every call fails with DISP_E_EXCEPTION, its texts
 // either filled in at once or left to the deferred fill-in.
-class Failing final : public IDispatch {
+class Failing final : public StackObject<IDispatch, IID_IDispatch> {
 public:
     bool deferred = false;
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
-        if (iid == IID_IUnknown || iid == IID_IDispatch) {
-            *out = static_cast<IDispatch*>(this);
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-    ULONG STDMETHODCALLTYPE Release() override { return 1; }
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* n) override {
         *n = 0;
         return S_OK;
