@@ -54,6 +54,12 @@ qbx_wine_start() {
     qbx_reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1 || true
     qbx_wine_installation >"$made_with"
   fi
+  # A program that crashes ends at once and fails its test, instead of
+  # waiting on Wine's crash dialog until the test's time runs out.
+  if ! grep -q '"ShowCrashDialog"=dword:00000000' "$WINEPREFIX/user.reg" 2>/dev/null; then
+    qbx_reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1 || true
+    wineserver -w
+  fi
   wineserver -p >/dev/null 2>&1 || true
   if [ -f "$qbx_build/testbed/host/qbxidle.exe" ]; then
     "$QBX_WINE" "$qbx_build/testbed/host/qbxidle.exe" >/dev/null 2>&1 </dev/null &
