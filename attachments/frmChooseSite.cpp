@@ -91,24 +91,8 @@ INT_PTR frmChooseSite::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lPar
             SetFocus(control(fncIsChecked(IDC_OPTNEW) ? IDC_TXTNEWSITE : IDC_LSTSITES));
             return FALSE;
         }
-        case WM_MENUCHAR: {
-            // Alt and a key no control took: a switched-off frame's key (the
-            // dialog manager passes over disabled controls) picks the frame's
-            // option, so the other mode is reachable from the keyboard.
-            const std::wstring key(1, static_cast<wchar_t>(LOWORD(wParam)));
-            for (const auto& [frame, option] :
-                 {std::pair{IDC_FRAPREDEFINED, IDC_OPTPREDEFINED}, std::pair{IDC_FRANEWSITE, IDC_OPTNEW}}) {
-                if (IsWindowEnabled(control(frame))) continue;
-                wchar_t caption[256] = {};
-                GetWindowTextW(control(frame), caption, 256);
-                const wchar_t* amp = wcschr(caption, L'&');
-                if (!amp || !qbx::textEquals(std::wstring(1, amp[1]), key)) continue;
-                SendMessageW(control(option), BM_CLICK, 0, 0);
-                SetWindowLongPtrW(hwnd_, DWLP_MSGRESULT, MAKELONG(0, MNC_CLOSE));
-                return TRUE;
-            }
-            return FALSE;
-        }
+        case WM_MENUCHAR:
+            return fncFrameKey(LOWORD(wParam));
         case WM_COMMAND: {
             const int id = LOWORD(wParam);
             const int code = HIWORD(wParam);
@@ -154,6 +138,25 @@ INT_PTR frmChooseSite::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lPar
         default:
             return FALSE;
     }
+}
+
+// Alt and a key no control took: a switched-off frame's key (the dialog
+// manager passes over disabled controls) picks the frame's option, so the
+// other mode is reachable from the keyboard.
+INT_PTR frmChooseSite::fncFrameKey(WORD character) {
+    const std::wstring key(1, static_cast<wchar_t>(character));
+    for (const auto& [frame, option] :
+         {std::pair{IDC_FRAPREDEFINED, IDC_OPTPREDEFINED}, std::pair{IDC_FRANEWSITE, IDC_OPTNEW}}) {
+        if (IsWindowEnabled(control(frame))) continue;
+        wchar_t caption[256] = {};
+        GetWindowTextW(control(frame), caption, 256);
+        const wchar_t* amp = wcschr(caption, L'&');
+        if (!amp || !qbx::textEquals(std::wstring(1, amp[1]), key)) continue;
+        SendMessageW(control(option), BM_CLICK, 0, 0);
+        SetWindowLongPtrW(hwnd_, DWLP_MSGRESULT, MAKELONG(0, MNC_CLOSE));
+        return TRUE;
+    }
+    return FALSE;
 }
 
 void frmChooseSite::Form_Load() {

@@ -43,6 +43,7 @@ public:
 
 private:
     INT_PTR fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
+    INT_PTR fncFrameKey(WORD character);
 
     void Form_Load();
     void subSetCaptions();
