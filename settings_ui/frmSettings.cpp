@@ -123,20 +123,8 @@ INT_PTR frmSettings::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam
             }
             return FALSE;
         case WM_CTLCOLORSTATIC:
-        case WM_CTLCOLORBTN: {
-            HWND child = reinterpret_cast<HWND>(lParam);
-            INT_PTR brush = 0;
-            if (fncAnswerCtlColor(child, reinterpret_cast<HDC>(wParam), brush)) return brush;
-            if (child == control(IDC_LBLWEBLINK)) {
-                // The web link looks like one: link blue, not the system's
-                // hot-tracking colour, which some themes make a pale grey
-                // that vanishes on the window's face.
-                SetTextColor(reinterpret_cast<HDC>(wParam), kLinkColour);
-                SetBkMode(reinterpret_cast<HDC>(wParam), TRANSPARENT);
-                return reinterpret_cast<INT_PTR>(GetSysColorBrush(COLOR_BTNFACE));
-            }
-            return FALSE;
-        }
+        case WM_CTLCOLORBTN:
+            return fncControlColour(reinterpret_cast<HDC>(wParam), reinterpret_cast<HWND>(lParam));
         case WM_DESTROY:
             KillTimer(hwnd_, kDisplayTimer);
             Form_Unload();
@@ -148,6 +136,18 @@ INT_PTR frmSettings::fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam
         default:
             return FALSE;
     }
+}
+
+// The colours of a static control or button: those the colouring gave it,
+// and link blue for the web link, not the system's hot-tracking colour, which
+// some themes make a pale grey that vanishes on the window's face.
+INT_PTR frmSettings::fncControlColour(HDC dc, HWND child) {
+    INT_PTR brush = 0;
+    if (fncAnswerCtlColor(child, dc, brush)) return brush;
+    if (child != control(IDC_LBLWEBLINK)) return FALSE;
+    SetTextColor(dc, kLinkColour);
+    SetBkMode(dc, TRANSPARENT);
+    return reinterpret_cast<INT_PTR>(GetSysColorBrush(COLOR_BTNFACE));
 }
 
 // ---------------------------------------------------------------- the window's procedures

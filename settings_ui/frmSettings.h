@@ -57,6 +57,7 @@ private:
     void timDisplayExcelList_Timer();
 
     INT_PTR fncHandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
+    INT_PTR fncControlColour(HDC dc, HWND child);
     void subClose();
     void subSetTabOrder();
     // The strip's position and size in twips.
