@@ -329,6 +329,29 @@ bool cMailInspector::fncIsSettled(const AttachmentKey& key, long lngOrdinal) con
     return lngOnMail <= lngSettled;
 }
 
+// The library the user picks in the chooser for the file; empty when there
+// is nothing to move it to.
+std::wstring cMailInspector::fncAskTarget(const std::wstring& strFileName, const AttachmentKey& key) {
+    // Owned by this mail's window, which need not be the thread's active one
+    // (a Word mail window is Word's).
+    qbx::Disp window = ouiMyInspector_;
+    qbx::Err err;
+    if (!window) err.resume([&] { window = ouiMailItem_.getObj(L"GetInspector"); });
+    err.clear();
+    std::wstring strTarget = fncChooseSite(strFileName, fncInspectorWindow(window));
+    // The window closed (or the add-in stopped) while the chooser was open:
+    // there is no mail left to put a link in.
+    if (!ouiMailItem_ || blnShuttingDown) return {};
+    // Cancel, or OK before a library was picked (the chooser then gives the
+    // bare file name back): the attachment stays, and this window does not
+    // ask about it again.
+    if (strTarget.empty() || !fncIsAbsoluteAddress(strTarget)) {
+        colKeptAttachments_.push_back(key);
+        return {};
+    }
+    return strTarget;
+}
+
 void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAll, long lngOrdinal) {
     subSetAction(L"Moving an attachment to a document library");
     qbx::guarded(L"subHandleAttachment", [&] {
@@ -356,23 +379,7 @@ void cMailInspector::subHandleAttachment(const qbx::Disp& attachment, bool blnAl
         if (objPersonalSettings->blnAlwaysDefault && !strDefaultSite.empty()) {
             strTarget = fncDefaultTarget(strDefaultSite, strFileName);
         } else {
-            // Owned by this mail's window, which need not be the thread's
-            // active one (a Word mail window is Word's).
-            qbx::Disp window = ouiMyInspector_;
-            qbx::Err err;
-            if (!window) err.resume([&] { window = ouiMailItem_.getObj(L"GetInspector"); });
-            err.clear();
-            strTarget = fncChooseSite(strFileName, fncInspectorWindow(window));
-            // The window closed (or the add-in stopped) while the chooser
-            // was open: there is no mail left to put a link in.
-            if (!ouiMailItem_ || blnShuttingDown) return;
-            // Cancel, or OK before a library was picked (the chooser then
-            // gives the bare file name back): the attachment stays, and this
-            // window does not ask about it again.
-            if (strTarget.empty() || !fncIsAbsoluteAddress(strTarget)) {
-                if (!blnShuttingDown) colKeptAttachments_.push_back(key);
-                return;
-            }
+            strTarget = fncAskTarget(strFileName, key);
         }
         // 7. Nothing is saved to a target that is no address at all, so
         //    nothing can land in Outlook's working folder instead of a library.

@@ -108,6 +108,7 @@ private:
     // the end, so the older ones are the settled ones. lngOrdinal as for
     // subHandleAttachment; 0 counts the attachments of that name on the mail.
     bool fncIsSettled(const AttachmentKey& key, long lngOrdinal) const;
+    std::wstring fncAskTarget(const std::wstring& strFileName, const AttachmentKey& key);
     // Starts the one-shot removal timer.
     void subStartRemovalTimer();
     // How many records the window keeps (pending, kept, moved).
