@@ -5,6 +5,7 @@
 // window stored in the mailbox. Both are tables, like the host's other
 // commands (commands.cpp).
 #include "settings_ui/settings_dialogs.h"
+#include "support/com/win_window.h"
 #include "testbed/host/host.h"
 
 namespace qbxhost {
@@ -28,9 +29,8 @@ HWND gridHost(HWND window) { return childOfClass(window, L"AtlAxWin"); }
 qbx::Disp gridObject(HWND window) {
     HWND host = gridHost(window);
     if (!host) qbx::raise(qbx::vbErrInvalidCall, L"the settings window has no grid");
-    using GetControlFn = HRESULT(WINAPI*)(HWND, IUnknown**);
-    static const auto getControl = reinterpret_cast<GetControlFn>(
-        reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(L"atl.dll"), "AtlAxGetControl")));
+    static const auto getControl =
+        qbx::procAddress<HRESULT WINAPI(HWND, IUnknown**)>(LoadLibraryW(L"atl.dll"), "AtlAxGetControl");
     qbx::ComPtr<IUnknown> control;
     if (!getControl || FAILED(getControl(host, control.put()))) qbx::raise(qbx::vbErrInvalidCall, L"the grid's control can't be reached");
     return qbx::Disp::fromUnknown(control.get());
